@@ -1,0 +1,66 @@
+# How this project makes its targets: one function per kind, and the compiler's switches in one place.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+find_program(GPUPROWLER_CCACHE ccache)
+if(GPUPROWLER_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${GPUPROWLER_CCACHE})
+endif()
+
+# What every target of ours is compiled with.
+function(gpuprowler_target_defaults target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /EHsc /utf-8 /W4)
+  elseif(GPUPROWLER_DEVELOPER)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+  endif()
+  if(GPUPROWLER_SANITIZE)
+    set(flags -fsanitize=${GPUPROWLER_SANITIZE} -fno-omit-frame-pointer)
+    if(GPUPROWLER_SANITIZE MATCHES undefined)
+      list(APPEND flags -fno-sanitize-recover=undefined)
+    endif()
+    target_compile_options(${target} PRIVATE ${flags})
+    target_link_options(${target} PRIVATE ${flags})
+  endif()
+endfunction()
+
+# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>,
+# from the build tree as from an installation.
+function(gpuprowler_library name)
+  add_library(${name} STATIC ${ARGN})
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/sources/all ${PROJECT_BINARY_DIR}/include/${name}
+       SYMBOLIC COPY_ON_ERROR)
+  target_include_directories(${name} PUBLIC ${PROJECT_BINARY_DIR}/include)
+  target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/all)
+  gpuprowler_target_defaults(${name})
+endfunction()
+
+function(gpuprowler_program name)
+  add_executable(${name} ${ARGN})
+  gpuprowler_target_defaults(${name})
+endfunction()
+
+# A library that a driver's loader opens: never linked, never installed.
+function(gpuprowler_driver name)
+  add_library(${name} MODULE ${ARGN})
+  target_link_libraries(${name} PRIVATE ${CMAKE_DL_LIBS})
+  gpuprowler_target_defaults(${name})
+endfunction()
+
+# A GoogleTest program; each of its tests is one of CTest's.
+function(gpuprowler_test name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
+  gpuprowler_target_defaults(${name})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120)
+endfunction()

@@ -1,0 +1,80 @@
+#include "program.h"
+
+#include "exception.h"
+#include "extensionmanager.h"
+#include "openglinterceptor.h"
+
+#include <string>
+
+namespace KGX::OGL {
+
+namespace {
+
+GLuint CreateProgram() {
+  const ExtensionManager* const manager = ExtensionManager::Instance();
+  if (manager == nullptr) throw LogicalException("OpenGL isn't initialized");
+  if (!manager->isSupported(OPENGL_2_0)) throw LogicalException("no GLSL programs");
+  const GLuint name = OpenGLInterceptor::Instance()->glCreateProgram(KGX_HERE);
+  if (name == 0) throw LogicalException("glCreateProgram failed");
+  return name;
+}
+
+using GetParameter = void (OpenGLInterceptor::*)(const char*, int, GLuint, GLenum, GLint*);
+using GetInfoLog = void (OpenGLInterceptor::*)(const char*, int, GLuint, GLsizei, GLsizei*, GLchar*);
+
+// Throws with the driver's log if the shader or program hasn't the status.
+void RequireStatus(GLuint object, GLenum status, GetParameter getParameter, GetInfoLog getInfoLog) {
+  OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
+  GLint ok = 0;
+  (gl->*getParameter)(KGX_HERE, object, status, &ok);
+  if (ok != 0) return;
+
+  GLint size = 0;
+  (gl->*getParameter)(KGX_HERE, object, kGL_INFO_LOG_LENGTH, &size);
+  std::string log(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
+  if (!log.empty()) (gl->*getInfoLog)(KGX_HERE, object, size, nullptr, log.data());
+  throw LogicalException(log.c_str());
+}
+
+}  // namespace
+
+Program::Program() : fName(CreateProgram()) {}
+
+Program::~Program() {
+  ReleaseShaders();
+  OpenGLInterceptor::Instance()->glDeleteProgram(KGX_HERE, fName);
+}
+
+void Program::loadVertexShader(unsigned count, const char* const* strings, const GLint* lengths) {
+  LoadShader(kGL_VERTEX_SHADER, count, strings, lengths);
+}
+
+void Program::loadFragmentShader(unsigned count, const char* const* strings, const GLint* lengths) {
+  LoadShader(kGL_FRAGMENT_SHADER, count, strings, lengths);
+}
+
+void Program::LoadShader(GLenum type, unsigned count, const char* const* strings, const GLint* lengths) {
+  OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
+  const GLuint shader = gl->glCreateShader(KGX_HERE, type);
+  if (shader == 0) throw LogicalException("glCreateShader failed");
+  fShaders.push_back(shader);
+  gl->glShaderSource(KGX_HERE, shader, static_cast<GLsizei>(count), strings, lengths);
+  gl->glCompileShader(KGX_HERE, shader);
+  RequireStatus(shader, kGL_COMPILE_STATUS, &OpenGLInterceptor::glGetShaderiv,
+                &OpenGLInterceptor::glGetShaderInfoLog);
+  gl->glAttachShader(KGX_HERE, fName, shader);
+}
+
+void Program::link(bool releaseShaders) {
+  OpenGLInterceptor::Instance()->glLinkProgram(KGX_HERE, fName);
+  RequireStatus(fName, kGL_LINK_STATUS, &OpenGLInterceptor::glGetProgramiv,
+                &OpenGLInterceptor::glGetProgramInfoLog);
+  if (releaseShaders) ReleaseShaders();
+}
+
+void Program::ReleaseShaders() {
+  for (const GLuint shader : fShaders) OpenGLInterceptor::Instance()->glDeleteShader(KGX_HERE, shader);
+  fShaders.clear();
+}
+
+}  // namespace KGX::OGL

@@ -1,0 +1,37 @@
+// GLSL programs. A GL context must be current for every operation, the destructor included.
+#ifndef KGX_PROGRAM_H_
+#define KGX_PROGRAM_H_
+
+#include "opengltypes.h"
+
+#include <vector>
+
+namespace KGX::OGL {
+
+// Each operation throws LogicalException if the driver refuses, with the driver's own log as the text.
+class Program {
+ public:
+  Program();
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  // Compiles a stage from `count` strings, which the driver joins with nothing in between. `lengths` has one
+  // length each, or is null where the strings end in NUL.
+  void loadVertexShader(unsigned count, const char* const* strings, const GLint* lengths);
+  void loadFragmentShader(unsigned count, const char* const* strings, const GLint* lengths);
+
+  // Links the stages. `releaseShaders` gives up the shader objects, which a linked program needs no longer.
+  void link(bool releaseShaders);
+
+ private:
+  void LoadShader(GLenum type, unsigned count, const char* const* strings, const GLint* lengths);
+  void ReleaseShaders();
+
+  const GLuint fName;
+  std::vector<GLuint> fShaders;
+};
+
+}  // namespace KGX::OGL
+
+#endif  // KGX_PROGRAM_H_
