@@ -1,0 +1,176 @@
+// The sequence of steps. The tests on a GPU stand in gpuprowlertests.cpp.
+#include "gpuprowlertester.h"
+
+#include <kgx/context.h>
+#include <kgx/exception.h>
+#include <kgx/opencltable.h>
+#include <ztutil/standardstreams.h>
+#include <ztutil/ztlogging.h>
+
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+ztutil::DebugFlag gGPUProwler{"GPUProwler"};
+
+// A line of the form key=value.
+template <class Value>
+void PutNumber(const char* key, const Value& value) {
+  std::ostringstream line;
+  line << key << "=" << value;
+  DoStdout(line.str());
+}
+
+// Tags the GPUs in their order: glgpu[0], glgpu[1] and so on.
+template <class GPUs>
+TaggedGPUList Tagged(const char* word, const GPUs& gpus) {
+  TaggedGPUList list;
+  for (const auto& gpu : gpus)
+    list.push_back({std::string(word) + "[" + std::to_string(list.size()) + "]", gpu});
+  return list;
+}
+
+// ": " and the reason of an exception of the graphics layer.
+std::string Reason(const KGX::LogicalException& exception) {
+  return std::string(": ") + (exception.message() != nullptr ? exception.message() : "<NULL>");
+}
+
+}  // namespace
+
+GPUProwlerTester::GPUProwlerTester(GPUProwlerApp* app) : fApp(app) {}
+
+GPUProwlerTester::~GPUProwlerTester() = default;
+
+void GPUProwlerTester::Run() {
+  fStepCount = 0;
+  DoRunTester();
+  DoRunTimestamp(ProwlerKey::kProwlerStart);
+  DoRunKGXCoreInitialize();
+  DoRunKGXOGLInitialize();
+  DoRunAnyGLGPU();
+  DoRunEnumerateGLGPUs();
+  DoRunGLTests();
+  DoRunKGXOCLInitialize();
+  if (fOpenCLAvailable) {
+    DoRunEnumerateCLGPUs();
+    DoRunCLTests();
+  }
+  DoRunEnumerateNativeGPUs();
+  DoRunNativeTests();
+  DoRunTimestamp(ProwlerKey::kProwlerEnd);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunTester() { CountStep(); }
+
+void GPUProwlerTester::DoRunKGXCoreInitialize() {
+  PutNumber(ProwlerKey::kKGXCoreInitialized, 1);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunKGXOGLInitialize() {
+  ZT_LOG_SCOPE(gGPUProwler, "DoRunKGXOGLInitialize");
+  bool ok = false;
+  try {
+    KGX::OGL::Library::Initialize(KGX::OGL::Library::InitOptions());
+    ok = true;
+  } catch (const KGX::LogicalException& exception) {
+    ZT_LOG(gGPUProwler, "KGX::OGL::Library::initialize() failed" << Reason(exception));
+  } catch (...) {
+    ZT_LOG(gGPUProwler, "KGX::OGL::Library::initialize() failed");
+  }
+  PutNumber(ProwlerKey::kKGXOGLInitialized, ok);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunAnyGLGPU() {
+  ZT_LOG_SCOPE(gGPUProwler, "DoRunAnyGLGPU");
+  bool ok = false;
+  try {
+    const KGX::OGL::ContextOffscreen context(KGX::OGL::Context::PrimaryDisplayDevice());
+    ok = true;
+  } catch (const KGX::LogicalException& exception) {
+    ZT_LOG(gGPUProwler, "Cannot create default ContextOffscreen" << Reason(exception));
+  } catch (...) {
+    ZT_LOG(gGPUProwler, "Cannot create default ContextOffscreen");
+  }
+  PutNumber(ProwlerKey::kOGLContextCreated, ok);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunEnumerateGLGPUs() {
+  ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateGLGPUs");
+  const GLGPUList gpus = CreateGPUImpl()->GetGPUs();
+  PutNumber(ProwlerKey::kNumGLGPUs, gpus.size());
+  fGLGPUs = Tagged(ProwlerKey::kGLGPU, gpus);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunKGXOCLInitialize() {
+  ZT_LOG_SCOPE(gGPUProwler, "DoRunKGXOCLInitialize");
+  fOpenCLAvailable = KGX::OCL::Library::IsOpenCLAvailable("");
+  if (!fOpenCLAvailable) return;
+  ZT_LOG(gGPUProwler, "DoRunKGXOCLInitialize: KGX::OCL::Library::initialize();");
+  KGX::OCL::Library::Initialize();
+}
+
+void GPUProwlerTester::DoRunEnumerateCLGPUs() {
+  ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateCLGPUs");
+  const CLGPUList gpus = CreateGPUImpl()->GetCLGPUs();
+  PutNumber(ProwlerKey::kNumCLGPUs, gpus.size());
+  fCLGPUs = Tagged(ProwlerKey::kCLGPU, gpus);
+  CountStep();
+}
+
+void GPUProwlerTester::DoRunEnumerateNativeGPUs() {
+  const NativeGPUList gpus = CreateGPUImpl()->GetNativeGPUs();
+  PutNumber(ProwlerKey::kNumNativeGPUs, gpus.size());
+  fNativeGPUs = Tagged(ProwlerKey::kNativeGPU, gpus);
+  CountStep();
+}
+
+void GPUProwlerTester::CountStep() {
+  const std::uint32_t count = fStepCount++;
+  if (count >= fCrashAfter) {
+    DoCrash();
+    GPUProwlerTester::DoCrash();
+  }
+  if (count == fThrowAfter) throw std::runtime_error("Programmed throw");
+}
+
+void GPUProwlerTester::DoCrash() { throw std::runtime_error("programmed failure"); }
+
+std::string GPUProwlerTester::GetTimestamp() const {
+  const ztutil::CalendarTime time = ztutil::LocalCalendarTime(ztutil::Now());
+  std::ostringstream text;
+  text << std::setfill('0') << std::setw(4) << time.year << "-" << std::setw(2) << time.month << "-"
+       << std::setw(2) << time.day << "_" << std::setw(2) << time.hour << ":" << std::setw(2) << time.minute
+       << ":" << std::setw(2) << static_cast<int>(time.second + 0.5);
+  return text.str();
+}
+
+void GPUProwlerTester::DoRunTimestamp(const std::string& key) {
+  DoStdout(key + "=\"" + GetTimestamp() + "\"");
+  CountStep();
+}
+
+void GPUProwlerTester::RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test) {
+  for (auto current = list.begin(); current != list.end();) {
+    try {
+      test(*this, *current);
+      ++current;
+      continue;
+    } catch (const KGX::LogicalException& exception) {
+      ztutil::WriteStderrLine("KGX::LogicalException" + Reason(exception));
+    } catch (const std::exception& exception) {
+      ztutil::WriteStderrLine(std::string("exception: ") + exception.what());
+    } catch (...) {
+      ztutil::WriteStderrLine("unknown exception");
+    }
+    ZT_LOG(gGPUProwler, "Testing terminated for " << current->fTag);
+    AddFailure();
+    current = list.erase(current);
+  }
+}

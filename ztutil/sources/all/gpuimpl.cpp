@@ -1,0 +1,57 @@
+#include "gpuimpl.h"
+
+#include "platform.h"
+#include "standardstreams.h"
+
+#include <kgx/opengltypes.h>
+
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+// Stands for the source file of a requirement whose place isn't told.
+constexpr char kNoFile[] = "<NULL>";
+
+void DefaultMessageHook(const std::string& text) { ztutil::WriteStderrLine(text); }
+
+void DefaultFailureHook(const char* file, int line, const char* message, bool fatal) {
+  std::ostringstream text;
+  if (file != nullptr && file != kNoFile) text << file << "(" << line << "): ";
+  text << (message != nullptr ? message : "<NULL>");
+  GetMessageHook()(text.str());
+  if (fatal) throw std::runtime_error(text.str());
+}
+
+FailureHook gFailureHook = DefaultFailureHook;
+MessageHook gMessageHook = DefaultMessageHook;
+
+}  // namespace
+
+void GLGPU::GLGetProgramivARB(std::int32_t name, std::int32_t* out) const {
+  Impl().GLGetProgramivARB(KGX::OGL::kGL_FRAGMENT_PROGRAM_ARB, name, out);
+}
+
+FailureHook SetFailureHook(FailureHook hook) {
+  const FailureHook former = gFailureHook;
+  gFailureHook = hook != nullptr ? hook : DefaultFailureHook;
+  return former;
+}
+
+FailureHook GetFailureHook() { return gFailureHook; }
+
+MessageHook SetMessageHook(MessageHook hook) {
+  const MessageHook former = gMessageHook;
+  gMessageHook = hook != nullptr ? hook : DefaultMessageHook;
+  return former;
+}
+
+MessageHook GetMessageHook() { return gMessageHook; }
+
+void FailRequirement(const char* message) { GetFailureHook()(kNoFile, 0, message, true); }
+
+std::uint64_t GetInstalledRAM() {
+  const std::uint64_t bytes = ztutil::platform::InstalledRAM();
+  if (bytes == 0) throw std::runtime_error("GlobalMemoryStatusEx failed");
+  return bytes;
+}

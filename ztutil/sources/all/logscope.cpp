@@ -1,0 +1,33 @@
+#include "logscope.h"
+
+#include "clock.h"
+#include "logger.h"
+
+namespace ztutil {
+
+ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
+    : fFile(file), fLine(line), fText(text.str()) {
+  try {
+    if (const ZTLoggerLock logger; logger) {
+      logger->Print(fFile, fLine, "%s", ("BEGIN " + fText).c_str());
+      logger->Indent();
+    }
+  } catch (...) {
+  }
+  fStart = Now();
+}
+
+ZTLogScope::~ZTLogScope() {
+  const double duration = Now() - fStart;
+  try {
+    if (const ZTLoggerLock logger; logger) {
+      logger->Outdent();
+      std::ostringstream text;
+      text << "END " << fText << ", duration=" << duration;
+      logger->Print(fFile, fLine, "%s", text.str().c_str());
+    }
+  } catch (...) {
+  }
+}
+
+}  // namespace ztutil

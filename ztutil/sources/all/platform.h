@@ -1,0 +1,37 @@
+// What the library needs of the operating system, as plain functions. Each platform's folder defines them
+// once.
+#ifndef ZTUTIL_PLATFORM_H_
+#define ZTUTIL_PLATFORM_H_
+
+#include <cstdint>
+#include <cstdio>
+
+namespace ztutil::platform {
+
+// A counter that never goes back, and how many of its counts make a second. Any thread.
+std::int64_t MonotonicCounter();
+std::int64_t MonotonicFrequency();
+
+// Microseconds since 1970-01-01 00:00:00 UTC. Any thread.
+std::int64_t UTCMicroseconds();
+
+// Seconds that local time is ahead of UTC right now; negative west of Greenwich. Any thread.
+std::int64_t LocalOffsetSeconds();
+
+// The machine's physical memory in bytes; 0 if the system doesn't tell.
+std::uint64_t InstalledRAM();
+
+// Takes back what has been written to the stream and not reached the system, and clears its error, so that
+// the next write starts afresh.
+void PurgeStream(std::FILE* stream);
+
+// Readies a process that may die in a driver and whose standard streams may be gone. A crash ends it at once,
+// with no dialog and no core file. A write to a closed pipe fails instead of ending the process. And a
+// standard stream that was closed when the process began fails at each use, where it would otherwise become
+// the next file that a driver opens. To be called at the start of main, by a program and not by a library:
+// all of this holds for the whole process.
+void PrepareProberProcess();
+
+}  // namespace ztutil::platform
+
+#endif  // ZTUTIL_PLATFORM_H_

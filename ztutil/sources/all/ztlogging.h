@@ -1,0 +1,62 @@
+// Everything about logging: flags, the clock, loggers, sinks, scopes, and the calls by which modules say
+// something.
+#ifndef ZTUTIL_ZTLOGGING_H_
+#define ZTUTIL_ZTLOGGING_H_
+
+#include "calendar.h"
+#include "clock.h"
+#include "debugflag.h"
+#include "logger.h"
+#include "logscope.h"
+#include "logsinks.h"
+
+#include <memory>
+#include <sstream>
+
+// Says something if the flag isn't 0, for example ZT_LOG(gGPUProwler, "count=" << count). While the flag is 0
+// the text isn't built. Never throws.
+#define ZT_LOG(flag, text)                                                                                  \
+  do {                                                                                                      \
+    if (::ztutil::DebugFlagValue(flag) != 0) {                                                              \
+      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostringstream& ztLogStream) { ztLogStream << text; }); \
+    }                                                                                                       \
+  } while (false)
+
+// Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
+#define ZT_LOG_SCOPE(flag, text)                           \
+  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope = \
+      ::ztutil::DebugFlagValue(flag) == 0                  \
+          ? nullptr                                        \
+          : ::ztutil::OpenLogScope(__FILE__, __LINE__,     \
+                                   [&](std::ostringstream& ztLogStream) { ztLogStream << text; })
+
+namespace ztutil {
+
+// Behind ZT_LOG: has `build` write the text to a stream, and prints that if there is a logger.
+template <class Build>
+void LogText(const char* file, int line, Build build) noexcept {
+  try {
+    if (const ZTLoggerLock logger; logger) {
+      std::ostringstream text;
+      build(text);
+      logger->Print(file, line, "%s", text.str().c_str());
+    }
+  } catch (...) {
+  }
+}
+
+// Behind ZT_LOG_SCOPE: null if no scope can be made.
+template <class Build>
+std::unique_ptr<ZTLogScope> OpenLogScope(const char* file, int line, Build build) noexcept {
+  try {
+    std::ostringstream text;
+    build(text);
+    return std::make_unique<ZTLogScope>(text, file, line);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_ZTLOGGING_H_
