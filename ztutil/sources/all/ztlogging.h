@@ -23,11 +23,13 @@
   } while (false)
 
 // Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
-#define ZT_LOG_SCOPE(flag, text)                           \
-  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope = \
-      ::ztutil::DebugFlagValue(flag) == 0                  \
-          ? nullptr                                        \
-          : ::ztutil::OpenLogScope(__FILE__, __LINE__,     \
+#define ZT_LOG_SCOPE(flag, text) ZT_LOG_SCOPE_ON_LINE(flag, text, __LINE__)
+#define ZT_LOG_SCOPE_ON_LINE(flag, text, line) ZT_LOG_SCOPE_NAMED(flag, text, line)
+#define ZT_LOG_SCOPE_NAMED(flag, text, line)                     \
+  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope##line = \
+      ::ztutil::DebugFlagValue(flag) == 0                        \
+          ? nullptr                                              \
+          : ::ztutil::OpenLogScope(__FILE__, line,               \
                                    [&](std::ostringstream& ztLogStream) { ztLogStream << text; })
 
 namespace ztutil {

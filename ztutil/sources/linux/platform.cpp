@@ -31,6 +31,7 @@ std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 std::int64_t LocalOffsetSeconds() {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
+  tzset();  // localtime_r needn't notice that the zone has changed
   localtime_r(&now, &local);
   return local.tm_gmtoff;
 }
