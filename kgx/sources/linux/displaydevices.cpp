@@ -42,6 +42,7 @@ EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const std::string& file, st
 std::vector<EGLDisplayDevice> FindDisplayDevices() {
   EGLint count = 0;
   if (!EGL().eglQueryDevicesEXT(0, nullptr, &count)) throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
+  if (count == 0) return {};
   std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
   if (!EGL().eglQueryDevicesEXT(count, devices.data(), &count)) {
     throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
@@ -54,9 +55,16 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
     const char* const extensions = EGL().eglQueryDeviceStringEXT(devices[index], EGL_EXTENSIONS);
     if (HasExtension(extensions, "EGL_MESA_device_software")) {
       software.push_back({{"software", "Software renderer", ""}, devices[index], false});
-    } else {
-      hardware.push_back(HardwareDevice(devices[index], DeviceFile(devices[index], extensions), index));
+      continue;
     }
+    // Mesa lists every render node, those of another vendor's driver too. That vendor comes first in
+    // libglvnd's order, and its device is the one that works.
+    const EGLDisplayDevice device =
+        HardwareDevice(devices[index], DeviceFile(devices[index], extensions), index);
+    const bool isKnown = std::any_of(hardware.begin(), hardware.end(), [&](const EGLDisplayDevice& other) {
+      return other.key.deviceName == device.key.deviceName;
+    });
+    if (!isKnown) hardware.push_back(device);
   }
   return hardware.empty() ? software : hardware;
 }

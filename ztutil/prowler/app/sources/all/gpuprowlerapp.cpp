@@ -169,8 +169,10 @@ std::int32_t GPUProwlerApp::Run(std::list<std::string>& args) {
 
 void GPUProwlerApp::RunTester(std::list<std::string>& args) {
   GetLogger();
-  fApp = std::move(args.front());
-  args.pop_front();
+  if (!args.empty()) {  // a host may start a program without even its name
+    fApp = std::move(args.front());
+    args.pop_front();
+  }
   ParseArgs(args);
   if (!args.empty()) throw UsageException();
   ztutil::DebugFlagValue(gGPUProwler) = fVerbose;
