@@ -49,7 +49,7 @@ class FakeCL {
   FakeCL() : fFormer(table()) {}
   ~FakeCL() { table() = fFormer; }
 
-  static KGX::OCL::EntryPoints& table() { return KGX::OCL::ExtensionManager::instance()->table(); }
+  KGX::OCL::EntryPoints& table() const { return KGX::OCL::ExtensionManager::instance()->table(); }
 
   // Answers of clGetPlatformInfo and clGetDeviceInfo by property, as raw bytes; what isn't there is refused.
   static std::map<cl_uint, std::string>& Answers();

@@ -6,6 +6,7 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
 #include <cmath>
+#include <cstdint>
 
 namespace ztutil {
 
@@ -46,13 +47,10 @@ CalendarTime LocalCalendarTime(double now) {
   const ptime local = converter.ToUTC(now) + seconds(platform::LocalOffsetSeconds());
   const auto date = local.date().year_month_day();
   const auto time = local.time_of_day();
-  const auto ticks = static_cast<double>(time.fractional_seconds());
-  return {date.year,
-          date.month,
-          date.day,
-          static_cast<int>(time.hours()),
-          static_cast<int>(time.minutes()),
-          static_cast<double>(time.seconds()) + ticks / static_cast<double>(time.ticks_per_second())};
+  constexpr std::int64_t kMicrosecondsPerMinute = 60000000;
+  const auto second = static_cast<double>(time.total_microseconds() % kMicrosecondsPerMinute) * 1e-6;
+  return {date.year, date.month, date.day, static_cast<int>(time.hours()), static_cast<int>(time.minutes()),
+          second};
 }
 
 }  // namespace ztutil
