@@ -26,8 +26,11 @@ Framebuffer::Framebuffer() : fCore(HasCoreFramebuffers()) {
 }
 
 Framebuffer::~Framebuffer() {
-  OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
-  fCore ? gl->glDeleteFramebuffers(KGX_HERE, 1, &fName) : gl->glDeleteFramebuffersEXT(KGX_HERE, 1, &fName);
+  try {
+    OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
+    fCore ? gl->glDeleteFramebuffers(KGX_HERE, 1, &fName) : gl->glDeleteFramebuffersEXT(KGX_HERE, 1, &fName);
+  } catch (...) {  // the driver hasn't the function: the context takes the object along
+  }
 }
 
 void Framebuffer::bind() {

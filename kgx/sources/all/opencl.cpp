@@ -16,11 +16,20 @@ void Require(cl_int status, const char* call) {
   if (status != CL_SUCCESS) throw LogicalException(std::string(call) + " failed: " + std::to_string(status));
 }
 
+// A driver that lies mustn't make us ask for all memory there is.
+constexpr cl_uint kMaxObjects = 4096;
+constexpr std::size_t kMaxText = 1048576;
+
+void RequireAtMost(std::size_t count, std::size_t most, const char* call) {
+  if (count > most) throw LogicalException(std::string(call) + " gives a size of " + std::to_string(count));
+}
+
 // A text of the object, by one of the two query functions.
 template <class Query, class Object>
 std::string TextInfo(Query query, const char* call, Object object, cl_uint name) {
   std::size_t size = 0;
   Require(query(object, name, 0, nullptr, &size), call);
+  RequireAtMost(size, kMaxText, call);
   std::string text(size, '\0');
   if (size > 0) Require(query(object, name, size, text.data(), nullptr), call);
   if (!text.empty() && text.back() == '\0') text.pop_back();
@@ -38,6 +47,7 @@ std::vector<Device> Platform::devices(cl_device_type type) const {
   const cl_int status = Table().clGetDeviceIDs(fID, type, 0, nullptr, &count);
   if (status == CL_DEVICE_NOT_FOUND || (status == CL_SUCCESS && count == 0)) return {};
   Require(status, "clGetDeviceIDs");
+  RequireAtMost(count, kMaxObjects, "clGetDeviceIDs");
   std::vector<cl_device_id> ids(count);
   Require(Table().clGetDeviceIDs(fID, type, count, ids.data(), &count), "clGetDeviceIDs");
   ids.resize(std::min<std::size_t>(ids.size(), count));
@@ -49,6 +59,7 @@ std::vector<Platform> platforms() {
   const cl_int status = Table().clGetPlatformIDs(0, nullptr, &count);
   if (status == kPlatformNotFound || (status == CL_SUCCESS && count == 0)) return {};
   Require(status, "clGetPlatformIDs");
+  RequireAtMost(count, kMaxObjects, "clGetPlatformIDs");
   std::vector<cl_platform_id> ids(count);
   Require(Table().clGetPlatformIDs(count, ids.data(), &count), "clGetPlatformIDs");
   ids.resize(std::min<std::size_t>(ids.size(), count));

@@ -20,7 +20,8 @@ class Entry {
   template <class Result, class... Arguments>
   Result Call(const char* file, int line, Arguments... arguments) {
     if (fAddress == nullptr) fAddress = Platform::FunctionAddress(fName);
-    if (fAddress == nullptr) throw InternalException((std::string(fName) + " exists").c_str(), file, line);
+    if (fAddress == nullptr)
+      throw InternalException((std::string("address of ") + fName + " != NULL").c_str(), file, line);
     return reinterpret_cast<Result(KGX_GLAPI*)(Arguments...)>(fAddress)(arguments...);
   }
 

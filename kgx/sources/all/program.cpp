@@ -4,6 +4,7 @@
 #include "extensionmanager.h"
 #include "openglinterceptor.h"
 
+#include <algorithm>
 #include <string>
 
 namespace KGX::OGL {
@@ -29,10 +30,14 @@ void RequireStatus(GLuint object, GLenum status, GetParameter getParameter, GetI
   (gl->*getParameter)(KGX_HERE, object, status, &ok);
   if (ok != 0) return;
 
+  constexpr GLint kMaxLog = 65536;
   GLint size = 0;
   (gl->*getParameter)(KGX_HERE, object, kGL_INFO_LOG_LENGTH, &size);
-  std::string log(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
-  if (!log.empty()) (gl->*getInfoLog)(KGX_HERE, object, size, nullptr, log.data());
+  size = std::clamp(size, 0, kMaxLog);
+  std::string log(static_cast<std::size_t>(size), '\0');
+  if (size > 0) (gl->*getInfoLog)(KGX_HERE, object, size, nullptr, log.data());
+  std::replace_if(
+      log.begin(), log.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
   throw LogicalException(log.c_str());
 }
 
@@ -41,8 +46,11 @@ void RequireStatus(GLuint object, GLenum status, GetParameter getParameter, GetI
 Program::Program() : fName(CreateProgram()) {}
 
 Program::~Program() {
-  ReleaseShaders();
-  OpenGLInterceptor::Instance()->glDeleteProgram(KGX_HERE, fName);
+  try {
+    ReleaseShaders();
+    OpenGLInterceptor::Instance()->glDeleteProgram(KGX_HERE, fName);
+  } catch (...) {  // the driver hasn't the function: the context takes the objects along
+  }
 }
 
 void Program::loadVertexShader(unsigned count, const char* const* strings, const GLint* lengths) {

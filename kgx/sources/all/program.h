@@ -8,7 +8,8 @@
 
 namespace KGX::OGL {
 
-// Each operation throws LogicalException if the driver refuses, with the driver's own log as the text.
+// Each operation throws LogicalException if the driver refuses, with the driver's own log, on one line, as
+// the text.
 class Program {
  public:
   Program();

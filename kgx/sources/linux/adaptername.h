@@ -11,6 +11,8 @@ namespace KGX {
 // is none. The file itself needn't exist: containers often have the directory alone.
 std::string AdapterDirectory(const std::string& deviceFile);
 
+// The next three take such a directory.
+
 // The adapter's name, for example "PCI 8086:64a0"; "unknown adapter" where its ids can't be read.
 std::string AdapterName(const std::string& directory);
 

@@ -34,6 +34,7 @@ EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const std::string& file, st
     return {{name, name, ""}, device, false};
   }
   const std::string directory = AdapterDirectory(file);
+  if (directory.empty()) return {{file, file, ""}, device, false};
   return {{file, AdapterName(directory), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
 }
 
@@ -42,7 +43,7 @@ EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const std::string& file, st
 std::vector<EGLDisplayDevice> FindDisplayDevices() {
   EGLint count = 0;
   if (!EGL().eglQueryDevicesEXT(0, nullptr, &count)) throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
-  if (count == 0) return {};
+  if (count <= 0) return {};
   std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
   if (!EGL().eglQueryDevicesEXT(count, devices.data(), &count)) {
     throw LogicalException(EGLFailure("eglQueryDevicesEXT"));

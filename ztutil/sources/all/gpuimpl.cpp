@@ -1,23 +1,20 @@
 #include "gpuimpl.h"
 
+#include "classicstream.h"
 #include "platform.h"
 #include "standardstreams.h"
 
 #include <kgx/opengltypes.h>
 
-#include <sstream>
 #include <stdexcept>
 
 namespace {
 
-// Stands for the source file of a requirement whose place isn't told.
-constexpr char kNoFile[] = "<NULL>";
-
 void DefaultMessageHook(const std::string& text) { ztutil::WriteStderrLine(text); }
 
 void DefaultFailureHook(const char* file, int line, const char* message, bool fatal) {
-  std::ostringstream text;
-  if (file != nullptr && file != kNoFile) text << file << "(" << line << "): ";
+  ztutil::ClassicStream text;
+  if (file != nullptr && file != kNullFile) text << file << "(" << line << "): ";
   text << (message != nullptr ? message : "<NULL>");
   GetMessageHook()(text.str());
   if (fatal) throw std::runtime_error(text.str());
@@ -31,6 +28,8 @@ MessageHook gMessageHook = DefaultMessageHook;
 void GLGPU::GLGetProgramivARB(std::int32_t name, std::int32_t* out) const {
   Impl().GLGetProgramivARB(KGX::OGL::kGL_FRAGMENT_PROGRAM_ARB, name, out);
 }
+
+const char kNullFile[] = "<NULL>";
 
 FailureHook SetFailureHook(FailureHook hook) {
   const FailureHook former = gFailureHook;
@@ -48,7 +47,7 @@ MessageHook SetMessageHook(MessageHook hook) {
 
 MessageHook GetMessageHook() { return gMessageHook; }
 
-void FailRequirement(const char* message) { GetFailureHook()(kNoFile, 0, message, true); }
+void FailRequirement(const char* message) { GetFailureHook()(kNullFile, 0, message, true); }
 
 std::uint64_t GetInstalledRAM() {
   const std::uint64_t bytes = ztutil::platform::InstalledRAM();

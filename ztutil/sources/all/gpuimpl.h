@@ -124,6 +124,7 @@ class GPUImpl {
 // A new object that stands for no GPU yet: it is there to be asked for the lists of GPUs. Never null.
 boost::shared_ptr<GPUImpl> CreateGPUImpl();
 
+// What OpenGL and OpenCL both tell of a GPU.
 class GPU {
  public:
   virtual ~GPU() = default;
@@ -212,9 +213,12 @@ class NativeGPU : public GPU {
   using GPU::GPU;
 };
 
-// Called for a broken requirement: where, what, and whether the caller can't go on. A hook that returns lets
-// it go on.
+// Called for a broken requirement: where, what, and whether the caller can't go on. A hook that returns all
+// the same lets it go on at its own risk.
 using FailureHook = void (*)(const char* file, int line, const char* message, bool fatal);
+
+// The file, compared as a pointer, of a requirement whose place isn't told.
+extern const char kNullFile[];
 
 // Replaces the hook of the process, null meaning the default one, and gives back the old one. The default
 // gives the text to the message hook and, when fatal, throws std::runtime_error with it.

@@ -15,10 +15,9 @@ class Context;
 // Stands for one GPU seen through OpenGL, with a context, or through OpenCL, with a device; never both. Every
 // GL question makes its own context current and puts back the former one.
 //
-// The value getters throw what the layer throws, and std::runtime_error for a broken requirement: when the
-// driver reports a GL error or a failed status, "Failed requirement: " and the condition. An error that an
-// earlier call left pending counts, as errors are never read away. The two GL probes give false where the
-// layer throws.
+// The value getters throw what the layer throws, and std::runtime_error for a requirement that a driver
+// breaks: a GL error, be it one that an earlier call left pending, or a failed OpenCL status. Errors are
+// never read away. The two GL probes give false where the layer throws.
 class GPUImplHardware : public GPUImpl {
  public:
   GPUImplHardware();

@@ -36,6 +36,20 @@ void RequireSuccess(cl_int ciErrNum) {
   if (ciErrNum != CL_SUCCESS) FailRequirement("Failed requirement: ciErrNum == CL_SUCCESS");
 }
 
+// A text of the device; fails the requirement where the driver refuses, or gives a length beyond all reason.
+std::string DeviceText(cl_device_id device, cl_device_info property, const char* requirement) {
+  constexpr std::size_t kMaxText = 1048576;
+  std::size_t size = 0;
+  if (CL().clGetDeviceInfo(device, property, 0, nullptr, &size) != CL_SUCCESS || size > kMaxText) {
+    FailRequirement(requirement);
+  }
+  std::string text(size, '\0');
+  if (size > 0 && CL().clGetDeviceInfo(device, property, size, text.data(), nullptr) != CL_SUCCESS) {
+    FailRequirement(requirement);
+  }
+  return text;
+}
+
 std::string UpToNUL(const std::string& text) { return text.c_str(); }
 
 // A version text less the "OpenCL " in front.
@@ -110,16 +124,7 @@ std::uint32_t GPUImplHardware::DoGetCLVendorID() const {
 }
 
 std::string GPUImplHardware::DoGetCLDriverVersion() const {
-  std::size_t size = 0;
-  if (CL().clGetDeviceInfo(fCLDevice.id(), CL_DRIVER_VERSION, 0, nullptr, &size) != CL_SUCCESS) {
-    FailRequirement("clGetDeviceInfo failed");
-  }
-  if (size == 0) return {};
-  std::string text(size, '\0');
-  if (CL().clGetDeviceInfo(fCLDevice.id(), CL_DRIVER_VERSION, size, text.data(), nullptr) != CL_SUCCESS) {
-    FailRequirement("clGetDeviceInfo failed");
-  }
-  return UpToNUL(text);
+  return UpToNUL(DeviceText(fCLDevice.id(), CL_DRIVER_VERSION, "clGetDeviceInfo failed"));
 }
 
 bool GPUImplHardware::DoIsCUDASupported() const { return !DoGetCUDAVersion().empty(); }
@@ -254,15 +259,7 @@ double GPUImplHardware::DoGetCLExtraMeasure() const { return 0.0; }
 
 std::string GPUImplHardware::DoGetCLDeviceVersion() const {
   constexpr char kRequirement[] = "Failed requirement: status == CL_SUCCESS";
-  std::size_t size = 0;
-  if (CL().clGetDeviceInfo(fCLDevice.id(), CL_DEVICE_VERSION, 0, nullptr, &size) != CL_SUCCESS) {
-    FailRequirement(kRequirement);
-  }
-  std::string text(size, '\0');
-  if (CL().clGetDeviceInfo(fCLDevice.id(), CL_DEVICE_VERSION, size, text.data(), nullptr) != CL_SUCCESS) {
-    FailRequirement(kRequirement);
-  }
-  return UpToNUL(WithoutPrefix(text));
+  return UpToNUL(WithoutPrefix(DeviceText(fCLDevice.id(), CL_DEVICE_VERSION, kRequirement)));
 }
 
 bool GPUImplHardware::DoIsIntegratedCLGPU() const {

@@ -9,6 +9,7 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <ostream>
 
 namespace {
@@ -43,7 +44,11 @@ void Report(const char* line) {
 
 }  // namespace
 
-std::string DXGIData::GetName() const { return ztutil::QuoteWideString(fAdapterDesc.Description); }
+std::string DXGIData::GetName() const {
+  // All of the field may be text.
+  const std::u16string description(std::begin(fAdapterDesc.Description), std::end(fAdapterDesc.Description));
+  return ztutil::QuoteWideString(description.c_str());
+}
 
 bool DXGIData::IsIntegrated() const {
   ZT_LOG(gGPUProwler, "fAdapterDesc.VendorId=" << fAdapterDesc.VendorId);

@@ -48,7 +48,6 @@ inline constexpr char kNumNativeGPUs[] = "NumNativeGPUs";
 // Tags: a device of a kind, with its number in brackets, and GL's own symbols
 inline constexpr char kGLGPU[] = "glgpu";
 inline constexpr char kCLGPU[] = "clgpu";
-inline constexpr char kNativeGPU[] = "nativegpu";
 inline constexpr char kGPUTag[] = "gputag";
 // OpenGL devices
 inline constexpr char kGLVersion[] = "GLVersion";
@@ -66,7 +65,6 @@ inline constexpr char kGLDriver[] = "GLDriver";
 inline constexpr char kGLDriverDate[] = "GLDriverDate";
 inline constexpr char kCanCompileProgramGLSL[] = "CanCompileProgramGLSL";
 inline constexpr char kGLFrameBufferOK[] = "GLFrameBufferOK";
-inline constexpr char kGLCaption[] = "GLCaption";
 inline constexpr char kGLGetString[] = "glGetString";
 inline constexpr char kGLGetIntegerv[] = "glGetIntegerv";
 inline constexpr char kGLGetProgramivARB[] = "glGetProgramivARB";
@@ -89,6 +87,8 @@ inline constexpr char kNativeName[] = "NativeName";
 }  // namespace ProwlerKey
 
 // Words for the host: the prober itself makes no use of them.
+inline constexpr char kGLCaption[] = "GLCaption";
+inline constexpr char kNativeGPU[] = "nativegpu";
 inline constexpr char kMinCLBandwidth[] = "MinCLBandwidth";
 inline constexpr char ProwlerDebugFlags[] = "ProwlerDebugFlags";
 inline constexpr char ProwlerDebugHangMSec[] = "ProwlerDebugHangMSec";

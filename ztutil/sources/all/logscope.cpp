@@ -1,5 +1,6 @@
 #include "logscope.h"
 
+#include "classicstream.h"
 #include "clock.h"
 #include "logger.h"
 
@@ -22,7 +23,7 @@ ZTLogScope::~ZTLogScope() {
   try {
     if (const ZTLoggerLock logger; logger) {
       logger->Outdent();
-      std::ostringstream text;
+      ClassicStream text;
       text << "END " << fText << ", duration=" << duration;
       logger->Print(fFile, fLine, "%s", text.str().c_str());
     }

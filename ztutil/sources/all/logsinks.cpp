@@ -1,6 +1,6 @@
 #include "logsinks.h"
 
-#include "platform.h"
+#include "standardstreams.h"
 
 namespace ztutil {
 
@@ -17,12 +17,16 @@ const char* NameOf(std::FILE* stream) {
 ZTStdioLogger::ZTStdioLogger(std::FILE* stream) : ZTLogger(NameOf(stream)), fStream(stream) {}
 
 void ZTStdioLogger::Flush() {
-  if (fStream != nullptr && (std::fflush(fStream) != 0 || std::ferror(fStream) != 0))
-    platform::PurgeStream(fStream);
+  if (fStream == nullptr) return;
+  EndLine(fStream);
+  fInLine = false;
 }
 
 void ZTStdioLogger::Write(const void* bytes, std::size_t count) {
-  if (fStream != nullptr) std::fwrite(bytes, 1, count, fStream);
+  if (fStream == nullptr) return;
+  if (!fInLine) BeginLine(fStream);
+  fInLine = true;
+  std::fwrite(bytes, 1, count, fStream);
 }
 
 }  // namespace ztutil

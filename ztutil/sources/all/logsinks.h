@@ -8,8 +8,8 @@
 
 namespace ztutil {
 
-// A logger on a standard stream, flushed after each message. A message that can't be written is lost, wholly:
-// no later one carries a piece of it.
+// A logger on a standard stream, flushed after each message. A message that can't be written is lost: no
+// later one carries a piece of it.
 class ZTStdioLogger : public ZTLogger {
  public:
   // The stream isn't owned; null swallows everything.
@@ -21,6 +21,7 @@ class ZTStdioLogger : public ZTLogger {
 
  private:
   std::FILE* const fStream;
+  bool fInLine = false;  // something of a message has been written
 };
 
 }  // namespace ztutil

@@ -21,15 +21,18 @@ std::int64_t LocalOffsetSeconds();
 // The machine's physical memory in bytes; 0 if the system doesn't tell.
 std::uint64_t InstalledRAM();
 
+// Where the system would write the stream's next byte; -1 where there is no such place, as in a pipe.
+std::int64_t StreamPosition(std::FILE* stream);
+
 // Takes back what has been written to the stream and not reached the system, and clears its error, so that
 // the next write starts afresh.
 void PurgeStream(std::FILE* stream);
 
 // Readies a process that may die in a driver and whose standard streams may be gone. A crash ends it at once,
-// with no dialog and no core file. A write to a closed pipe fails instead of ending the process. And a
-// standard stream that was closed when the process began fails at each use, where it would otherwise become
-// the next file that a driver opens. To be called at the start of main, by a program and not by a library:
-// all of this holds for the whole process.
+// with no dialog and no core file. A write to a closed pipe, or beyond the size that a file may have, fails
+// instead of ending the process. And a standard stream that was closed when the process began fails at each
+// use, where it would otherwise become the next file that a driver opens. To be called at the start of main,
+// by a program and not by a library: all of this holds for the whole process.
 void PrepareProberProcess();
 
 }  // namespace ztutil::platform

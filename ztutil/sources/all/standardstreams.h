@@ -2,6 +2,7 @@
 #ifndef ZTUTIL_STANDARDSTREAMS_H_
 #define ZTUTIL_STANDARDSTREAMS_H_
 
+#include <cstdio>
 #include <string>
 
 namespace ztutil {
@@ -10,6 +11,12 @@ namespace ztutil {
 // then the stream is emptied and usable again, so that no later line carries a piece of this one.
 bool WriteStdoutLine(const std::string& line) noexcept;
 bool WriteStderrLine(const std::string& line) noexcept;
+
+// The same for a line that is written to the C stream in several calls: one before the first of them, and one
+// after the last. A piece of a line that did reach a file before the disk was full is ended by the next
+// line's beginning.
+void BeginLine(std::FILE* stream) noexcept;
+bool EndLine(std::FILE* stream) noexcept;
 
 }  // namespace ztutil
 

@@ -4,6 +4,7 @@
 #define ZTUTIL_ZTLOGGING_H_
 
 #include "calendar.h"
+#include "classicstream.h"
 #include "clock.h"
 #include "debugflag.h"
 #include "logger.h"
@@ -39,7 +40,7 @@ template <class Build>
 void LogText(const char* file, int line, Build build) noexcept {
   try {
     if (const ZTLoggerLock logger; logger) {
-      std::ostringstream text;
+      ClassicStream text;
       build(text);
       logger->Print(file, line, "%s", text.str().c_str());
     }
@@ -51,7 +52,7 @@ void LogText(const char* file, int line, Build build) noexcept {
 template <class Build>
 std::unique_ptr<ZTLogScope> OpenLogScope(const char* file, int line, Build build) noexcept {
   try {
-    std::ostringstream text;
+    ClassicStream text;
     build(text);
     return std::make_unique<ZTLogScope>(text, file, line);
   } catch (...) {

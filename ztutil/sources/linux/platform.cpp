@@ -43,15 +43,20 @@ std::uint64_t InstalledRAM() {
                                    : 0;
 }
 
+std::int64_t StreamPosition(std::FILE* stream) { return lseek(fileno(stream), 0, SEEK_CUR); }
+
 void PurgeStream(std::FILE* stream) {
   __fpurge(stream);
   std::clearerr(stream);
 }
 
 void PrepareProberProcess() {
-  const rlimit noCore{0, 0};
+  // A limit of 1 is too small for a file, and alone also keeps the kernel from feeding a handler through a
+  // pipe. Where the limit can't be set it is 0 already.
+  const rlimit noCore{1, 1};
   setrlimit(RLIMIT_CORE, &noCore);
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 
   // The descriptors are taken in rising order, so that each open gives the number that was found closed.
   // Opened for the wrong direction, they keep failing: nothing can be read from the first and written to the

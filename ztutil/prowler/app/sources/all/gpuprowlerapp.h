@@ -59,8 +59,8 @@ class GPUProwlerApp : public GPUProwlerAppAndHost {
   virtual ztutil::ZTLogger* CreateLogger();
   virtual GPUProwlerTester* CreateTester();
 
-  // Lines on the standard streams. PutStdout and PutStderr throw std::runtime_error for a line that can't be
-  // written.
+  // Lines on the standard streams. PutComment goes through DoStdout and doesn't throw; the others throw
+  // std::runtime_error for a line that can't be written.
   virtual void PutComment(const std::string& text);
   virtual void PutStdout(const std::string& line);
   virtual void PutStderr(const std::string& line);

@@ -4,11 +4,11 @@
 #include <kgx/context.h>
 #include <kgx/exception.h>
 #include <kgx/opencltable.h>
+#include <ztutil/classicstream.h>
 #include <ztutil/standardstreams.h>
 #include <ztutil/ztlogging.h>
 
 #include <iomanip>
-#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -18,7 +18,7 @@ ztutil::DebugFlag gGPUProwler{"GPUProwler"};
 // A line of the form key=value.
 template <class Value>
 void PutNumber(const char* key, const Value& value) {
-  std::ostringstream line;
+  ztutil::ClassicStream line;
   line << key << "=" << value;
   DoStdout(line.str());
 }
@@ -127,7 +127,7 @@ void GPUProwlerTester::DoRunEnumerateCLGPUs() {
 void GPUProwlerTester::DoRunEnumerateNativeGPUs() {
   const NativeGPUList gpus = CreateGPUImpl()->GetNativeGPUs();
   PutNumber(ProwlerKey::kNumNativeGPUs, gpus.size());
-  fNativeGPUs = Tagged(ProwlerKey::kNativeGPU, gpus);
+  fNativeGPUs.clear();
   CountStep();
 }
 
@@ -144,7 +144,7 @@ void GPUProwlerTester::DoCrash() { throw std::runtime_error("programmed failure"
 
 std::string GPUProwlerTester::GetTimestamp() const {
   const ztutil::CalendarTime time = ztutil::LocalCalendarTime(ztutil::Now());
-  std::ostringstream text;
+  ztutil::ClassicStream text;
   text << std::setfill('0') << std::setw(4) << time.year << "-" << std::setw(2) << time.month << "-"
        << std::setw(2) << time.day << "_" << std::setw(2) << time.hour << ":" << std::setw(2) << time.minute
        << ":" << std::setw(2) << static_cast<int>(time.second + 0.5);
@@ -165,7 +165,8 @@ void GPUProwlerTester::RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test) {
     } catch (const KGX::LogicalException& exception) {
       ztutil::WriteStderrLine("KGX::LogicalException" + Reason(exception));
     } catch (const std::exception& exception) {
-      ztutil::WriteStderrLine(std::string("exception: ") + exception.what());
+      ztutil::WriteStderrLine(std::string("exception: ") +
+                              (exception.what() != nullptr ? exception.what() : "<NULL>"));
     } catch (...) {
       ztutil::WriteStderrLine("unknown exception");
     }

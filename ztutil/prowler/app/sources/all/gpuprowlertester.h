@@ -69,8 +69,8 @@ class GPUProwlerTester : public GPUProwlerAppAndHost {
   // is told on standard error.
   virtual void RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test);
 
-  // Tests of an OpenGL device. Each writes one line and counts a step; texts marked so are left out when
-  // empty.
+  // Tests of an OpenGL device. Each writes one line and counts a step; one marked "if any" writes none for an
+  // empty text.
   virtual void DoRunGLVersion(const std::string& tag, const GLGPU& gpu);
   virtual void DoRunGLName(const std::string& tag, const GLGPU& gpu);  // if any
   virtual void DoRunIsIntegratedGLGPU(const std::string& tag, const GLGPU& gpu);

@@ -2,17 +2,16 @@
 #include "gpuprowlertester.h"
 #include "gputests.h"
 
+#include <kgx/opengltypes.h>
+#include <ztutil/classicstream.h>
 #include <ztutil/ztlogging.h>
 
-#include <sstream>
 #include <vector>
 
 namespace {
 
 ztutil::DebugFlag gGPUProwler{"GPUProwler"};
 ztutil::DebugFlag gGPUProwlerOCLDelay{"GPUProwlerOCLDelay"};
-
-constexpr std::int32_t kGL_FRAGMENT_PROGRAM_ARB = 34820;
 
 using GLTest = TestFunc<GPUProwlerTester, GLGPU>;
 using CLTest = TestFunc<GPUProwlerTester, CLGPU>;
@@ -21,7 +20,7 @@ using NativeTest = TestFunc<GPUProwlerTester, NativeGPU>;
 // tag.key=value, where a bool is 0 or 1 and a floating-point number has six digits.
 template <class Value>
 void PutValue(const std::string& tag, const char* key, Value value) {
-  std::ostringstream line;
+  ztutil::ClassicStream line;
   line << tag << "." << key << "=" << value;
   DoStdout(line.str());
 }
@@ -251,7 +250,7 @@ void GPUProwlerTester::DoRunGLGetIntegerv(const std::string& tag, const GLGPU& g
 void GPUProwlerTester::DoRunGLGetProgramivARB(const std::string& tag, const GLGPU& gpu, const char* name,
                                               std::int32_t code, std::size_t count) {
   std::vector<std::int32_t> values(count, 0);
-  PutGPUTag("GL_FRAGMENT_PROGRAM_ARB", kGL_FRAGMENT_PROGRAM_ARB);
+  PutGPUTag("GL_FRAGMENT_PROGRAM_ARB", KGX::OGL::kGL_FRAGMENT_PROGRAM_ARB);
   PutGPUTag(name, code);
   gpu.GLGetProgramivARB(code, values.data());
   DoStdout(tag + "." + ProwlerKey::kGLGetProgramivARB + "[GL_FRAGMENT_PROGRAM_ARB][" + name +

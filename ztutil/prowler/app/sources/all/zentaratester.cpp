@@ -3,8 +3,7 @@
 #include "gputests.h"
 
 #include <kgx/extensionmanager.h>
-
-#include <sstream>
+#include <ztutil/classicstream.h>
 
 ZentaraTester::~ZentaraTester() = default;
 
@@ -56,7 +55,7 @@ void ZentaraTester::DoRunCLTests() {
 }
 
 void ZentaraTester::DoRunCLCompute(const std::string& tag, const CLGPU& gpu) {
-  std::ostringstream line;
+  ztutil::ClassicStream line;
   line << tag << "." << ProwlerKey::kCLCompute << "=" << gpu.GetCLCompute();
   DoStdout(line.str());
   CountStep();

@@ -14,6 +14,7 @@ class ZentaraTester : public GPUProwlerTester {
   void DoRunGLTests() override;  // and the capability values that the product depends on
   void DoRunCLTests() override;  // and the compute measurement
 
+  // Test of an OpenCL device, as the others.
   virtual void DoRunCLCompute(const std::string& tag, const CLGPU& gpu);
 };
 

@@ -1,0 +1,18 @@
+// Text streams whose numbers read the same everywhere.
+#ifndef ZTUTIL_CLASSICSTREAM_H_
+#define ZTUTIL_CLASSICSTREAM_H_
+
+#include <locale>
+#include <sstream>
+
+namespace ztutil {
+
+// A string stream that is deaf to the global locale, which anybody in the process may change, a driver too.
+class ClassicStream : public std::ostringstream {
+ public:
+  ClassicStream() { imbue(std::locale::classic()); }
+};
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_CLASSICSTREAM_H_
