@@ -1,0 +1,161 @@
+// Drivers that crash, hang or give errors, call by call. Faults are rules of the rig; "glClear#1" is the
+// function's first call in the step that stands beside it.
+#include "report.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+
+namespace {
+
+using std::string;
+
+constexpr char kProgramKey[] =
+    "glgpu[0].glGetProgramivARB[GL_FRAGMENT_PROGRAM_ARB][GL_MAX_PROGRAM_INSTRUCTIONS_ARB]";
+
+// The lines that are out when the function is called for the first time.
+Texts LinesBefore(const string& function) {
+  Texts lines;
+  std::copy_if(MarkedRun().begin(), std::find(MarkedRun().begin(), MarkedRun().end(), "@" + function),
+               std::back_inserter(lines), [](const string& line) { return line[0] != '@'; });
+  return lines;
+}
+
+// The first call of each function takes the process down: all lines that were due are left, and whole.
+void CrashInEachFunction(const string& action, const string& ending) {
+  std::set<string> functions;
+  for (const string& line : MarkedRun())
+    if (line[0] == '@') functions.insert(line.substr(1));
+  EXPECT_GE(functions.size(), 40u);
+  for (const string& function : functions) {
+    const Outcome outcome = RunWithFault(function + "@1=" + action);
+    EXPECT_TRUE(
+        Same({outcome.lines, outcome.rest, "", outcome.ending}, {LinesBefore(function), "", "", ending}))
+        << function;
+  }
+}
+
+TEST(FaultsTest, SegmentationFaultInEachFunction) { CrashInEachFunction("segv", "signal 11"); }
+
+TEST(FaultsTest, AbortInEachFunction) { CrashInEachFunction("abort", "signal 6"); }
+
+TEST(FaultsTest, HangsUntilItsKilled) {
+  for (const string function :
+       {"__egl_Main", "eglInitialize", "glCompileShader", "glClear", "glGetProgramivARB", "clGetPlatformIDs",
+        "clBuildProgram", "clWaitForEvents"}) {
+    const Texts lines = LinesBefore(function);
+    const Outcome outcome = RunHangingProber(Drivers({{"RIG_FAULT", function + "=hang"}}), {}, lines.size());
+    EXPECT_TRUE(Same(outcome, {lines, "", "", "hanging"})) << function;
+  }
+}
+
+TEST(FaultsTest, LastLineTellsWhereADriverDied) {
+  for (const auto& [key, fault, lastKey] : Table<string, string, string>{
+           {"KGXOGLInitialized", "__egl_Main#1", "KGXCoreInitialized"},
+           {"glgpu[0].GLFrameBufferOK", "glClear#1", "glgpu[0].CanCompileProgramGLSL"},
+           // A symbol goes out before the driver is asked for it,
+           {"glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]", "glGetString#1",
+            "gputag.GL_SHADING_LANGUAGE_VERSION"},
+           {kProgramKey, "glGetProgramivARB#1", "gputag.GL_MAX_PROGRAM_INSTRUCTIONS_ARB"},
+           {"glgpu[0].extension[KGX::OGL::GL_ARB_TEXTURE_FLOAT]", "glGetString#1",
+            "gputag.KGX::OGL::GL_ARB_TEXTURE_FLOAT"},
+           // but for these: the symbol before is the last.
+           {"glgpu[0].glGetIntegerv[GL_MAX_TEXTURE_UNITS]", "glGetIntegerv#1", kProgramKey},
+           {"NumCLGPUs", "clGetPlatformIDs#1", "glgpu[0].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]"},
+           {"clgpu[0].CLBandwidth", "clEnqueueCopyBuffer#10", "clgpu[0].CUDASupported"},
+       }) {
+    const Outcome outcome = RunWithFault(FaultIn(key, fault + "=segv"));
+    const string lastLine = outcome.lines.empty() ? "" : outcome.lines.back();
+    EXPECT_EQ(lastLine.substr(0, lastLine.find('=')), lastKey) << key;
+    EXPECT_EQ(outcome.ending, "signal 11") << key;
+  }
+}
+
+// A requirement that fails is told where it's found and where it ends the testing of the GPU.
+string Requirement(const string& text) { return text + "\nexception: " + text + "\n"; }
+
+const string kGLStatus = Requirement("Failed requirement: glStatus == GL_NO_ERROR");
+const string kCLStatus = Requirement("Failed requirement: ciErrNum == CL_SUCCESS");
+const string kLayer = "KGX::LogicalException: \n";
+
+TEST(FaultsTest, AnErrorEndsTheTestingOfItsGPU) {
+  const struct {
+    string key, faults;  // each fault in a run of its own
+    string errors;
+    std::size_t keptLines = 0;
+    string failedKey = {};  // where it isn't the same
+  } rows[] = {
+      {"glgpu[0].GLVersion",
+       "glGetString=text:1.1.0 glGetString=text:OpenGL glGetString=text: glGetString=ret:0",
+       "exception: Cannot determine OGL version\n"},
+      {"glgpu[0].GLVendor", "glGetString#1=err:0x505 glGetError#1=ret:0x507", kGLStatus},
+      {"glgpu[0].GLVendor", "glGetString#1=ret:0", Requirement("Failed requirement: text != NULL")},
+      {"glgpu[0].GLRectTextureSize", "glGetIntegerv#1=err:0x500", kGLStatus},
+      {"glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]", "glGetString#1=err:0x500", kGLStatus, 1},
+      {kProgramKey, "glGetProgramivARB#1=err:0x502", kGLStatus, 2},
+      {"glgpu[0].glGetIntegerv[GL_MAX_TEXTURE_UNITS]", "glGetIntegerv#1=err:0x500", kGLStatus},
+      {"glgpu[0].glGetIntegerv[GL_MAX_VERTEX_ATTRIBS]", "glGetIntegerv#1=err:0x500", kGLStatus},
+      {"glgpu[0].extension[KGX::OGL::GL_ARB_TEXTURE_FLOAT]", "eglMakeCurrent#1=fail:0x300e", kLayer, 1},
+      // Steps that don't look for errors leave them to the next one that does.
+      {"glgpu[0].GLVersion", "glGetString#1=err:0x505", kGLStatus, 0, "glgpu[0].GLVendor"},
+      {"glgpu[0].GLFrameBufferOK", "glDeleteTextures#1=err:0x501", kGLStatus, 1,
+       "glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]"},
+      {"NumCLGPUs", "clGetPlatformIDs#1=fail:-6 clGetPlatformIDs#2=fail:-6", kLayer},
+      {"clgpu[0].CLPlatformVersion",
+       "clGetDeviceInfo#1=fail:-33 clGetPlatformInfo#1=fail:-32 clGetPlatformInfo#2=fail:-30", kLayer},
+      {"clgpu[0].CLDeviceVersion", "clGetDeviceInfo#1=fail:-5 clGetDeviceInfo#2=fail:-5",
+       Requirement("Failed requirement: status == CL_SUCCESS")},
+      {"clgpu[0].CLMemoryMB", "clGetDeviceInfo#1=fail:-5", kLayer},
+      {"clgpu[0].CLName", "clGetDeviceInfo#1=fail:-5 clGetDeviceInfo#2=fail:-5", kLayer},
+      {"clgpu[0].CLVendorID", "clGetDeviceInfo#1=fail:-5", kLayer},
+      {"clgpu[0].CLDriverVersion", "clGetDeviceInfo#1=fail:-5 clGetDeviceInfo#2=fail:-5",
+       Requirement("clGetDeviceInfo failed")},
+      {"clgpu[0].CUDASupported", "clGetPlatformInfo#1=fail:-32", kLayer},
+      {"clgpu[0].CLBandwidth", "clCreateContext#1=fail:-6 clCreateCommandQueue#1=fail:-35", kLayer},
+      {"clgpu[0].CLBandwidth",
+       "clCreateBuffer#1=fail:-61 clCreateBuffer#2=fail:-4 clEnqueueCopyBuffer#1=fail:-5 "
+       "clEnqueueCopyBuffer#10=fail:-5",
+       kCLStatus},
+      {"clgpu[0].CLCompute", "clCreateContext#1=fail:-2 clCreateCommandQueue#1=fail:-6", kLayer},
+      {"clgpu[0].CLCompute",
+       "clCreateProgramWithSource#1=fail:-6 clBuildProgram#1=fail:-11 clCreateKernel#1=fail:-46 "
+       "clCreateBuffer#1=fail:-4 clSetKernelArg#1=fail:-51 clSetKernelArg#2=fail:-51 "
+       "clEnqueueNDRangeKernel#1=fail:-54 clWaitForEvents#1=fail:-14",
+       kCLStatus},
+  };
+  for (const auto& row : rows) {
+    const string& failedKey = row.failedKey.empty() ? row.key : row.failedKey;
+    const Outcome expected = Foretell(CleanSteps(), FailureIn(failedKey, {row.errors, row.keptLines}));
+    for (const string& fault : Words(row.faults))
+      EXPECT_TRUE(Same(RunWithFault(FaultIn(row.key, fault)), expected)) << row.key << " " << fault;
+  }
+}
+
+TEST(FaultsTest, SomeErrorsAreAnswers) {
+  for (const auto& [key, changes, faults] : Table<string, string, string>{
+           {"glgpu[0].CanCompileProgramGLSL", "glgpu[0].CanCompileProgramGLSL=0",
+            "eglMakeCurrent#1=fail:0x300e glCreateProgram#1=ret:0 glCreateShader#2=ret:0 "
+            "glLinkProgram#1=ret:0 glCompileShader#1=ret:0 glCompileShader#2=ret:0"},
+           // Compiling has a status of its own, so that an error is left to the framebuffer.
+           {"glgpu[0].CanCompileProgramGLSL", "glgpu[0].GLFrameBufferOK=0", "glCompileShader#1=err:0x505"},
+           {"glgpu[0].GLFrameBufferOK", "glgpu[0].GLFrameBufferOK=0",
+            "glTexImage2D#1=err:0x505 glCheckFramebufferStatus#1=ret:0x8cd6 glClear#1=err:0x506"},
+           {"glgpu[0].HasGLNPOTSupport", "glgpu[0].HasGLNPOTSupport=0", "glGetString#1=ret:0"},
+           {"glgpu[0].HasGLNPOTSupport", "glgpu[0].GLFrameBufferOK=0", "glGetString#1=err:0x500"},
+           {"glgpu[0].extension[KGX::OGL::GL_ARB_VERTEX_SHADER]", "", "glGetString#1=err:0x500"},
+           {"glgpu[0].GLRectTextureSize", "glgpu[0].GLRectTextureSize=0", "glGetIntegerv#1=ret:0"},
+           {"clgpu[0].IsIntegratedCLGPU", "clgpu[0].IsIntegratedCLGPU=0", "clGetDeviceInfo#1=fail:-30"},
+           {"", "clgpu[0].CLBandwidth=0 clgpu[0].CLCompute=0", "clGetEventProfilingInfo=fail:-7"},
+           {"", "",
+            "eglDestroyContext=fail:0x3006 clReleaseEvent=fail:-58 clReleaseMemObject=fail:-38 "
+            "clReleaseCommandQueue=fail:-36 clReleaseContext=fail:-34"}}) {
+    Outcome expected = CleanRun();
+    for (const string& change : Words(changes))
+      for (string& line : expected.lines)
+        if (line.substr(0, line.rfind('=')) == change.substr(0, change.rfind('='))) line = change;
+    for (const string& fault : Words(faults))
+      EXPECT_TRUE(Same(RunWithFault(FaultIn(key, fault)), expected)) << key << " " << fault;
+  }
+}
+
+}  // namespace

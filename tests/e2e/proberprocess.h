@@ -1,0 +1,84 @@
+// Runs the prober as a host does, on drivers that the test chooses, and tells what came out of it.
+//
+//   Outcome outcome = RunProber(Drivers({{"RIG_FAULT", "glClear=segv"}}), {"-exit=3"});
+//
+// A prober that takes longer than a minute ends by SIGALRM. None outlives its test.
+#ifndef PROBERPROCESS_H_
+#define PROBERPROCESS_H_
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+using Texts = std::vector<std::string>;
+using Environment = std::map<std::string, std::string>;
+
+// The whole environment of a prober on the rig's drivers: one GPU for OpenGL, which is Mesa's software
+// renderer, and one for OpenCL, which is PoCL's CPU with scripted times. `changes` adds variables and
+// replaces others.
+Environment Drivers(Environment changes = {});
+
+// The same machine where neither libEGL nor libOpenCL can be loaded.
+Environment NoDrivers(Environment changes = {});
+
+// A file of the build that a loader is pointed at, and one in a folder that this process has for itself.
+std::string BuildFile(const std::string& name);
+std::string ScratchFile(const std::string& name);
+
+struct Outcome {
+  Texts lines;         // of standard output, complete ones
+  std::string rest;    // what follows the last line end
+  std::string errors;  // standard error
+  std::string ending;  // "status 2", "signal 11"
+};
+
+// True if both came out alike, but for the time of day and the reason behind "KGX::LogicalException: ", which
+// is the graphics layer's own. For EXPECT_TRUE, which shows where they part.
+testing::AssertionResult Same(const Outcome& actual, const Outcome& expected);
+
+// Text as lines; what follows the last line end goes to `rest`.
+Texts Lines(const std::string& text, std::string* rest = nullptr);
+
+// One prober, from its start on. For one thread.
+class ProberProcess {
+ public:
+  // What a standard stream leads to, beside a descriptor of the caller's.
+  static constexpr int kPipe = -1;  // to the outcome
+  static constexpr int kClosed = -2;
+
+  ProberProcess(const Environment& environment, const Texts& arguments, int output = kPipe,
+                int errors = kPipe);
+  ~ProberProcess();  // kills it
+  ProberProcess(const ProberProcess&) = delete;
+  ProberProcess& operator=(const ProberProcess&) = delete;
+
+  // Waits for that many lines on standard output and on standard error. False if the prober ended before.
+  bool WaitForLines(std::size_t output, std::size_t errors);
+
+  // True if the prober writes nothing and doesn't end for so long.
+  bool StaysSilent(int milliseconds);
+
+  void Kill();
+
+  // Reads on to the end. Once.
+  Outcome Finish();
+
+ private:
+  bool Pump(int milliseconds);
+
+  int fPid = -1;  // -1 once it's reaped
+  // Our ends of the prober's standard streams, -1 once there is nothing to come. The first fails when the
+  // prober is gone, since it reads nothing.
+  int fStreams[3] = {-1, -1, -1};
+  std::string fTexts[3];
+};
+
+Outcome RunProber(const Environment& environment, const Texts& arguments = {});
+
+// For a prober that is to hang once it has written so many lines. It's killed then, and its ending is
+// "hanging"; that of one that does something else is what it is.
+Outcome RunHangingProber(const Environment& environment, const Texts& arguments, std::size_t lines);
+
+#endif  // PROBERPROCESS_H_
