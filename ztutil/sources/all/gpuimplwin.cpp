@@ -30,10 +30,9 @@ struct Shown {
 };
 
 std::ostream& operator<<(std::ostream& out, Shown shown) {
-  const auto quote = [](const std::string& text) { return '"' + ztutil::QuoteString(text.c_str()) + '"'; };
-  return out << "{ DeviceName=" << quote(shown.key.deviceName)
-             << " DeviceString=" << quote(shown.key.deviceString)
-             << " DisplayID=" << quote(shown.key.displayID) << "}";
+  return out << "{ DeviceName=" << ztutil::FmtString(shown.key.deviceName.c_str())
+             << " DeviceString=" << ztutil::FmtString(shown.key.deviceString.c_str())
+             << " DisplayID=" << ztutil::FmtString(shown.key.displayID.c_str()) << "}";
 }
 
 // Says the line in the log, where the flag is on, and on standard error.
