@@ -1,53 +1,77 @@
 #include "debugflag.h"
 
-#include <boost/thread/lock_guard.hpp>
-#include <boost/thread/mutex.hpp>
+#include "loggingmutex.h"
+#include "platform.h"
+#include "settingsfile.h"
 
-#include <cstring>
+#include <boost/filesystem/path.hpp>
+#include <boost/thread/lock_guard.hpp>
+
+#include <map>
 
 namespace ztutil {
 
+std::int32_t DebugFlagTable[kDebugFlagTableSize];
+
 namespace {
 
-struct Slot {
-  const char* name;
-  std::int32_t value;
-};
+using Lock = boost::lock_guard<boost::recursive_mutex>;
 
-// Slot 0 stays empty, since index 0 means that a flag isn't resolved. Slots never move or go.
-constexpr std::int32_t kNumSlots = 1024;
-Slot gSlots[kNumSlots];
-std::int32_t gUsedSlots = 1;
+constexpr char kSettingsFile[] = "ztlogSettings.txt";
 
-// What all flags share that find no slot.
+std::atomic<bool> gReady{false};
+
+// What names without a slot share.
 std::int32_t gFallback = 0;
 
-boost::mutex& RegistryMutex() {
-  static auto* const mutex = new boost::mutex;
-  return *mutex;
+// The slots by name. Never freed: threads may still log while the process ends. Guarded by LoggingMutex.
+std::map<std::string, std::int32_t>& Names() {
+  static auto* const names = new std::map<std::string, std::int32_t>;
+  return *names;
 }
 
-// The index of the flag's slot, a new one if the name has none yet; 0 if there is no room.
-std::int32_t Register(const DebugFlag& flag) {
-  const boost::lock_guard<boost::mutex> lock(RegistryMutex());
-  for (std::int32_t index = 1; index < gUsedSlots; ++index) {
-    if (std::strcmp(gSlots[index].name, flag.fName) == 0) return index;
-  }
-  if (gUsedSlots == kNumSlots) return 0;
-  gSlots[gUsedSlots] = {flag.fName, flag.fDefault};
-  return gUsedSlots++;
+// The slot of that name, a new one with the default value if it has none yet; 0 if there is no room.
+std::int32_t Register(const std::string& name, std::int32_t defaultValue) {
+  const Lock lock(LoggingMutex());
+  const auto known = Names().find(name);
+  if (known != Names().end()) return known->second;
+  const auto index = static_cast<std::int32_t>(Names().size() + 1);
+  if (index >= kDebugFlagTableSize) return 0;
+  Names().emplace(name, index);
+  DebugFlagTable[index] = defaultValue;
+  return index;
 }
 
 }  // namespace
 
-std::int32_t& DebugFlagValue(DebugFlag& flag) noexcept {
-  std::int32_t index = flag.fIndex.load(std::memory_order_acquire);
-  if (index == 0) {
-    index = Register(flag);
-    if (index == 0) return gFallback;
-    flag.fIndex.store(index, std::memory_order_release);
+std::int32_t& ResolveDebugFlag(DebugFlag& flag) noexcept {
+  DebugFlagsInitialize();
+  try {
+    const std::int32_t index = Register(flag.fName, flag.fDefault);
+    if (index != 0) {
+      flag.fIndex.store(index, std::memory_order_release);
+      return DebugFlagTable[index];
+    }
+  } catch (...) {
   }
-  return gSlots[index].value;
+  return gFallback;
 }
+
+void DebugFlagsInitialize() noexcept {
+  if (gReady) return;
+  try {
+    const Lock lock(LoggingMutex());
+    if (gReady) return;
+    // First of all, so that a flag that is read on the way doesn't come back here.
+    gReady = true;
+    const std::string path = (boost::filesystem::path(LogDirectory()) / kSettingsFile).string();
+    ReadSettings(path, [](const std::string& name, std::int32_t value) { Register(name, value); });
+  } catch (...) {
+  }
+}
+
+bool DebugFlagsReady() noexcept { return gReady; }
+
+std::string LogDirectory() { return platform::UserDirectory(); }
 
 }  // namespace ztutil

@@ -9,10 +9,11 @@ namespace ztutil {
 ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
     : fFile(file), fLine(line), fText(text.str()) {
   try {
-    if (const ZTLoggerLock logger; logger) {
-      logger->Print(fFile, fLine, "%s", ("BEGIN " + fText).c_str());
-      logger->Indent();
-    }
+    if (const ZTLoggerLock logger; logger) logger->Print(fFile, fLine, "%s", ("BEGIN " + fText).c_str());
+  } catch (...) {
+  }
+  try {
+    IndentLog(0);  // a disabled logger, and one that couldn't write, too: it is outdented in any case
   } catch (...) {
   }
   fStart = Now();
@@ -21,8 +22,8 @@ ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
 ZTLogScope::~ZTLogScope() {
   const double duration = Now() - fStart;
   try {
+    OutdentLog(0);
     if (const ZTLoggerLock logger; logger) {
-      logger->Outdent();
       ClassicStream text;
       text << "END " << fText << ", duration=" << duration;
       logger->Print(fFile, fLine, "%s", text.str().c_str());

@@ -1,10 +1,21 @@
 #include "logsinks.h"
 
+#include "debugflag.h"
+#include "loggingmutex.h"
+#include "platform.h"
 #include "standardstreams.h"
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/thread/lock_guard.hpp>
+
+#include <set>
+#include <stdexcept>
 
 namespace ztutil {
 
 namespace {
+
+constexpr char kLogFile[] = "ztlog.txt";
 
 const char* NameOf(std::FILE* stream) {
   if (stream == stdout) return "stdout";
@@ -12,9 +23,58 @@ const char* NameOf(std::FILE* stream) {
   return "FILE*";
 }
 
+// True the first time that the process asks for the path. Called under LoggingMutex.
+bool IsFirstUse(const std::string& path) {
+  static auto* const used = new std::set<std::string>;
+  return used->insert(path).second;
+}
+
+Stackable<ZTLogger>::Held Beneath(const ZTLogger* logger) {
+  auto below = ZTLogger::Below(logger);
+  if (!below) throw std::runtime_error("Stackable: nullptr");
+  return below;
+}
+
 }  // namespace
 
-ZTStdioLogger::ZTStdioLogger(std::FILE* stream) : ZTLogger(NameOf(stream)), fStream(stream) {}
+ZTNullLogger::~ZTNullLogger() { Leave(); }
+
+bool ZTNullLogger::IsEnabled() const { return false; }
+
+void ZTNullLogger::VPrint(const char*, int, const char*, std::va_list) {}
+
+void ZTNullLogger::Write(const void*, std::size_t) {}
+
+ZTFileLogger::ZTFileLogger(const Hold&) : ZTLogger(kLogFile) {
+  try {
+    fPath = (boost::filesystem::path(LogDirectory()) / kLogFile).string();
+    const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());
+    if (IsFirstUse(fPath)) boost::filesystem::remove(fPath);
+  } catch (...) {
+  }
+}
+
+ZTFileLogger::~ZTFileLogger() {
+  Leave();
+  Flush();
+  boost::system::error_code error;
+  if (boost::filesystem::is_empty(fPath, error) && !error) boost::filesystem::remove(fPath, error);
+}
+
+void ZTFileLogger::Flush() {
+  if (fStream == nullptr) return;
+  std::fclose(fStream);
+  fStream = nullptr;
+}
+
+void ZTFileLogger::Write(const void* bytes, std::size_t count) {
+  if (fStream == nullptr) fStream = platform::OpenForAppending(fPath);
+  if (fStream != nullptr) std::fwrite(bytes, 1, count, fStream);
+}
+
+ZTStdioLogger::ZTStdioLogger(std::FILE* stream, const Hold&) : ZTLogger(NameOf(stream)), fStream(stream) {}
+
+ZTStdioLogger::~ZTStdioLogger() { Leave(); }
 
 void ZTStdioLogger::Flush() {
   if (fStream == nullptr) return;
@@ -28,5 +88,38 @@ void ZTStdioLogger::Write(const void* bytes, std::size_t count) {
   fInLine = true;
   std::fwrite(bytes, 1, count, fStream);
 }
+
+ZTDebugStrLogger::~ZTDebugStrLogger() { Leave(); }
+
+std::string ZTDebugStrLogger::GetEndOfLine() const { return "\r\n"; }
+
+void ZTDebugStrLogger::Write(const void* bytes, std::size_t count) {
+  platform::DebugString(std::string(static_cast<const char*>(bytes), count));
+}
+
+SingleLineLogger::SingleLineLogger(const char* name, const Hold&)
+    : ZTLogger(name != nullptr ? name : "SingleLineLogger") {}
+
+SingleLineLogger::~SingleLineLogger() {
+  try {
+    if (fCalls > 0) {
+      const auto below = Beneath(this);
+      const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());
+      const std::string end = below->GetEndOfLine();
+      if (!end.empty()) below->Write(end.data(), end.size());
+      below->Flush();
+    }
+  } catch (...) {
+  }
+  Leave();
+}
+
+std::string SingleLineLogger::MakePrefix(const char* file, int line) {
+  return fCalls++ < 1 ? Beneath(this)->MakePrefix(file, line) : " ";
+}
+
+std::string SingleLineLogger::GetEndOfLine() const { return {}; }
+
+void SingleLineLogger::Write(const void* bytes, std::size_t count) { Beneath(this)->Write(bytes, count); }
 
 }  // namespace ztutil

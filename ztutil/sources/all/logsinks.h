@@ -1,4 +1,4 @@
-// Where loggers write to.
+// Where loggers write to. No sink reports a failure: what can't be written is lost.
 #ifndef ZTUTIL_LOGSINKS_H_
 #define ZTUTIL_LOGSINKS_H_
 
@@ -8,20 +8,77 @@
 
 namespace ztutil {
 
-// A logger on a standard stream, flushed after each message. A message that can't be written is lost: no
-// later one carries a piece of it.
+// Silences a stretch of the program.
+class ZTNullLogger : public ZTLogger {
+ public:
+  explicit ZTNullLogger(const Hold& = Hold()) : ZTLogger("ZTNullLogger") {}
+  ~ZTNullLogger() override;
+
+  // ZTLogger
+  bool IsEnabled() const override;
+  void VPrint(const char* file, int line, const char* format, std::va_list arguments) override;
+  void Write(const void* bytes, std::size_t count) override;
+};
+
+// Writes to "ztlog.txt" in the LogDirectory. The first one of a process begins a new file, a later one adds
+// to it. The file is open only while a message is written, and one that has stayed empty goes with the
+// logger.
+class ZTFileLogger : public ZTLogger {
+ public:
+  explicit ZTFileLogger(const Hold& = Hold());
+  ~ZTFileLogger() override;
+
+  // ZTLogger
+  void Flush() override;
+  void Write(const void* bytes, std::size_t count) override;
+
+ private:
+  std::FILE* fStream = nullptr;
+  std::string fPath;
+};
+
+// Writes to a standard stream, which isn't owned, and flushes it after each message. A message that can't be
+// written is lost: no later one carries a piece of it. A null stream swallows everything.
 class ZTStdioLogger : public ZTLogger {
  public:
-  // The stream isn't owned; null swallows everything.
-  explicit ZTStdioLogger(std::FILE* stream);
+  explicit ZTStdioLogger(std::FILE* stream, const Hold& = Hold());
+  ~ZTStdioLogger() override;
 
- protected:
+  // ZTLogger
   void Flush() override;
   void Write(const void* bytes, std::size_t count) override;
 
  private:
   std::FILE* const fStream;
   bool fInLine = false;  // something of a message has been written
+};
+
+// Hands its text to the debugger.
+class ZTDebugStrLogger : public ZTLogger {
+ public:
+  explicit ZTDebugStrLogger(const Hold& = Hold()) : ZTLogger("DebugStr") {}
+  ~ZTDebugStrLogger() override;
+
+  // ZTLogger
+  std::string GetEndOfLine() const override;
+  void Write(const void* bytes, std::size_t count) override;
+};
+
+// Gathers the messages that are said during its life into one line of the logger beneath it, with a blank
+// between them. Throws std::runtime_error with "Stackable: nullptr" from Print if there is none beneath.
+class SingleLineLogger : public ZTLogger {
+ public:
+  // Null means "SingleLineLogger".
+  explicit SingleLineLogger(const char* name = nullptr, const Hold& = Hold());
+  ~SingleLineLogger() override;
+
+  // ZTLogger
+  std::string MakePrefix(const char* file, int line) override;
+  std::string GetEndOfLine() const override;
+  void Write(const void* bytes, std::size_t count) override;
+
+ private:
+  std::int32_t fCalls = 0;
 };
 
 }  // namespace ztutil

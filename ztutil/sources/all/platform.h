@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 namespace ztutil::platform {
 
@@ -17,6 +18,24 @@ std::int64_t UTCMicroseconds();
 
 // Seconds that local time is ahead of UTC right now; negative west of Greenwich. Any thread.
 std::int64_t LocalOffsetSeconds();
+
+// The directory of the user's own settings and logs: the parent of the desktop folder. An empty text, which
+// stands for the current directory, where there is none. Any thread.
+std::string UserDirectory();
+
+// Opens a regular file for reading, in text mode, while others may read and write it; null for anything else,
+// and without waiting for a pipe's other end. The caller closes it.
+std::FILE* OpenRegularFile(const std::string& path);
+
+// Opens a file for adding to its end, in text mode, while others may read, write and remove it; null on
+// failure. The caller closes it.
+std::FILE* OpenForAppending(const std::string& path);
+
+// Shows the calling thread's name to debuggers and to the system, cut where that has no room.
+void NameThreadForDebugger(const std::string& name);
+
+// Hands a text to the process's debugger, up to its first NUL.
+void DebugString(const std::string& text);
 
 // The machine's physical memory in bytes; 0 if the system doesn't tell.
 std::uint64_t InstalledRAM();

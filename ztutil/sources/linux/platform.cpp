@@ -1,12 +1,19 @@
 #include "platform.h"
 
+#include "xdguserdirs.h"
+
 #include <fcntl.h>
+#include <pthread.h>
+#include <pwd.h>
 #include <stdio_ext.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
+#include <vector>
 
 namespace ztutil::platform {
 
@@ -18,6 +25,41 @@ std::int64_t Nanoseconds(clockid_t clock) {
   timespec time{};
   clock_gettime(clock, &time);
   return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
+}
+
+// A variable of the environment, or an empty text.
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::string HomeDirectory() {
+  const std::string home = Variable("HOME");
+  if (!home.empty()) return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> buffer(16384);
+  getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
+  return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
+}
+
+std::string ReadFile(const std::string& path) {
+  std::FILE* const file = OpenRegularFile(path);
+  if (file == nullptr) return {};
+  std::string content;
+  char buffer[4096];
+  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
+    content.append(buffer, count);
+  std::fclose(file);
+  return content;
+}
+
+// Gives the descriptor to a stream, or closes it.
+std::FILE* Stream(int descriptor, const char* mode) {
+  if (descriptor == -1) return nullptr;
+  std::FILE* const file = fdopen(descriptor, mode);
+  if (file == nullptr) close(descriptor);
+  return file;
 }
 
 }  // namespace
@@ -35,6 +77,36 @@ std::int64_t LocalOffsetSeconds() {
   localtime_r(&now, &local);
   return local.tm_gmtoff;
 }
+
+std::string UserDirectory() {
+  const std::string home = HomeDirectory();
+  std::string config = Variable("XDG_CONFIG_HOME");
+  if (config.empty() || config.front() != '/') config = home + "/.config";
+  return ParentOfDesktop(ReadFile(config + "/user-dirs.dirs"), home);
+}
+
+std::FILE* OpenRegularFile(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  struct stat status {};
+  if (descriptor != -1 && !(fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))) {
+    close(descriptor);
+    return nullptr;
+  }
+  return Stream(descriptor, "r");
+}
+
+std::FILE* OpenForAppending(const std::string& path) {
+  return Stream(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666),
+                "a");
+}
+
+void NameThreadForDebugger(const std::string& name) {
+  constexpr std::size_t kRoom = 15;
+  pthread_setname_np(pthread_self(), name.substr(0, kRoom).c_str());
+}
+
+// Debuggers of this system take no texts.
+void DebugString(const std::string&) {}
 
 std::uint64_t InstalledRAM() {
   const long pages = sysconf(_SC_PHYS_PAGES);

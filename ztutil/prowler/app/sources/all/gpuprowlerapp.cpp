@@ -48,6 +48,8 @@ std::int32_t ParseInteger(const std::string& text) {
 
 }  // namespace
 
+ProwlerLogger::~ProwlerLogger() { Leave(); }
+
 std::string ProwlerLogger::MakePrefix(const char* file, int line) {
   return "# " + ZTStdioLogger::MakePrefix(file, line);
 }

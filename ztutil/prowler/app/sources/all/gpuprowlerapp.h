@@ -18,9 +18,10 @@ class GPUProwlerTester;
 // The log of a run, on standard output among the report's lines: each of its lines begins with "# ".
 class ProwlerLogger : public ztutil::ZTStdioLogger {
  public:
-  explicit ProwlerLogger(std::FILE* stream) : ZTStdioLogger(stream) {}
+  explicit ProwlerLogger(std::FILE* stream, const Hold& = Hold()) : ZTStdioLogger(stream) {}
+  ~ProwlerLogger() override;
 
- protected:
+  // ZTLogger
   std::string MakePrefix(const char* file, int line) override;
 };
 

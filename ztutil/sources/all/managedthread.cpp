@@ -1,0 +1,158 @@
+#include "managedthread.h"
+
+#include "platform.h"
+#include "ztlogging.h"
+
+#include <boost/assert.hpp>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+namespace ztutil {
+
+namespace {
+
+using Lock = boost::lock_guard<boost::mutex>;
+
+DebugFlag gManagedThreadLog{"ManagedThreadLog"};
+DebugFlag gConsoleAppLog{"ConsoleAppLog"};
+
+// All threads that are running or abandoned. A leaf lock guards them: nothing logs under it. Never freed,
+// since abandoned threads outlive everything.
+struct Threads {
+  boost::mutex mutex;
+  std::vector<boost::shared_ptr<boost::thread>> list;
+};
+
+Threads& AllThreads() {
+  static auto* const threads = new Threads;
+  return *threads;
+}
+
+// The names by thread id. As above; its lock is taken under that of a log line.
+struct Names {
+  boost::mutex mutex;
+  std::vector<std::pair<std::string, std::string>> list;
+
+  // The entry of that id, or the end. Called under the lock.
+  auto Find(const std::string& id) {
+    return std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.first == id; });
+  }
+};
+
+Names& AllNames() {
+  static auto* const names = new Names;
+  return *names;
+}
+
+// The id as the log shows it. Kept as plain bytes, which are there until the thread's very end.
+std::string CurrentThreadID() {
+  thread_local char id[40] = "";
+  if (*id == '\0') {
+    ClassicStream text;
+    text << boost::this_thread::get_id();
+    text.str().copy(id, sizeof id - 1);
+  }
+  return id;
+}
+
+}  // namespace
+
+ManagedThread::ManagedThread(const char* name) { SetName(name); }
+
+ManagedThread::~ManagedThread() { Abandon(); }
+
+void ManagedThread::SetThread(boost::thread* thread) {
+  BOOST_ASSERT(thread == nullptr || thread != fThread.get());
+  Abandon();
+  if (thread == nullptr) return;
+  Threads& threads = AllThreads();
+  boost::shared_ptr<boost::thread> owned(thread);
+  const Lock lock(threads.mutex);
+  threads.list.push_back(owned);
+  fThread = std::move(owned);
+}
+
+void ManagedThread::SetName(const char* name) { fName = name != nullptr ? name : ""; }
+
+boost::thread* ManagedThread::Thread() const {
+  BOOST_ASSERT(fThread != nullptr);
+  return fThread.get();
+}
+
+void ManagedThread::Join() {
+  if (fThread == nullptr) return;
+  fThread->join();
+  Remove();
+}
+
+bool ManagedThread::TimedJoin(double seconds) {
+  if (fThread == nullptr) return false;
+  // A century is for ever, and the arithmetic of every clock bears it.
+  constexpr double kForever = 100.0 * 366 * 86400;
+  if (seconds >= kForever) {
+    Join();
+    return true;
+  }
+  const double milliseconds = seconds > 0.0 ? seconds * 1000.0 + 0.5 : 0.0;
+  // One more, so that the wait is never short of what was asked for.
+  const auto wait =
+      boost::chrono::milliseconds(static_cast<std::int64_t>(milliseconds) + (seconds > 0.0 ? 1 : 0));
+  if (!fThread->try_join_for(wait)) return false;
+  Remove();
+  return true;
+}
+
+void ManagedThread::Abandon() {
+  if (fThread == nullptr) return;
+  if (DebugFlagValue(gManagedThreadLog) != 0 || DebugFlagValue(gConsoleAppLog) != 0) {
+    LogText(__FILE__, __LINE__,
+            [this](std::ostringstream& out) { out << "thread " << fName << " was abandoned"; });
+  }
+  fThread.reset();
+}
+
+// Takes the thread off the list, unless somebody else holds on to it.
+void ManagedThread::Remove() {
+  Threads& threads = AllThreads();
+  const Lock lock(threads.mutex);
+  constexpr long kOursAndTheList = 2;
+  if (fThread.use_count() == kOursAndTheList) {
+    threads.list.erase(std::remove(threads.list.begin(), threads.list.end(), fThread), threads.list.end());
+  }
+  fThread.reset();
+}
+
+std::size_t ManagedThread::GetThreadCount() {
+  const Lock lock(AllThreads().mutex);
+  return AllThreads().list.size();
+}
+
+std::size_t ManagedThread::GetRunningThreadCount() { return GetThreadCount(); }
+
+void ManagedThread::SetCurrentThreadName(const std::string& name) {
+  Names& names = AllNames();
+  const std::string id = CurrentThreadID();
+  const Lock lock(names.mutex);
+  const auto entry = names.Find(id);
+  if (entry != names.list.end()) {
+    entry->second = name;
+  } else {
+    names.list.emplace_back(id, name);
+  }
+  platform::NameThreadForDebugger(name);
+}
+
+std::string ManagedThread::GetCurrentThreadName() {
+  Names& names = AllNames();
+  const std::string id = CurrentThreadID();
+  const Lock lock(names.mutex);
+  const auto entry = names.Find(id);
+  return entry != names.list.end() ? entry->second : id;
+}
+
+}  // namespace ztutil

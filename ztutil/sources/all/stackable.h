@@ -1,0 +1,110 @@
+// Objects of which the newest is the active one, process-wide.
+#ifndef ZTUTIL_STACKABLE_H_
+#define ZTUTIL_STACKABLE_H_
+
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace ztutil {
+
+class StackableBase {
+ public:
+  virtual ~StackableBase() = default;
+};
+
+// Base of a T whose objects make up a stack. An object is on the stack from the beginning of its
+// construction; it may leave from anywhere on it. Any thread may do all of this.
+//
+// Another thread must not meet an object that is half made or half gone. For the first, constructors take a
+// Hold by default argument, in the class of the object itself: the argument lives, and holds the stack, until
+// the whole object stands. For the second, the destructor of such a class begins with Leave.
+template <class T>
+class Stackable : public StackableBase {
+ public:
+  // Keeps the stack as it is. The thread that holds may change it all the same.
+  class Hold {
+   public:
+    Hold() : fLock(Mutex()) {}
+
+   private:
+    boost::unique_lock<boost::recursive_mutex> fLock;
+  };
+
+  // An object of the stack, or none, with a hold as long as there is one.
+  class Held {
+   public:
+    Held() = default;
+    Held(T* object, boost::unique_lock<boost::recursive_mutex> lock) : fObject(object) {
+      if (object != nullptr) fLock = std::move(lock);
+    }
+
+    explicit operator bool() const { return fObject != nullptr; }
+    T* operator->() const { return fObject; }
+    T& operator*() const { return *fObject; }
+    T* get() const { return fObject; }
+
+   private:
+    boost::unique_lock<boost::recursive_mutex> fLock;
+    T* fObject = nullptr;
+  };
+
+  Stackable(const Stackable&) = delete;
+  Stackable& operator=(const Stackable&) = delete;
+
+  // The active object.
+  static Held Top() {
+    boost::unique_lock<boost::recursive_mutex> lock(Mutex());
+    return {Stack().empty() ? nullptr : Stack().back(), std::move(lock)};
+  }
+
+  // The neighbours of an object, none where there is no neighbour or the object isn't on the stack.
+  static Held Below(const T* object) { return Neighbour(object, -1); }
+  static Held Above(const T* object) { return Neighbour(object, 1); }
+
+ protected:
+  Stackable() {
+    const Hold hold;
+    Stack().push_back(static_cast<T*>(this));
+  }
+
+  ~Stackable() override { Leave(); }
+
+  // Takes the object off the stack, if it is on it.
+  void Leave() {
+    const Hold hold;
+    Stack().erase(std::remove(Stack().begin(), Stack().end(), static_cast<T*>(this)), Stack().end());
+  }
+
+ private:
+  // Neither is ever destroyed: abandoned threads may still be at work while the process ends.
+
+  static boost::recursive_mutex& Mutex() {
+    static auto* const mutex = new boost::recursive_mutex;
+    return *mutex;
+  }
+
+  static Held Neighbour(const T* object, std::ptrdiff_t distance) {
+    boost::unique_lock<boost::recursive_mutex> lock(Mutex());
+    const std::vector<T*>& stack = Stack();
+    const auto place = std::find(stack.begin(), stack.end(), object);
+    if (place == stack.end()) return {};
+    const std::ptrdiff_t neighbour = place - stack.begin() + distance;
+    if (neighbour < 0 || neighbour >= static_cast<std::ptrdiff_t>(stack.size())) return {};
+    return {stack[static_cast<std::size_t>(neighbour)], std::move(lock)};
+  }
+
+  // Oldest first. Guarded by Mutex.
+  static std::vector<T*>& Stack() {
+    static auto* const stack = new std::vector<T*>;
+    return *stack;
+  }
+};
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_STACKABLE_H_
