@@ -273,7 +273,7 @@ void MeasureBandwidth(cl_device_id device) {
   const cl_mem source = cl.clCreateBuffer(session.context, CL_MEM_READ_ONLY, size, nullptr, &status);
   const cl_mem target = cl.clCreateBuffer(session.context, CL_MEM_WRITE_ONLY, size, nullptr, &status);
   cl.clFinish(session.queue);
-  cl_event events[10];
+  cl_event events[10] = {};
   double seconds = 0.0;
   for (int batch = 0; seconds < 1.0 && batch < 10; ++batch) {
     for (cl_event& event : events) {
@@ -338,7 +338,8 @@ int main() {
   StartGL();
   AskGL();
   // The prober looks first whether the library is complete, and then takes its functions.
-  if (!LoadCL() || !LoadCL()) return 0;
+  if (!LoadCL()) return 0;
+  LoadCL();
   if (const cl_device_id device = FindDevice(); device != nullptr) AskCL(device);
   return 0;
 }

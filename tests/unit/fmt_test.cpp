@@ -42,7 +42,7 @@ TEST(Fmt, TheNewestOneIsActive) {
     const Loud loud(*middle);
     middle.reset();
     EXPECT_EQ(FmtInt32(1) + FmtInt16(1), "loud1");
-    const Fmt copy(loud);
+    const auto copy = std::make_unique<Fmt>(loud);
     EXPECT_EQ(FmtInt32(1), "<1>");
   }
   EXPECT_EQ(FmtInt32(1), "1");

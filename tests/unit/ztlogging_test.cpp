@@ -248,6 +248,7 @@ TEST_F(Logging, ManyThreadsLeaveNoLineTorn) {
   std::atomic<bool> stop{false};
   std::atomic<int> others{0};
   std::vector<std::thread> threads;
+  threads.reserve(10);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&, i] {
       ztutil::ManagedThread::SetCurrentThreadName("t" + std::to_string(i));

@@ -120,7 +120,8 @@ Fmt::Fmt() { Link(); }
 
 Fmt::Fmt(const Fmt& other) : FmtFormats(other) { Link(); }
 
-Fmt& Fmt::operator=(const Fmt& other) {
+// Safe for self-assignment: the formats are plain values.
+Fmt& Fmt::operator=(const Fmt& other) {  // NOLINT(bugprone-unhandled-self-assignment)
   FmtFormats::operator=(other);
   return *this;
 }

@@ -71,7 +71,7 @@ void ZTLogger::GetPreviousTime(double& out) const { out = fPreviousTime; }
 void ZTLogger::GetCurrentTime(double& out) const { out = fCurrentTime; }
 
 std::string ZTLogger::GetBaseName(const char* path) const {
-  const std::string text = path != nullptr ? path : "";
+  std::string text = path != nullptr ? path : "";
   const std::size_t last = text.find_last_not_of("/\\");
   if (last == std::string::npos) return text;
   const std::size_t separator = text.find_last_of("/\\", last);

@@ -34,7 +34,7 @@ std::string Variable(const char* name) {
 }
 
 std::string HomeDirectory() {
-  const std::string home = Variable("HOME");
+  std::string home = Variable("HOME");
   if (!home.empty()) return home;
   passwd entry{};
   passwd* found = nullptr;
