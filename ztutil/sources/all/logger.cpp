@@ -12,7 +12,9 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include <charconv>
+#include <cmath>
 #include <stdexcept>
+#include <utility>
 
 namespace ztutil {
 
@@ -20,26 +22,51 @@ namespace {
 
 // Append a number as printf does it, whatever the locale: "%0*d", and "%0*.3f" or "%+0*.3f".
 
-void AppendPadded(std::string& out, const char* begin, const char* end, std::size_t width, char sign) {
-  const auto length = static_cast<std::size_t>(end - begin) + (sign != '\0' ? 1 : 0);
-  if (sign != '\0') out += sign;
-  if (length < width) out.append(width - length, '0');
-  out.append(begin, end);
+// `lead` stands in front of it, unless it is 0.
+void AppendDigits(std::string& out, char lead, std::uint64_t value, std::size_t width) {
+  char buffer[24];  // no width fills it, and no value
+  char* const end = buffer + sizeof buffer;
+  char* begin = end;
+  do {
+    *--begin = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  while (static_cast<std::size_t>(end - begin) < width) *--begin = '0';
+  if (lead != '\0') *--begin = lead;
+  out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
-void AppendInteger(std::string& out, int value, std::size_t width) {
-  char buffer[16];
-  const char* const end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
-  const bool negative = value < 0;
-  AppendPadded(out, buffer + (negative ? 1 : 0), end, width, negative ? '-' : '\0');
+void AppendInteger(std::string& out, char separator, int value, std::size_t width) {
+  if (value >= 0) {
+    AppendDigits(out, separator, static_cast<std::uint64_t>(value), width);
+  } else {
+    if (separator != '\0') out += separator;
+    AppendDigits(out, '-', static_cast<std::uint64_t>(-std::int64_t{value}), width - 1);
+  }
 }
 
-void AppendSeconds(std::string& out, double value, std::size_t width, bool showPlus) {
+// `plus` stands where a minus would, unless it is 0.
+void AppendSeconds(std::string& out, double value, std::size_t width, char plus) {
+  const char sign = std::signbit(value) ? '-' : plus;
+  if (sign != '\0') --width;
+  // Within these bounds the product is so exact that it rounds as the value does; only about half a
+  // millisecond it could go either way.
+  constexpr double kExactBelow = 1e9;
+  constexpr double kInexact = 1e-6;
+  const double milliseconds = std::abs(value) * 1000.0;
+  if (milliseconds < kExactBelow && std::abs(milliseconds - std::floor(milliseconds) - 0.5) > kInexact) {
+    const auto rounded = static_cast<std::uint64_t>(milliseconds + 0.5);
+    AppendDigits(out, sign, rounded / 1000, width - 4);
+    AppendDigits(out, '.', rounded % 1000, 3);
+    return;
+  }
   char buffer[400];  // the largest double has 309 digits before the point
   const char* const end =
-      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 3).ptr;
-  const bool negative = *buffer == '-';
-  AppendPadded(out, buffer + (negative ? 1 : 0), end, width, negative ? '-' : showPlus ? '+' : '\0');
+      std::to_chars(buffer, buffer + sizeof buffer, std::abs(value), std::chars_format::fixed, 3).ptr;
+  const auto length = static_cast<std::size_t>(end - buffer);
+  if (sign != '\0') out += sign;
+  if (length < width) out.append(width - length, '0');
+  out.append(buffer, length);
 }
 
 // The logger, which must be there.
@@ -96,36 +123,41 @@ void ZTLogger::VPrint(const char* file, int line, const char* format, std::va_li
 
 std::string ZTLogger::MakePrefix(const char*, int) {
   std::string prefix;
-  const char* separator = "";
+  prefix.reserve(96);  // most fit
+  char separator = '\0';
   const auto has = [this](std::uint32_t flags) { return (fFormatFlags & flags) != 0; };
-  const auto append = [&](int value, std::size_t width, const char* next) {
-    prefix += separator;
-    AppendInteger(prefix, value, width);
+  const auto append = [&](int value, std::size_t width, char next) {
+    AppendInteger(prefix, separator, value, width);
     separator = next;
   };
 
-  if (has(kLogSequence)) append(fLineCount, 5, "_");
+  if (has(kLogSequence)) append(fLineCount, 5, '_');
   if (has(kLogYear | kLogMonth | kLogDay | kLogHour | kLogMinute | kLogSecond)) {
     const CalendarTime time = LocalCalendarTime(fCurrentTime);
-    if (has(kLogYear)) append(time.year, 4, "/");
-    if (has(kLogMonth)) append(time.month, 2, "/");
-    if (has(kLogDay)) append(time.day, 2, "/");
-    if (has(kLogYear | kLogMonth | kLogDay)) separator = "_";
-    if (has(kLogHour)) append(time.hour, 2, ":");
-    if (has(kLogMinute)) append(time.minute, 2, ":");
+    if (has(kLogYear)) append(time.year, 4, '/');
+    if (has(kLogMonth)) append(time.month, 2, '/');
+    if (has(kLogDay)) append(time.day, 2, '/');
+    if (has(kLogYear | kLogMonth | kLogDay)) separator = '_';
+    if (has(kLogHour)) append(time.hour, 2, ':');
+    if (has(kLogMinute)) append(time.minute, 2, ':');
     if (has(kLogSecond)) {
-      prefix += separator;
-      AppendSeconds(prefix, time.second, 6, false);
+      if (separator != '\0') prefix += separator;
+      AppendSeconds(prefix, time.second, 6, '\0');
     }
   }
   if (has(kLogDelta)) {
     prefix += '(';
-    AppendSeconds(prefix, fCurrentTime - fPreviousTime, 7, true);
+    AppendSeconds(prefix, fCurrentTime - fPreviousTime, 7, '+');
     prefix += ')';
   }
-  if (has(kLogThread)) prefix += '[' + ManagedThread::GetCurrentThreadName() + ']';
+  if (has(kLogThread)) {
+    prefix += '[';
+    prefix += ManagedThread::GetCurrentThreadName();
+    prefix += ']';
+  }
   if (has(kLogAll)) prefix += ' ';
-  return prefix + fIndentText;
+  prefix += fIndentText;
+  return prefix;
 }
 
 std::string ZTLogger::GetExtraText() const { return {}; }
@@ -180,7 +212,7 @@ ZTLoggerLock::ZTLoggerLock() {
   ptrAndLock->fLogger = CurrentLogger();
   ptrAndLock->fLock = boost::unique_lock<boost::recursive_mutex>(LoggingMutex());
   try {
-    if (ptrAndLock->fLogger && ptrAndLock->fLogger->IsEnabled()) fPtrAndLock = ptrAndLock;
+    if (ptrAndLock->fLogger && ptrAndLock->fLogger->IsEnabled()) fPtrAndLock = std::move(ptrAndLock);
   } catch (...) {
   }
 }
