@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <iomanip>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -80,6 +81,20 @@ TEST_F(Logging, TextsAreBuiltOnlyForAFlagThatIsOnAndALoggerThatListens) {
   logger.enabled = true;
   say();
   EXPECT_EQ(logger.text, "text 1\n");
+}
+
+TEST_F(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
+  MemoryLogger logger;
+  const auto inner = [] {
+    ZT_LOG(gFlag, "inner " << std::oct << 8);
+    return 255;
+  };
+  const auto broken = []() -> int { throw std::runtime_error("broken"); };
+  ZT_LOG(gFlag, std::hex << std::setfill('*') << std::setprecision(2) << "outer " << inner() << std::setw(9));
+  ZT_LOG(gFlag, "lost " << std::hex << broken());
+  ZT_LOG(gFlag, static_cast<const char*>(nullptr));
+  ZT_LOG(gFlag, 255 << ' ' << 0.1234567 << std::setw(3) << 1);
+  EXPECT_EQ(logger.text, "inner 10\nouter ff\n\n255 0.123457  1\n");
 }
 
 TEST_F(Logging, EachFieldOfThePrefixBringsItsSeparator) {

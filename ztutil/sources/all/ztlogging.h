@@ -10,6 +10,7 @@
 #include "logger.h"
 #include "logscope.h"
 #include "logsinks.h"
+#include "messagestream.h"
 
 #include <memory>
 #include <sstream>
@@ -40,9 +41,9 @@ template <class Build>
 void LogText(const char* file, int line, Build build) noexcept {
   try {
     if (const ZTLoggerLock logger; logger) {
-      ClassicStream text;
-      build(text);
-      logger->Print(file, line, "%s", text.str().c_str());
+      const MessageStream text;
+      build(*text);
+      logger->Print(file, line, "%s", text->str().c_str());
     }
   } catch (...) {
   }
