@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -36,12 +37,7 @@ Threads& AllThreads() {
 // The names by thread id. As above; its lock is taken under that of a log line.
 struct Names {
   boost::mutex mutex;
-  std::vector<std::pair<std::string, std::string>> list;
-
-  // The entry of that id, or the end. Called under the lock.
-  auto Find(const std::string& id) {
-    return std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.first == id; });
-  }
+  std::unordered_map<std::string, std::string> table;
 };
 
 Names& AllNames() {
@@ -138,12 +134,7 @@ void ManagedThread::SetCurrentThreadName(const std::string& name) {
   Names& names = AllNames();
   const std::string id = CurrentThreadID();
   const Lock lock(names.mutex);
-  const auto entry = names.Find(id);
-  if (entry != names.list.end()) {
-    entry->second = name;
-  } else {
-    names.list.emplace_back(id, name);
-  }
+  names.table[id] = name;
   platform::NameThreadForDebugger(name);
 }
 
@@ -151,8 +142,8 @@ std::string ManagedThread::GetCurrentThreadName() {
   Names& names = AllNames();
   const std::string id = CurrentThreadID();
   const Lock lock(names.mutex);
-  const auto entry = names.Find(id);
-  return entry != names.list.end() ? entry->second : id;
+  const auto entry = names.table.find(id);
+  return entry != names.table.end() ? entry->second : id;
 }
 
 }  // namespace ztutil
