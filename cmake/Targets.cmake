@@ -69,3 +69,10 @@ function(gpuprowler_test name)
   gpuprowler_target_defaults(${name})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120)
 endfunction()
+
+# A program for libFuzzer, which brings main. The libraries are instrumented by GPUPROWLER_SANITIZE.
+function(gpuprowler_fuzz name)
+  gpuprowler_program(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE ztutil)
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()
