@@ -28,8 +28,9 @@ function(gpuprowler_target_defaults target)
     target_compile_options(${target} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
   endif()
   if(GPUPROWLER_SANITIZE)
-    # Assertions too.
-    set(flags -UNDEBUG -fsanitize=${GPUPROWLER_SANITIZE} -fno-omit-frame-pointer)
+    # Assertions too. With a sanitizer's code in between, GCC takes initialized variables of the standard library for
+    # uninitialized ones.
+    set(flags -UNDEBUG -Wno-maybe-uninitialized -fsanitize=${GPUPROWLER_SANITIZE} -fno-omit-frame-pointer)
     if(GPUPROWLER_SANITIZE MATCHES undefined)
       list(APPEND flags -fno-sanitize-recover=undefined)
     endif()

@@ -24,6 +24,7 @@ TEST(Calendar, FollowsTheTimeZoneThatHoldsRightNow) {
   } rows[] = {{"UTC0", 13, 21, 5}, {"IST-5:30", 14, 2, 35}, {"NST3:30", 13, 17, 35}, {"UTC0", 13, 21, 5}};
   for (const auto& row : rows) {
     setenv("TZ", row.zone, 1);
+    tzset();
     const ztutil::CalendarTime time = ztutil::LocalCalendarTime(moment);
     EXPECT_EQ(time.year, 2026);
     EXPECT_EQ(time.month, 11);

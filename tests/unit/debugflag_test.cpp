@@ -34,8 +34,8 @@ void InAProcess(const char* settings, int (*check)()) {
 }
 
 std::int32_t Value(const std::string& name) {
-  auto* const flag = new ztutil::DebugFlag{name.c_str()};
-  return ztutil::DebugFlagValue(*flag);
+  ztutil::DebugFlag flag{name.c_str()};
+  return ztutil::DebugFlagValue(flag);
 }
 
 TEST(Settings, LinesAreTakenToTheLetter) {

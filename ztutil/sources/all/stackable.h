@@ -59,7 +59,7 @@ class Stackable : public StackableBase {
   // The active object.
   static Held Top() {
     boost::unique_lock<boost::recursive_mutex> lock(Mutex());
-    return {Stack().empty() ? nullptr : Stack().back(), std::move(lock)};
+    return {Stack().empty() ? nullptr : static_cast<T*>(Stack().back()), std::move(lock)};
   }
 
   // The neighbours of an object, none where there is no neighbour or the object isn't on the stack.
@@ -69,7 +69,7 @@ class Stackable : public StackableBase {
  protected:
   Stackable() {
     const Hold hold;
-    Stack().push_back(static_cast<T*>(this));
+    Stack().push_back(this);
   }
 
   ~Stackable() override { Leave(); }
@@ -77,7 +77,7 @@ class Stackable : public StackableBase {
   // Takes the object off the stack, if it is on it.
   void Leave() {
     const Hold hold;
-    Stack().erase(std::remove(Stack().begin(), Stack().end(), static_cast<T*>(this)), Stack().end());
+    Stack().erase(std::remove(Stack().begin(), Stack().end(), this), Stack().end());
   }
 
  private:
@@ -90,17 +90,18 @@ class Stackable : public StackableBase {
 
   static Held Neighbour(const T* object, std::ptrdiff_t distance) {
     boost::unique_lock<boost::recursive_mutex> lock(Mutex());
-    const std::vector<T*>& stack = Stack();
-    const auto place = std::find(stack.begin(), stack.end(), object);
+    const std::vector<Stackable*>& stack = Stack();
+    const auto place = std::find(stack.begin(), stack.end(), static_cast<const Stackable*>(object));
     if (place == stack.end()) return {};
     const std::ptrdiff_t neighbour = place - stack.begin() + distance;
     if (neighbour < 0 || neighbour >= static_cast<std::ptrdiff_t>(stack.size())) return {};
-    return {stack[static_cast<std::size_t>(neighbour)], std::move(lock)};
+    return {static_cast<T*>(stack[static_cast<std::size_t>(neighbour)]), std::move(lock)};
   }
 
-  // Oldest first. Guarded by Mutex.
-  static std::vector<T*>& Stack() {
-    static auto* const stack = new std::vector<T*>;
+  // Oldest first. Guarded by Mutex. Not as T, which an object isn't yet when it's put there, and no longer
+  // when it leaves.
+  static std::vector<Stackable*>& Stack() {
+    static auto* const stack = new std::vector<Stackable*>;
     return *stack;
   }
 };

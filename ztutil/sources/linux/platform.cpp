@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -72,8 +73,11 @@ std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 
 std::int64_t LocalOffsetSeconds() {
   const std::time_t now = std::time(nullptr);
+  // The zone knows its daylight saving. Whether it is still the user's zone is looked up once a second, since
+  // the look at the system's file costs as much as the writing of a line.
+  static std::atomic<std::time_t> checked{0};
+  if (checked.exchange(now, std::memory_order_relaxed) != now) tzset();
   std::tm local{};
-  tzset();  // localtime_r needn't notice that the zone has changed
   localtime_r(&now, &local);
   return local.tm_gmtoff;
 }
