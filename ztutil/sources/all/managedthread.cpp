@@ -22,27 +22,31 @@ using Lock = boost::lock_guard<boost::mutex>;
 DebugFlag gManagedThreadLog{"ManagedThreadLog"};
 DebugFlag gConsoleAppLog{"ConsoleAppLog"};
 
-// All threads that are running or abandoned. A leaf lock guards them: nothing logs under it. Never freed,
-// since abandoned threads outlive everything.
-struct Threads {
-  boost::mutex mutex;
-  std::vector<boost::shared_ptr<boost::thread>> list;
-};
+// None of these is ever freed, since abandoned threads outlive everything. Both locks are leaves: nothing
+// logs under them, and a log line takes the second one.
 
-Threads& AllThreads() {
-  static auto* const threads = new Threads;
-  return *threads;
+// Guards ManagedThreadList.
+boost::mutex& ManagedThreadMutex() {
+  static auto* const mutex = new boost::mutex;
+  return *mutex;
 }
 
-// The names by thread id. As above; its lock is taken under that of a log line.
-struct Names {
-  boost::mutex mutex;
-  std::unordered_map<std::string, std::string> table;
-};
+// All threads that are running or abandoned.
+std::vector<boost::shared_ptr<boost::thread>>& ManagedThreadList() {
+  static auto* const list = new std::vector<boost::shared_ptr<boost::thread>>;
+  return *list;
+}
 
-Names& AllNames() {
-  static auto* const names = new Names;
-  return *names;
+// Guards ThreadNameTable.
+boost::mutex& ThreadNameMutex() {
+  static auto* const mutex = new boost::mutex;
+  return *mutex;
+}
+
+// The names by thread id. It only grows.
+std::unordered_map<std::string, std::string>& ThreadNameTable() {
+  static auto* const table = new std::unordered_map<std::string, std::string>;
+  return *table;
 }
 
 // The id as the log shows it. Kept as plain bytes, which are there until the thread's very end.
@@ -66,10 +70,9 @@ void ManagedThread::SetThread(boost::thread* thread) {
   BOOST_ASSERT(thread == nullptr || thread != fThread.get());
   Abandon();
   if (thread == nullptr) return;
-  Threads& threads = AllThreads();
   boost::shared_ptr<boost::thread> owned(thread);
-  const Lock lock(threads.mutex);
-  threads.list.push_back(owned);
+  const Lock lock(ManagedThreadMutex());
+  ManagedThreadList().push_back(owned);
   fThread = std::move(owned);
 }
 
@@ -114,36 +117,34 @@ void ManagedThread::Abandon() {
 
 // Takes the thread off the list, unless somebody else holds on to it.
 void ManagedThread::Remove() {
-  Threads& threads = AllThreads();
-  const Lock lock(threads.mutex);
+  const Lock lock(ManagedThreadMutex());
   constexpr long kOursAndTheList = 2;
   if (fThread.use_count() == kOursAndTheList) {
-    threads.list.erase(std::remove(threads.list.begin(), threads.list.end(), fThread), threads.list.end());
+    auto& list = ManagedThreadList();
+    list.erase(std::remove(list.begin(), list.end(), fThread), list.end());
   }
   fThread.reset();
 }
 
 std::size_t ManagedThread::GetThreadCount() {
-  const Lock lock(AllThreads().mutex);
-  return AllThreads().list.size();
+  const Lock lock(ManagedThreadMutex());
+  return ManagedThreadList().size();
 }
 
 std::size_t ManagedThread::GetRunningThreadCount() { return GetThreadCount(); }
 
 void ManagedThread::SetCurrentThreadName(const std::string& name) {
-  Names& names = AllNames();
   const std::string id = CurrentThreadID();
-  const Lock lock(names.mutex);
-  names.table[id] = name;
+  const Lock lock(ThreadNameMutex());
+  ThreadNameTable()[id] = name;
   platform::NameThreadForDebugger(name);
 }
 
 std::string ManagedThread::GetCurrentThreadName() {
-  Names& names = AllNames();
   const std::string id = CurrentThreadID();
-  const Lock lock(names.mutex);
-  const auto entry = names.table.find(id);
-  return entry != names.table.end() ? entry->second : id;
+  const Lock lock(ThreadNameMutex());
+  const auto entry = ThreadNameTable().find(id);
+  return entry != ThreadNameTable().end() ? entry->second : id;
 }
 
 }  // namespace ztutil

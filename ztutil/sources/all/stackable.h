@@ -29,7 +29,7 @@ class Stackable : public StackableBase {
   // Keeps the stack as it is. The thread that holds may change it all the same.
   class Hold {
    public:
-    Hold() : fLock(Mutex()) {}
+    Hold() : fLock(StackMutex()) {}
 
    private:
     boost::unique_lock<boost::recursive_mutex> fLock;
@@ -58,7 +58,7 @@ class Stackable : public StackableBase {
 
   // The active object.
   static Held Top() {
-    boost::unique_lock<boost::recursive_mutex> lock(Mutex());
+    boost::unique_lock<boost::recursive_mutex> lock(StackMutex());
     return {Stack().empty() ? nullptr : static_cast<T*>(Stack().back()), std::move(lock)};
   }
 
@@ -83,13 +83,13 @@ class Stackable : public StackableBase {
  private:
   // Neither is ever destroyed: abandoned threads may still be at work while the process ends.
 
-  static boost::recursive_mutex& Mutex() {
+  static boost::recursive_mutex& StackMutex() {
     static auto* const mutex = new boost::recursive_mutex;
     return *mutex;
   }
 
   static Held Neighbour(const T* object, std::ptrdiff_t distance) {
-    boost::unique_lock<boost::recursive_mutex> lock(Mutex());
+    boost::unique_lock<boost::recursive_mutex> lock(StackMutex());
     const std::vector<Stackable*>& stack = Stack();
     const auto place = std::find(stack.begin(), stack.end(), static_cast<const Stackable*>(object));
     if (place == stack.end()) return {};
@@ -98,8 +98,8 @@ class Stackable : public StackableBase {
     return {static_cast<T*>(stack[static_cast<std::size_t>(neighbour)]), std::move(lock)};
   }
 
-  // Oldest first. Guarded by Mutex. Not as T, which an object isn't yet when it's put there, and no longer
-  // when it leaves.
+  // Oldest first. Guarded by StackMutex. Not as T, which an object isn't yet when it's put there, and no
+  // longer when it leaves.
   static std::vector<Stackable*>& Stack() {
     static auto* const stack = new std::vector<Stackable*>;
     return *stack;
