@@ -32,7 +32,6 @@ TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
            {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("nosuchfile"), "0001", ""},
            {"RIG_FAULT", "__egl_Main=ret:0", "0001", ""},
            {"RIG_FAULT", "eglQueryDevicesEXT=fail:0x3003", "1001", ""},
-           {"GALLIUM_DRIVER", "nosuchdriver", "1001", noContext},
            {"RIG_FAULT", "eglGetPlatformDisplay=fail:0x300c", "1001", noContext},
            {"RIG_FAULT", "eglInitialize=fail:0x3001", "1001", noContext},
            {"RIG_FAULT", "eglInitialize@1=fail:0x3001", "1011", ""},
@@ -50,19 +49,22 @@ TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
            {"RIG_FAULT", "clGetDeviceIDs@2=fail:-5", "1110", ""}})
     EXPECT_TRUE(Same(RunProber(Drivers({{variable, value}})), Expected(findings, errors)))
         << variable << value;
+  // Mesa loses memory there and unloads what lost it, which no suppression can name.
+  const Environment noMesa = {{"GALLIUM_DRIVER", "nosuchdriver"}, {"LSAN_OPTIONS", "detect_leaks=0"}};
+  EXPECT_TRUE(Same(RunProber(Drivers(noMesa)), Expected("1001", noContext)));
   const Environment oneFails = {{"RIG_EGL_DEVICES", "A::,B::"},
                                 {"RIG_FAULT", "eglCreateContext@2=fail:0x3003"}};
   EXPECT_TRUE(Same(RunProber(Drivers(oneFails)), Expected("1111", noContext)));
 }
 
 TEST(BringUpTest, OpenCLPlatformWithoutGPUIsPassedBy) {
-  // PoCL twice and rusticl have a GPU each; clover finds none. With the fault the second platform has none
-  // either.
+  // PoCL twice and rusticl have a GPU each; clover finds none. With the fault the second platform
+  // can't tell its devices.
   Environment mixed = Drivers({{"OCL_ICD_VENDORS", BuildFile("e2e/icd/mixed")},
                                {"RUSTICL_ENABLE", "llvmpipe"},
                                {"RUSTICL_DEVICE_TYPE", "gpu"}});
   const Outcome all = RunProber(mixed);
-  mixed["RIG_FAULT"] = "clGetDeviceIDs@3=fail:-1";
+  mixed["RIG_FAULT"] = "clGetDeviceIDs@3=fail:-5";
   const Outcome two = RunProber(mixed);
   for (const Outcome& outcome : {all, two})
     EXPECT_TRUE(Same(outcome, Foretell(StepsOf(outcome.lines), NoFailure)));

@@ -112,7 +112,7 @@ Failures Programmed(const string& option, unsigned after) {
 void Sweep(const Environment& environment, const string& option, const string& key, unsigned stride) {
   const std::vector<Step> steps = StepsOf(RunProber(environment).lines);
   unsigned after = 0;
-  for (auto step = steps.begin(); step->key != key; ++step) after += step->counts;
+  for (auto step = steps.begin(); step != steps.end() && step->key != key; ++step) after += step->counts;
   for (; after <= steps.size(); after += stride) {
     const string argument = option + std::to_string(after);
     EXPECT_TRUE(Same(RunProber(environment, {argument}), Foretell(steps, Programmed(option, after))))

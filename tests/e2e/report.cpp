@@ -137,8 +137,8 @@ Outcome Foretell(const std::vector<Step>& steps, const Failures& failures) {
     const Failure failure = failures(step, count);
     count += step.counts;
     const bool failed = !failure.errors.empty();
-    std::copy_n(step.lines.begin(), failed ? failure.keptLines : step.lines.size(),
-                std::back_inserter(outcome.lines));
+    const std::size_t kept = failed ? std::min(failure.keptLines, step.lines.size()) : step.lines.size();
+    std::copy_n(step.lines.begin(), kept, std::back_inserter(outcome.lines));
     if (!failed) continue;
     outcome.errors += failure.errors;
     outcome.ending = "status 2";

@@ -81,6 +81,7 @@ TEST(StreamsTest, OutputChangesOnTheWay) {
     string text;
     for (ssize_t count; comesBack && (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
       text.append(buffer, 0, static_cast<std::size_t>(count));
+    EXPECT_EQ(text.find("# "), verbosity == "0" || !comesBack ? string::npos : text.find('\n') + 1);
     outcome.lines = WithoutComments(Lines(text, &outcome.rest));
     EXPECT_TRUE(Same(outcome, comesBack ? readerBack : readerGone)) << comesBack << verbosity;
     close(opened);
