@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr unsigned kPatienceSeconds = 20;
+constexpr unsigned kPatienceSeconds = 60;
 constexpr std::size_t kShownBytes = 500;
 
 void Require(bool ok, const char* call) {

@@ -2,7 +2,7 @@
 //
 //   Outcome outcome = RunProber(Drivers({{"RIG_FAULT", "glClear=segv"}}), {"-exit=3"});
 //
-// A prober that takes longer than 20 seconds ends by SIGALRM. None outlives its test.
+// A prober that takes longer than a minute ends by SIGALRM. None outlives its test.
 #ifndef PROBERPROCESS_H_
 #define PROBERPROCESS_H_
 
