@@ -60,6 +60,13 @@ class GPUImplHardware : public GPUImpl {
   KGX::OCL::Device fCLDevice;                       // a null device where only OpenGL is asked
 
  private:
+  using Measurement = double (GPUImplHardware::*)(const KGX::OCL::Context& context,
+                                                  const KGX::OCL::CommandQueue& queue) const;
+
+  // The measurement's result, on a context and a profiling queue of its own. `name` and `label` are for the
+  // log.
+  double MeasureCL(const char* name, const char* label, Measurement measurement) const;
+
   // The best bandwidth of a few batches of copies, in bytes per second; 0 if the device tells no times.
   double checkBandwidthCL(const KGX::OCL::Context& context, const KGX::OCL::CommandQueue& queue) const;
 
