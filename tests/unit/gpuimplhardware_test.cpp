@@ -109,15 +109,6 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
   KGX::OGL::OpenGLInterceptor::SetInstance(former);
 }
 
-TEST(GLGetters, NoVersionAtAllIsAFailure) {
-  KGX::OGL::Library::Initialize({});
-  FakeGL gl;
-  gl.texts[KGX::OGL::kGL_VERSION] = "1.1";
-  std::vector<std::string> events;
-  const GLGPU gpu(boost::make_shared<Hardware>(boost::make_shared<FakeContext>("a", events)));
-  EXPECT_THROW(gpu.GetVersion(), std::runtime_error);
-}
-
 TEST(FailureHook, ShowsThePlaceAndLetsANonfatalFailurePass) {
   EXPECT_EQ(Failure([] { GetFailureHook()("file.cpp", 7, "text", true); }), "file.cpp(7): text");
   EXPECT_EQ(Failure([] { GetFailureHook()(nullptr, 7, nullptr, true); }), "<NULL>");

@@ -1,0 +1,25 @@
+#include <ztutil/platform.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace {
+
+// What a driver opens must not become a standard stream, and what is written to a closed one must fail.
+int StandardStreamsStayClosed() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) close(descriptor);
+  ztutil::platform::PrepareProberProcess();
+  char byte = 'x';
+  const bool fail = read(0, &byte, 1) == -1 && write(1, &byte, 1) == -1 && write(2, &byte, 1) == -1;
+  return fail && open("/dev/null", O_RDWR) > 2 ? 0 : 1;
+}
+
+TEST(ProberProcess, ClosedStandardStreamsFailAndAreNobodyElses) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(std::_Exit(StandardStreamsStayClosed()), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
