@@ -1,0 +1,59 @@
+// How a child process is made, awaited and killed: the seam between the console-app host and the system.
+#ifndef ZTUTIL_LAUNCHER_H_
+#define ZTUTIL_LAUNCHER_H_
+
+#include "channel.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+namespace ztutil {
+
+// This side's ends of a child's pipes, each closed with its last owner.
+struct LaunchResult {
+  boost::shared_ptr<Writer> fStdin;
+  // By TaskID: 1 is standard output, 2 standard error; 0 stays empty.
+  std::array<boost::shared_ptr<Reader>, 3> fAppOutput;
+};
+
+// Runs one child after another. Launch and Wait are called on the thread of their run, Kill on any thread,
+// also while Wait waits. A launcher may be needed for the next run while the thread of an earlier one still
+// waits: what Wait answers is of the run that its own thread launched, what Kill kills is of the last Launch.
+class Launcher {
+ public:
+  // Doesn't touch a child that still runs.
+  virtual ~Launcher() = default;
+
+  // Starts a program with its three standard streams on pipes; of what else this process has open it
+  // inherits nothing, but its environment and working directory. Throws std::runtime_error, and then there is
+  // no child: "CreatePipe failed", "SetHandleInformation failed" or "CreateProcessW failed".
+  virtual LaunchResult Launch(const std::wstring& program, const std::deque<std::string>& arguments) = 0;
+
+  // Waits for the child's end, without a bound. 0 if it ended by itself, and only then the exit code is set;
+  // 1 if it crashed, 2 if it was killed by Kill. Throws std::runtime_error with "WaitForSingleObject failed"
+  // or "GetExitCodeProcess failed".
+  virtual std::int32_t Wait(std::int32_t* exitCode) = 0;
+
+  // Asks for the child's end and doesn't wait for it. A child that has already ended is no error; where none
+  // was launched, throws std::runtime_error with "TerminateProcess failed".
+  virtual void Kill() = 0;
+
+  // How the last child that was waited for has ended, as the system tells it: POSIX's wait status, or the
+  // full 32-bit exit code. Nothing before the first. Any thread may call.
+  virtual std::optional<std::uint32_t> GetRawEnd() const = 0;
+};
+
+// This platform's launcher.
+boost::shared_ptr<Launcher> CreateLauncher();
+
+// What GetRawEnd gives, in words such as "exit status 3", "signal 11 (SIGSEGV)" or "exception 0xC0000005".
+std::string DescribeRawEnd(std::uint32_t rawEnd);
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_LAUNCHER_H_
