@@ -310,6 +310,12 @@ void FmtPrintf(std::string& out, const char* format, ...) {
 }
 
 void FmtVPrintf(std::string& out, const char* format, std::va_list arguments) {
+  // A log message's format, which needn't pass through printf.
+  if (std::strcmp(format, "%s") == 0) {
+    const char* const text = va_arg(arguments, const char*);
+    out = text != nullptr ? text : "(null)";
+    return;
+  }
   std::va_list again;
   va_copy(again, arguments);
   char buffer[256];

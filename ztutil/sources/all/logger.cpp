@@ -13,61 +13,78 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace ztutil {
 
 namespace {
 
-// Append a number as printf does it, whatever the locale: "%0*d", and "%0*.3f" or "%+0*.3f".
+// Puts a prefix's fields together, numbers as printf does it, whatever the locale.
+class PrefixText {
+ public:
+  void Append(char byte) { *fEnd++ = byte; }
 
-// `lead` stands in front of it, unless it is 0.
-void AppendDigits(std::string& out, char lead, std::uint64_t value, std::size_t width) {
-  char buffer[24];  // no width fills it, and no value
-  char* const end = buffer + sizeof buffer;
-  char* begin = end;
-  do {
-    *--begin = static_cast<char>('0' + value % 10);
-    value /= 10;
-  } while (value != 0);
-  while (static_cast<std::size_t>(end - begin) < width) *--begin = '0';
-  if (lead != '\0') *--begin = lead;
-  out.append(begin, static_cast<std::size_t>(end - begin));
-}
-
-void AppendInteger(std::string& out, char separator, int value, std::size_t width) {
-  if (value >= 0) {
-    AppendDigits(out, separator, static_cast<std::uint64_t>(value), width);
-  } else {
-    if (separator != '\0') out += separator;
-    AppendDigits(out, '-', static_cast<std::uint64_t>(-std::int64_t{value}), width - 1);
+  // "%0*d"
+  void AppendInteger(int value, int width) {
+    if (value < 0) {
+      Append('-');
+      --width;
+    }
+    AppendDigits(static_cast<std::uint64_t>(std::abs(std::int64_t{value})), width);
   }
-}
 
-// `plus` stands where a minus would, unless it is 0.
-void AppendSeconds(std::string& out, double value, std::size_t width, char plus) {
-  const char sign = std::signbit(value) ? '-' : plus;
-  if (sign != '\0') --width;
-  // Within these bounds the product is so exact that it rounds as the value does; only about half a
-  // millisecond it could go either way.
-  constexpr double kExactBelow = 1e9;
-  constexpr double kInexact = 1e-6;
-  const double milliseconds = std::abs(value) * 1000.0;
-  if (milliseconds < kExactBelow && std::abs(milliseconds - std::floor(milliseconds) - 0.5) > kInexact) {
-    const auto rounded = static_cast<std::uint64_t>(milliseconds + 0.5);
-    AppendDigits(out, sign, rounded / 1000, width - 4);
-    AppendDigits(out, '.', rounded % 1000, 3);
-    return;
+  // "%0*.3f", or "%+0*.3f" if the sign is a plus
+  void AppendSeconds(double value, int width, char plus) {
+    const char sign = std::signbit(value) ? '-' : plus;
+    if (sign != '\0') {
+      Append(sign);
+      --width;
+    }
+    // Within these bounds the product is so exact that it rounds as the value does; only about half a
+    // millisecond it could go either way.
+    constexpr double kExactBelow = 1e9;
+    constexpr double kInexact = 1e-6;
+    const double milliseconds = std::abs(value) * 1000.0;
+    if (milliseconds < kExactBelow && std::abs(milliseconds - std::floor(milliseconds) - 0.5) > kInexact) {
+      const auto rounded = static_cast<std::uint64_t>(milliseconds + 0.5);
+      AppendDigits(rounded / 1000, width - 4);
+      Append('.');
+      AppendDigits(rounded % 1000, 3);
+      return;
+    }
+    char digits[kDoubleRoom];
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, std::abs(value), std::chars_format::fixed, 3).ptr;
+    AppendPadded(digits, end, width);
   }
-  char buffer[400];  // the largest double has 309 digits before the point
-  const char* const end =
-      std::to_chars(buffer, buffer + sizeof buffer, std::abs(value), std::chars_format::fixed, 3).ptr;
-  const auto length = static_cast<std::size_t>(end - buffer);
-  if (sign != '\0') out += sign;
-  if (length < width) out.append(width - length, '0');
-  out.append(buffer, length);
-}
+
+  std::string_view Text() const { return {fText, static_cast<std::size_t>(fEnd - fText)}; }
+
+ private:
+  static constexpr std::size_t kDoubleRoom = 320;  // the largest has 309 digits before the point
+
+  void AppendDigits(std::uint64_t value, int width) {
+    std::uint64_t rest = value;
+    for (char* digit = fEnd + width; digit != fEnd; rest /= 10) *--digit = static_cast<char>('0' + rest % 10);
+    if (rest == 0) {
+      fEnd += width;
+    } else {  // it takes more room
+      char digits[20];
+      AppendPadded(digits, std::to_chars(digits, digits + sizeof digits, value).ptr, width);
+    }
+  }
+
+  void AppendPadded(const char* digits, const char* end, std::ptrdiff_t width) {
+    for (std::ptrdiff_t length = end - digits; length < width; ++length) Append('0');
+    while (digits != end) Append(*digits++);
+  }
+
+  char fText[2 * kDoubleRoom];  // two doubles, or one and some integers; nothing is longer
+  char* fEnd = fText;
+};
 
 // The logger, which must be there.
 ZTLogger& Required(const Stackable<ZTLogger>::Held& logger) {
@@ -122,12 +139,15 @@ void ZTLogger::VPrint(const char* file, int line, const char* format, std::va_li
 }
 
 std::string ZTLogger::MakePrefix(const char*, int) {
-  std::string prefix;
-  prefix.reserve(96);  // most fit
+  PrefixText text;
   char separator = '\0';
   const auto has = [this](std::uint32_t flags) { return (fFormatFlags & flags) != 0; };
-  const auto append = [&](int value, std::size_t width, char next) {
-    AppendInteger(prefix, separator, value, width);
+  const auto separate = [&] {
+    if (separator != '\0') text.Append(separator);
+  };
+  const auto append = [&](int value, int width, char next) {
+    separate();
+    text.AppendInteger(value, width);
     separator = next;
   };
 
@@ -141,20 +161,19 @@ std::string ZTLogger::MakePrefix(const char*, int) {
     if (has(kLogHour)) append(time.hour, 2, ':');
     if (has(kLogMinute)) append(time.minute, 2, ':');
     if (has(kLogSecond)) {
-      if (separator != '\0') prefix += separator;
-      AppendSeconds(prefix, time.second, 6, '\0');
+      separate();
+      text.AppendSeconds(time.second, 6, '\0');
     }
   }
   if (has(kLogDelta)) {
-    prefix += '(';
-    AppendSeconds(prefix, fCurrentTime - fPreviousTime, 7, '+');
-    prefix += ')';
+    text.Append('(');
+    text.AppendSeconds(fCurrentTime - fPreviousTime, 7, '+');
+    text.Append(')');
   }
-  if (has(kLogThread)) {
-    prefix += '[';
-    prefix += ManagedThread::GetCurrentThreadName();
-    prefix += ']';
-  }
+  std::string prefix;
+  prefix.reserve(96);  // most fit
+  prefix = text.Text();
+  if (has(kLogThread)) prefix.append(1, '[').append(ManagedThread::GetCurrentThreadName()).append(1, ']');
   if (has(kLogAll)) prefix += ' ';
   prefix += fIndentText;
   return prefix;

@@ -49,15 +49,17 @@ std::unordered_map<std::string, std::string>& ThreadNameTable() {
   return *table;
 }
 
-// The id as the log shows it. Kept as plain bytes, which are there until the thread's very end.
-std::string CurrentThreadID() {
-  thread_local char id[40] = "";
-  if (*id == '\0') {
-    ClassicStream text;
-    text << boost::this_thread::get_id();
-    text.str().copy(id, sizeof id - 1);
+// The current thread's entry in the table, its id where nobody has set a name. It stays where it is, and only
+// threads with this id change it, so that each looks it up once.
+std::string& CurrentThreadEntry() {
+  thread_local std::string* entry = nullptr;
+  if (entry == nullptr) {
+    ClassicStream id;
+    id << boost::this_thread::get_id();
+    const Lock lock(ThreadNameMutex());
+    entry = &ThreadNameTable().try_emplace(id.str(), id.str()).first->second;
   }
-  return id;
+  return *entry;
 }
 
 }  // namespace
@@ -109,8 +111,7 @@ bool ManagedThread::TimedJoin(double seconds) {
 void ManagedThread::Abandon() {
   if (fThread == nullptr) return;
   if (DebugFlagValue(gManagedThreadLog) != 0 || DebugFlagValue(gConsoleAppLog) != 0) {
-    LogText(__FILE__, __LINE__,
-            [this](std::ostringstream& out) { out << "thread " << fName << " was abandoned"; });
+    LogText(__FILE__, __LINE__, [this](std::ostream& out) { out << "thread " << fName << " was abandoned"; });
   }
   fThread.reset();
 }
@@ -134,17 +135,12 @@ std::size_t ManagedThread::GetThreadCount() {
 std::size_t ManagedThread::GetRunningThreadCount() { return GetThreadCount(); }
 
 void ManagedThread::SetCurrentThreadName(const std::string& name) {
-  const std::string id = CurrentThreadID();
+  std::string& entry = CurrentThreadEntry();
   const Lock lock(ThreadNameMutex());
-  ThreadNameTable()[id] = name;
+  entry = name;
   platform::NameThreadForDebugger(name);
 }
 
-std::string ManagedThread::GetCurrentThreadName() {
-  const std::string id = CurrentThreadID();
-  const Lock lock(ThreadNameMutex());
-  const auto entry = ThreadNameTable().find(id);
-  return entry != ThreadNameTable().end() ? entry->second : id;
-}
+std::string ManagedThread::GetCurrentThreadName() { return CurrentThreadEntry(); }
 
 }  // namespace ztutil

@@ -1,41 +1,48 @@
 #include "messagestream.h"
 
+#include <cstddef>
 #include <locale>
 #include <utility>
-#include <vector>
 
 namespace ztutil {
 
 namespace {
 
-using Stream = std::unique_ptr<ClassicStream>;
-
 // A text of more bytes takes its stream along.
-constexpr std::streamoff kKept = 4096;
+constexpr std::size_t kKept = 4096;
 
-// Never freed: threads may still log while the process ends.
-std::vector<Stream>& Spare() {
-  static auto* const spare = new std::vector<Stream>;
-  return *spare;
+}  // namespace
+
+std::streamsize MessageStream::TextBuffer::xsputn(const char* bytes, std::streamsize count) {
+  fText.append(bytes, static_cast<std::size_t>(count));
+  return count;
 }
 
-// What a message may have changed.
-void Renew(ClassicStream& stream) {
-  stream.exceptions(std::ios_base::goodbit);
+MessageStream::TextBuffer::int_type MessageStream::TextBuffer::overflow(int_type byte) {
+  if (!traits_type::eq_int_type(byte, traits_type::eof())) fText += traits_type::to_char_type(byte);
+  return traits_type::not_eof(byte);
+}
+
+MessageStream::Stream::Stream() { stream.imbue(std::locale::classic()); }
+
+void MessageStream::Stream::Renew() {
+  buffer.fText.clear();
   stream.clear();
-  stream.str({});
   stream.flags(std::ios_base::skipws | std::ios_base::dec);
   stream.precision(6);
   stream.width(0);
   stream.fill(' ');
-  if (stream.getloc() != std::locale::classic()) stream.imbue(std::locale::classic());
 }
 
-}  // namespace
+// Never freed: threads may still log while the process ends.
+std::vector<std::unique_ptr<MessageStream::Stream>>& MessageStream::Spare() {
+  static auto* const spare = new std::vector<std::unique_ptr<Stream>>;
+  return *spare;
+}
 
 MessageStream::MessageStream() {
   if (Spare().empty()) {
-    fStream = std::make_unique<ClassicStream>();
+    fStream = std::make_unique<Stream>();
     return;
   }
   fStream = std::move(Spare().back());
@@ -44,8 +51,8 @@ MessageStream::MessageStream() {
 
 MessageStream::~MessageStream() {
   try {
-    if (fStream->tellp() > kKept) return;
-    Renew(*fStream);
+    if (Text().size() > kKept) return;
+    fStream->Renew();
     Spare().push_back(std::move(fStream));
   } catch (...) {
   }

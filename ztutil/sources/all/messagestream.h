@@ -2,15 +2,17 @@
 #ifndef ZTUTIL_MESSAGESTREAM_H_
 #define ZTUTIL_MESSAGESTREAM_H_
 
-#include "classicstream.h"
-
 #include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <vector>
 
 namespace ztutil {
 
-// A stream as if newly made, taken from those that earlier messages have left: making one costs more than
-// writing a message to it. To be used under LoggingMutex. Several may live at once, since what is put into a
-// message may log.
+// A stream as if newly made, deaf to the global locale, taken from those that earlier messages have left:
+// making one costs more than writing a message to it. To be used under LoggingMutex. Several may live at
+// once, since what is put into a message may log.
 class MessageStream {
  public:
   MessageStream();
@@ -18,11 +20,33 @@ class MessageStream {
   MessageStream(const MessageStream&) = delete;
   MessageStream& operator=(const MessageStream&) = delete;
 
-  ClassicStream& operator*() const { return *fStream; }
-  ClassicStream* operator->() const { return fStream.get(); }
+  std::ostream& operator*() const { return fStream->stream; }
+
+  // What was written so far.
+  const std::string& Text() const { return fStream->buffer.fText; }
 
  private:
-  std::unique_ptr<ClassicStream> fStream;
+  // Puts what is written into a string.
+  class TextBuffer : public std::streambuf {
+   public:
+    std::string fText;
+
+   protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override;
+    int_type overflow(int_type byte) override;
+  };
+
+  struct Stream {
+    Stream();
+    void Renew();  // undoes what a message may have changed
+
+    TextBuffer buffer;
+    std::ostream stream{&buffer};
+  };
+
+  static std::vector<std::unique_ptr<Stream>>& Spare();
+
+  std::unique_ptr<Stream> fStream;
 };
 
 }  // namespace ztutil

@@ -68,7 +68,7 @@ void WinHandle::Reset(NativeHandle handle, bool owned, const fs::path* deletePat
   if (deletePath != nullptr) newPath = *deletePath;
   if (fOwned) {
     if (DebugFlagValue(gBinioLog) != 0) {
-      LogText(kLogFile, __LINE__, [this](std::ostringstream& out) {
+      LogText(kLogFile, __LINE__, [this](std::ostream& out) {
         out << "WinHandle::Reset closing " << FmtPointer(reinterpret_cast<const void*>(fHandle));
       });
     }

@@ -17,11 +17,11 @@
 
 // Says something if the flag isn't 0, for example ZT_LOG(gGPUProwler, "count=" << count). While the flag is 0
 // the text isn't built. Never throws.
-#define ZT_LOG(flag, text)                                                                                  \
-  do {                                                                                                      \
-    if (::ztutil::DebugFlagValue(flag) != 0) {                                                              \
-      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostringstream& ztLogStream) { ztLogStream << text; }); \
-    }                                                                                                       \
+#define ZT_LOG(flag, text)                                                                            \
+  do {                                                                                                \
+    if (::ztutil::DebugFlagValue(flag) != 0) {                                                        \
+      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostream& ztLogStream) { ztLogStream << text; }); \
+    }                                                                                                 \
   } while (false)
 
 // Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
@@ -43,7 +43,7 @@ void LogText(const char* file, int line, Build build) noexcept {
     if (const ZTLoggerLock logger; logger) {
       const MessageStream text;
       build(*text);
-      logger->Print(file, line, "%s", text->str().c_str());
+      logger->Print(file, line, "%s", text.Text().c_str());
     }
   } catch (...) {
   }

@@ -72,13 +72,20 @@ std::int64_t MonotonicFrequency() { return kNanosecondsPerSecond; }
 std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 
 std::int64_t LocalOffsetSeconds() {
+  // Asked for on each line, and the same all through a second; finding it costs as much as writing a line. So
+  // a second is kept together with its offset.
+  constexpr int kOffsetBits = 20;
+  constexpr std::int64_t kBias = std::int64_t{1} << (kOffsetBits - 1);
+  static std::atomic<std::int64_t> known{0};
+
   const std::time_t now = std::time(nullptr);
-  // The zone knows its daylight saving. Whether it is still the user's zone is looked up once a second, since
-  // the look at the system's file costs as much as the writing of a line.
-  static std::atomic<std::time_t> checked{0};
-  if (checked.exchange(now, std::memory_order_relaxed) != now) tzset();
+  const std::int64_t last = known.load(std::memory_order_relaxed);
+  if (last >> kOffsetBits == now) return (last & (2 * kBias - 1)) - kBias;
+
   std::tm local{};
+  tzset();
   localtime_r(&now, &local);
+  known.store((std::int64_t{now} << kOffsetBits) | (local.tm_gmtoff + kBias), std::memory_order_relaxed);
   return local.tm_gmtoff;
 }
 
