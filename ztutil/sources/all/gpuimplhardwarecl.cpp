@@ -50,7 +50,7 @@ std::string DeviceText(cl_device_id device, cl_device_info property, const char*
   return text;
 }
 
-std::string UpToNUL(const std::string& text) { return text.c_str(); }
+std::string UpToNUL(const std::string& text) { return text.substr(0, text.find('\0')); }
 
 // A version text less the "OpenCL " in front.
 std::string WithoutPrefix(const std::string& text) {

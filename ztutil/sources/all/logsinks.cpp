@@ -56,7 +56,7 @@ ZTFileLogger::ZTFileLogger(const Hold&) : ZTLogger(kLogFile) {
 
 ZTFileLogger::~ZTFileLogger() {
   Leave();
-  Flush();
+  ZTFileLogger::Flush();
   boost::system::error_code error;
   if (boost::filesystem::is_empty(fPath, error) && !error) boost::filesystem::remove(fPath, error);
 }
