@@ -37,6 +37,10 @@ function(gpuprowler_target_defaults target)
     target_compile_options(${target} PRIVATE ${flags})
     target_link_options(${target} PRIVATE -fsanitize=${GPUPROWLER_SANITIZE})
   endif()
+  if(GPUPROWLER_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
 endfunction()
 
 # A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>,
