@@ -22,8 +22,9 @@ struct LaunchResult {
 };
 
 // Runs one child after another. Launch and Wait are called on the thread of their run, Kill on any thread,
-// also while Wait waits. A launcher may be needed for the next run while the thread of an earlier one still
-// waits: what Wait answers is of the run that its own thread launched, what Kill kills is of the last Launch.
+// also while Wait waits. A launcher may be needed for the next run while the thread of an earlier one is
+// still at work: Wait and Kill mean the run that the calling thread has launched itself, and on a thread that
+// has launched none the last one.
 class Launcher {
  public:
   // Doesn't touch a child that still runs.
@@ -39,12 +40,14 @@ class Launcher {
   // or "GetExitCodeProcess failed".
   virtual std::int32_t Wait(std::int32_t* exitCode) = 0;
 
-  // Asks for the child's end and doesn't wait for it. A child that has already ended is no error; where none
-  // was launched, throws std::runtime_error with "TerminateProcess failed".
+  // Asks for the child's end and doesn't wait for it. A child that has already ended is no error; a run that
+  // has no child, not yet or because its Launch has failed, throws std::runtime_error with "TerminateProcess
+  // failed", and isn't affected.
   virtual void Kill() = 0;
 
   // How the last child that was waited for has ended, as the system tells it: POSIX's wait status, or the
-  // full 32-bit exit code. Nothing before the first. Any thread may call.
+  // full 32-bit exit code. Nothing before the first; a run that ends after a later Launch doesn't count. Any
+  // thread may call.
   virtual std::optional<std::uint32_t> GetRawEnd() const = 0;
 };
 

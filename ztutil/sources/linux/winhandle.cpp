@@ -1,5 +1,7 @@
 #include "winhandle.h"
 
+#include "retry.h"
+
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/random.h>
@@ -25,14 +27,6 @@ constexpr int kRwfNoSignal = 0x100;
 
 // The error of the call that has just failed.
 std::uint32_t LastError() { return static_cast<std::uint32_t>(errno); }
-
-// Repeats a call of the system while signals interrupt it.
-template <class Call>
-auto Retry(Call call) {
-  auto result = call();
-  while (result == -1 && errno == EINTR) result = call();
-  return result;
-}
 
 // -1, which every call refuses, for what can't be a descriptor.
 int Descriptor(NativeHandle handle) {

@@ -1,0 +1,47 @@
+// Child processes by posix_spawn.
+#ifndef ZTUTIL_LAUNCHERPOSIX_H_
+#define ZTUTIL_LAUNCHERPOSIX_H_
+
+#include "launcher.h"
+
+#include <memory>
+#include <mutex>
+
+namespace ztutil {
+
+// The program's path is wide text for UTF-8 (widetext.h), looked for on PATH when it holds no slash, and is
+// also the child's first argument. The others reach the child byte for byte; a NUL in one of them is
+// "CreateProcessW failed". The child starts with no signal blocked, and with SIGPIPE and SIGCHLD as they are
+// by default.
+//
+// A child that nobody waits for, such as one that was killed after its run had failed, is reaped when its run
+// goes or at a Launch later on, by whichever launcher. Where the host has others reap its children, by
+// ignoring SIGCHLD or in a wait of its own for any child, Wait throws.
+class LauncherPosix : public Launcher {
+ public:
+  LauncherPosix();
+  ~LauncherPosix() override;
+
+  LaunchResult Launch(const std::wstring& program, const std::deque<std::string>& arguments) override;
+  std::int32_t Wait(std::int32_t* exitCode) override;
+  void Kill() override;
+  std::optional<std::uint32_t> GetRawEnd() const override;
+
+ private:
+  class Run;
+
+  std::shared_ptr<Run> BeginRun();
+  std::shared_ptr<Run> RunOfThisThread() const;
+
+  static thread_local std::shared_ptr<Run> tRun;
+
+  const std::uint64_t fNumber;
+
+  mutable std::mutex fMutex;  // leaf; guards the fields below
+  std::shared_ptr<Run> fLastRun;
+  std::optional<std::uint32_t> fRawEnd;
+};
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_LAUNCHERPOSIX_H_
