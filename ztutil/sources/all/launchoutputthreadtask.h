@@ -1,0 +1,22 @@
+// What an output thread does.
+#ifndef ZTUTIL_LAUNCHOUTPUTTHREADTASK_H_
+#define ZTUTIL_LAUNCHOUTPUTTHREADTASK_H_
+
+#include "consoleappaccessor.h"
+
+#include <boost/shared_ptr.hpp>
+
+namespace ztutil {
+
+// Runs the task of its channel and reports its begin, its end and its failure to the run's ConsoleApp.
+// Nothing leaves it.
+class LaunchOutputThreadTask : public ConsoleAppAccessor {
+ public:
+  LaunchOutputThreadTask(OutputChannel channel, const boost::shared_ptr<ExecutionData>& executionData);
+
+  void operator()();
+};
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_LAUNCHOUTPUTTHREADTASK_H_
