@@ -218,7 +218,7 @@ class ConsoleApp {
   void Kill();
 
   // The sum of 1 << TaskID of the run's threads: 8 while there is a launch thread, 2 and 4 while a task reads
-  // the channel. Only for a run that has a task on both channels.
+  // the channel.
   std::int32_t GetTasksRunning() const;
 
   // How the last child that was waited for has ended: see Launcher::GetRawEnd.
@@ -264,12 +264,13 @@ class ConsoleApp {
 
   void LaunchLocked(Lock& lock, const boost::shared_ptr<ExecutionData>& executionData,
                     const LaunchParams& launchParams);
-  bool WaitForEndLocked(Lock& lock, const consoleapp::Deadline& deadline, State& result);
+  State WaitForEndLocked(Lock& lock, const consoleapp::Deadline& deadline);
 
-  // Give the launch thread time to end, without the lock; the first abandons it where that isn't enough. The
-  // exception is null if it is no std::exception.
+  // Give the launch thread time to end; the first abandons it where that isn't enough. The exception is null
+  // if it is no std::exception.
   void HandleWaitException(Lock& lock, const consoleapp::Deadline& deadline, const std::exception* exception);
   void LaunchHandleException(Lock& lock, double joinWaitSeconds, const std::exception* exception);
+  bool JoinLauncherThread(Lock& lock, double seconds);
 
   // Guards what follows, but for atomics and the launch thread's own state. Never held across a hook, or a
   // wait for another thread; the launcher's and the loggers' locks are taken after it.

@@ -18,6 +18,7 @@
 #include <boost/weak_ptr.hpp>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -133,8 +134,11 @@ class ConsoleAppAccessor {
   mutable boost::mutex fMutex;
   // For subclasses.
   boost::condition_variable fCond;
-  TaskID fTaskID;
+  std::atomic<TaskID> fTaskID;
   boost::atomic_shared_ptr<ExecutionData> fExecutionData;
+
+ private:
+  bool IsOutputChannel() const;
 };
 
 // Launches one run after another with a ConsoleApp and parameters that it keeps. It counts as launched from

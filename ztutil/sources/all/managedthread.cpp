@@ -1,5 +1,6 @@
 #include "managedthread.h"
 
+#include "deadline.h"
 #include "platform.h"
 #include "ztlogging.h"
 
@@ -80,6 +81,11 @@ void ManagedThread::SetThread(boost::thread* thread) {
 
 void ManagedThread::SetName(const char* name) { fName = name != nullptr ? name : ""; }
 
+boost::thread* ManagedThread::GetThread() const {
+  const Lock lock(ManagedThreadMutex());
+  return fThread.get();
+}
+
 boost::thread* ManagedThread::Thread() const {
   BOOST_ASSERT(fThread != nullptr);
   return fThread.get();
@@ -93,16 +99,8 @@ void ManagedThread::Join() {
 
 bool ManagedThread::TimedJoin(double seconds) {
   if (fThread == nullptr) return false;
-  // A century is for ever, and the arithmetic of every clock bears it.
-  constexpr double kForever = 100.0 * 366 * 86400;
-  if (seconds >= kForever) {
-    Join();
-    return true;
-  }
-  const double milliseconds = seconds > 0.0 ? seconds * 1000.0 + 0.5 : 0.0;
   // One more, so that the wait is never short of what was asked for.
-  const auto wait =
-      boost::chrono::milliseconds(static_cast<std::int64_t>(milliseconds) + (seconds > 0.0 ? 1 : 0));
+  const auto wait = ToMilliseconds(seconds) + boost::chrono::milliseconds(seconds > 0.0 ? 1 : 0);
   if (!fThread->try_join_for(wait)) return false;
   Remove();
   return true;
@@ -113,6 +111,7 @@ void ManagedThread::Abandon() {
   if (DebugFlagValue(gManagedThreadLog) != 0 || DebugFlagValue(gConsoleAppLog) != 0) {
     LogText(__FILE__, __LINE__, [this](std::ostream& out) { out << "thread " << fName << " was abandoned"; });
   }
+  const Lock lock(ManagedThreadMutex());
   fThread.reset();
 }
 

@@ -11,8 +11,8 @@
 namespace ztutil {
 
 // Owner of one thread, which may not end when it should: then it is abandoned. An abandoned thread runs on,
-// is never joined, and stays counted. Objects have one owner at a time: calls on one object must not overlap;
-// on several they may.
+// is never joined, and stays counted. Objects have one owner at a time: calls on one object must not overlap,
+// but for GetThread, which any thread may call; on several they may.
 class ManagedThread {
  public:
   // The name is for the log; null gives an empty one.
@@ -30,7 +30,7 @@ class ManagedThread {
   std::string GetName() const { return fName; }
 
   // The thread, or null; Thread asserts that there is one. It stays this object's.
-  boost::thread* GetThread() const { return fThread.get(); }
+  boost::thread* GetThread() const;
   boost::thread* Thread() const;
 
   // Waits for the thread to end, and forgets it. Throws boost::thread_resource_error when a thread joins
@@ -58,7 +58,7 @@ class ManagedThread {
  private:
   void Remove();
 
-  boost::shared_ptr<boost::thread> fThread;
+  boost::shared_ptr<boost::thread> fThread;  // changed under the lock of the list
   std::string fName;
 };
 

@@ -63,6 +63,7 @@ class OutputTask : public ConsoleAppAccessor {
  private:
   bool IsRunningLocked(Lock& lock, double maxWaitSeconds);
   void SetIsRunning(bool isRunning);
+  void EndWork();
   void AssignLocked(const OutputTask& other);
 
   // All under the lock, but for the steps' own use of the reader.

@@ -24,6 +24,14 @@
     }                                                                                                 \
   } while (false)
 
+// The same for a flag that is a level: if it is at least that high.
+#define ZT_LOG_LEVEL(flag, level, text)                                                               \
+  do {                                                                                                \
+    if (::ztutil::DebugFlagValue(flag) >= (level)) {                                                  \
+      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostream& ztLogStream) { ztLogStream << text; }); \
+    }                                                                                                 \
+  } while (false)
+
 // Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
 #define ZT_LOG_SCOPE(flag, text) ZT_LOG_SCOPE_ON_LINE(flag, text, __LINE__)
 #define ZT_LOG_SCOPE_ON_LINE(flag, text, line) ZT_LOG_SCOPE_NAMED(flag, text, line)
