@@ -88,13 +88,13 @@ TEST(ThreadName, IsTheIdUntilItIsSetAndTheLastOneSet) {
     ManagedThread::SetCurrentThreadName(id.str());  // whatever a dead thread with this id has left
     EXPECT_EQ(ManagedThread::GetCurrentThreadName(), id.str());
     ManagedThread::SetCurrentThreadName("a name longer than the system's");
-    ManagedThread::SetCurrentThreadName("Launcher");
-    EXPECT_EQ(ManagedThread::GetCurrentThreadName(), "Launcher");
+    ManagedThread::SetCurrentThreadName("1a2c(app.Launcher)");
+    EXPECT_EQ(ManagedThread::GetCurrentThreadName(), "1a2c(app.Launcher)");
     char shown[16] = "";
     pthread_getname_np(pthread_self(), shown, sizeof shown);
-    EXPECT_STREQ(shown, "Launcher");
+    EXPECT_STREQ(shown, "app.Launcher");
   }).join();
-  EXPECT_NE(ManagedThread::GetCurrentThreadName(), "Launcher");
+  EXPECT_NE(ManagedThread::GetCurrentThreadName(), "1a2c(app.Launcher)");
 }
 
 }  // namespace

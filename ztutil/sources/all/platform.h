@@ -31,7 +31,8 @@ std::FILE* OpenRegularFile(const std::string& path);
 // failure. The caller closes it.
 std::FILE* OpenForAppending(const std::string& path);
 
-// Shows the calling thread's name to debuggers and to the system, cut where that has no room.
+// Shows the calling thread's name to debuggers and to the system, cut where that has no room. Of a name that
+// ends in brackets what stands in these may do.
 void NameThreadForDebugger(const std::string& name);
 
 // Hands a text to the process's debugger, up to its first NUL.

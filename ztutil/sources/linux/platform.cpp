@@ -113,7 +113,11 @@ std::FILE* OpenForAppending(const std::string& path) {
 
 void NameThreadForDebugger(const std::string& name) {
   constexpr std::size_t kRoom = 15;
-  pthread_setname_np(pthread_self(), name.substr(0, kRoom).c_str());
+  // Of "1a2c(app.Launcher)" what says most.
+  const std::size_t bracket = name.find('(');
+  const bool bracketed = bracket != std::string::npos && name.back() == ')';
+  const std::string shown = bracketed ? name.substr(bracket + 1, name.size() - bracket - 2) : name;
+  pthread_setname_np(pthread_self(), shown.substr(0, kRoom).c_str());
 }
 
 // Debuggers of this system take no texts.
