@@ -9,20 +9,11 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
-#include <iterator>
 #include <ostream>
 
 namespace {
 
 ztutil::DebugFlag gGPUProwler{"GPUProwler"};
-
-// Below this a GPU of the vendors that make both kinds is taken as integrated.
-constexpr std::int32_t minDedicatedMBforDiscreteGPU = 128;
-
-// The memory rule: where RAM is added, how much of it, and the bound of the sum.
-constexpr std::uint64_t kMinNumBytesForDiscrete = 0x40000000;
-constexpr std::uint64_t kMaxGPUMemoryBytes = 0x80000000;
-constexpr double kRamShareForGPU = 0.25;
 
 // A display device as the log shows it.
 struct Shown {
@@ -42,43 +33,6 @@ void Report(const char* line) {
 }
 
 }  // namespace
-
-std::string DXGIData::GetName() const {
-  // All of the field may be text.
-  const std::u16string description(std::begin(fAdapterDesc.Description), std::end(fAdapterDesc.Description));
-  return ztutil::QuoteWideString(description.c_str());
-}
-
-bool DXGIData::IsIntegrated() const {
-  ZT_LOG(gGPUProwler, "fAdapterDesc.VendorId=" << fAdapterDesc.VendorId);
-  bool integrated = false;
-  if (fAdapterDesc.VendorId == kVendorAMD || fAdapterDesc.VendorId == kVendorIntel) {
-    ZT_LOG(gGPUProwler, "minDedicatedMBforDiscreteGPU=" << minDedicatedMBforDiscreteGPU);
-    const auto dedicatedMB = static_cast<std::int32_t>(fAdapterDesc.DedicatedVideoMemory >> 20);
-    ZT_LOG(gGPUProwler, "dedicatedMB=" << dedicatedMB);
-    integrated = dedicatedMB < minDedicatedMBforDiscreteGPU;
-  }
-  ZT_LOG(gGPUProwler, "Looks like " << (integrated ? "an integrated" : "a discrete") << " GPU");
-  return integrated;
-}
-
-std::uint32_t DXGIData::GetMemory() const {
-  std::uint64_t numBytes = fAdapterDesc.DedicatedVideoMemory + fAdapterDesc.DedicatedSystemMemory;
-  if (numBytes < kMinNumBytesForDiscrete && fAdapterDesc.SharedSystemMemory > 0 && IsIntegrated()) {
-    const std::uint64_t installedRam = GetInstalledRAM();
-    ZT_LOG(gGPUProwler, "installedRam=" << installedRam);
-    const auto considered = static_cast<std::uint64_t>(static_cast<double>(installedRam) * kRamShareForGPU);
-    ZT_LOG(gGPUProwler, "installedRamToConsiderForGPU=" << considered);
-    const std::uint64_t usable = std::min(considered, kMaxGPUMemoryBytes);
-    ZT_LOG(gGPUProwler, "installedRamThatGPUCanUse=" << usable);
-    numBytes += std::min<std::uint64_t>(usable, fAdapterDesc.SharedSystemMemory);
-    ZT_LOG(gGPUProwler, "numBytes=" << numBytes);
-    numBytes = std::min(numBytes, kMaxGPUMemoryBytes);
-  }
-  const auto megabytes = static_cast<std::uint32_t>(numBytes >> 20);
-  ZT_LOG(gGPUProwler, "DXGI RAM=" << megabytes << "MB");
-  return megabytes;
-}
 
 boost::shared_ptr<GPUImpl> CreateGPUImpl() { return boost::make_shared<GPUImplWin>(); }
 

@@ -3,11 +3,11 @@
 #ifndef ZTUTIL_GPUIMPLWIN_H_
 #define ZTUTIL_GPUIMPLWIN_H_
 
+#include "adapterinventory.h"
 #include "gpuimplhardware.h"
 
 #include <kgx/context.h>
 
-#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -28,8 +28,21 @@ class GPUData {
 // A row of Win32_VideoController.
 class WMIData : public GPUData {
  public:
-  // The rows of all adapters, as far as they could be read. Never throws what reading them throws.
+  // The rows of all adapters, as far as they could be read: what goes wrong ends the reading and is told to
+  // the log. A row whose status is "Error" is left out. The ids are those of the adapter at the row's place
+  // among the rows kept, which may be another adapter; both are 0 where there is none.
   static std::vector<WMIData> GetAllDevices();
+  static std::vector<WMIData> GetAllDevices(ztutil::AdapterInventory& inventory);
+
+  WMIData() = default;
+  // What can't be read of the row stays 0 or empty.
+  WMIData(ztutil::AdapterRow& row, std::uint32_t vendorID, std::uint32_t deviceID);
+
+  // The value of a property, if it can be read and is of that type; else tells the log, leaves `out` as it is
+  // and gives false. A text ends at its first NUL; units that aren't printable ASCII become \x and four
+  // digits.
+  static bool GetIntProperty(ztutil::AdapterRow& row, const char* name, std::uint32_t& out);
+  static bool GetStrProperty(ztutil::AdapterRow& row, const char* name, std::string& out);
 
   // GPUData
   std::string GetMatchName() const override { return GetName(); }
@@ -52,21 +65,10 @@ class WMIData : public GPUData {
 // A display adapter as DXGI describes it.
 class DXGIData : public GPUData {
  public:
-  // DXGI's own record in plain types.
-  struct DXGI_ADAPTER_DESC {
-    char16_t Description[128];
-    std::uint32_t VendorId;
-    std::uint32_t DeviceId;
-    std::uint32_t SubSysId;
-    std::uint32_t Revision;
-    std::size_t DedicatedVideoMemory;
-    std::size_t DedicatedSystemMemory;
-    std::size_t SharedSystemMemory;
-    std::uint64_t AdapterLuid;
-  };
-
-  // The adapters that drive a display, as far as they could be read. Never throws what reading them throws.
+  // The adapters that drive a display, as far as they could be read: what goes wrong ends the reading and is
+  // told to the log.
   static std::vector<DXGIData> GetAllDevices();
+  static std::vector<DXGIData> GetAllDevices(ztutil::AdapterInventory& inventory);
 
   // GPUData
   std::string GetMatchName() const override { return GetName(); }
@@ -81,7 +83,11 @@ class DXGIData : public GPUData {
   // A rule of thumb: an AMD or Intel GPU with less than 128 MB of its own.
   bool IsIntegrated() const;
 
-  DXGI_ADAPTER_DESC fAdapterDesc{};
+  // The memory of an integrated GPU that has and shares so many bytes, on a machine with so much RAM.
+  static std::uint64_t AddSharedMemory(std::uint64_t numBytes, std::uint64_t shared,
+                                       std::uint64_t installedRam);
+
+  ztutil::DXGI_ADAPTER_DESC fAdapterDesc{};
 };
 
 // A context and the display device that it was made on.

@@ -1,6 +1,23 @@
 // The adapters of a Linux machine. None are read yet: every GPU is the one of the matching's fallback.
-#include "gpuimplwin.h"
+#include "adapterinventory.h"
 
-std::vector<WMIData> WMIData::GetAllDevices() { return {}; }
+namespace ztutil {
 
-std::vector<DXGIData> DXGIData::GetAllDevices() { return {}; }
+namespace {
+
+class NoAdapters : public AdapterFactory {
+ public:
+  std::unique_ptr<Adapter> EnumAdapters(unsigned) override { return nullptr; }
+};
+
+class NoInventory : public AdapterInventory {
+ public:
+  std::unique_ptr<AdapterFactory> CreateFactory() override { return std::make_unique<NoAdapters>(); }
+  std::unique_ptr<AdapterRows> QueryRows() override { return nullptr; }
+};
+
+}  // namespace
+
+std::unique_ptr<AdapterInventory> CreateAdapterInventory() { return std::make_unique<NoInventory>(); }
+
+}  // namespace ztutil
