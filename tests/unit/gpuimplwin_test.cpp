@@ -1,5 +1,9 @@
+#include "fakedrivers.h"
+
+#include <kgx/opengltypes.h>
 #include <ztutil/gpuimplwin.h>
 
+#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -92,8 +96,62 @@ TEST(DXGIData, MemoryGivesAnIntegratedGPUCreditForSharedRAM) {
     EXPECT_EQ(DXGI("", row.vendor, 0, row.dedicatedMB, row.sharedMB).GetMemory(), row.megabytes)
         << row.vendor << " " << row.dedicatedMB << " " << row.sharedMB;
   }
-  const auto quarterMB = static_cast<std::uint32_t>(GetInstalledRAM() / 4 / kMB);
-  EXPECT_EQ(DXGI("", kVendorIntel, 0, 64, 1u << 20).GetMemory(), std::min(quarterMB + 64, 2048u));
+  DXGIData system = DXGI("", kVendorIntel, 0, 0, 100);
+  system.fAdapterDesc.DedicatedSystemMemory = 1024 * kMB - 1;
+  EXPECT_EQ(system.GetMemory(), 1123u);
+  ++system.fAdapterDesc.DedicatedSystemMemory;
+  EXPECT_EQ(system.GetMemory(), 1024u);
+}
+
+TEST(DXGIData, CreditIsAQuarterOfTheRAMAndHasBounds) {
+  const struct {
+    std::uint64_t ownMB, sharedMB, ramMB, megabytes;
+  } rows[] = {
+      {64, 8192, 16384, 2048}, {64, 512, 4096, 576},     {64, 8192, 4096, 1088},
+      {0, 2047, 65536, 2047},  {0, 2049, 65536, 2048},   {127, 1921, 8192, 2048},
+      {127, 1920, 8192, 2047}, {1023, 1 << 20, 4, 1024}, {0, 1, 0, 0},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(DXGIData::AddSharedMemory(row.ownMB * kMB, row.sharedMB * kMB, row.ramMB * kMB),
+              row.megabytes * kMB)
+        << row.ownMB << " " << row.sharedMB << " " << row.ramMB;
+  }
+}
+
+TEST(Memory, TheLargestOfThreeAnswersCounts) {
+  using KGX::OGL::kGL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX;
+  using KGX::OGL::kGL_TEXTURE_FREE_MEMORY_ATI;
+  const struct {
+    std::uint32_t vendor;
+    std::size_t dedicatedMB;
+    std::uint32_t wmiBytes;
+    std::map<KGX::OGL::GLenum, KGX::OGL::GLint> gl;  // in KB
+    std::uint32_t megabytes;
+  } rows[] = {
+      {kVendorNVIDIA, 8192, 4293918720, {{kGL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX, 8388608}}, 8192},
+      {kVendorNVIDIA, 0, 0, {{kGL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX, 8388608}}, 8192},
+      {kVendorNVIDIA, 0, 0, {{kGL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX, 2047}}, 1},
+      {kVendorNVIDIA, 4096, 4293918720, {}, 4096},  // OpenGL refuses
+      {kVendorNVIDIA, 0, 4293918720, {}, 4095},
+      {kVendorNVIDIA, 0, 0, {{kGL_TEXTURE_FREE_MEMORY_ATI, 8388608}}, 0},
+      {kVendorAMD, 512, 536870912, {{kGL_TEXTURE_FREE_MEMORY_ATI, 1048576}}, 1024},
+      {kVendorAMD, 512, 0, {{kGL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX, 1048576}}, 512},
+      {kVendorIntel, 256, 0, {{kGL_TEXTURE_FREE_MEMORY_ATI, 1048576}}, 256},
+  };
+  for (const auto& row : rows) {
+    FakeGL gl;
+    gl.integers = row.gl;
+    std::vector<std::string> events;
+    GPUContexts contexts;
+    contexts["Card"] = {boost::make_shared<FakeContext>("Card", events), {}};
+    WMIData wmi = WMI("Card", "");
+    wmi.fAdapterRAM = row.wmiBytes;
+    const auto impls =
+        GPUImplWin::MatchDevices(contexts, {DXGI("Card", row.vendor, 0, row.dedicatedMB)}, {wmi});
+    EXPECT_EQ(impls.at(0)->GetGLMemoryMB(), row.megabytes) << row.vendor << " " << row.megabytes;
+    EXPECT_EQ(events.empty(), row.vendor == kVendorIntel);
+  }
+  EXPECT_EQ(GPUImplWin().GetGLMemoryMB(), 0u);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include "memorylogger.h"
 #include "ownhome.h"
 
 #include <ztutil/managedthread.h>
@@ -18,25 +19,6 @@ namespace {
 ztutil::DebugFlag gFlag{"ZTLoggingTest"};
 ztutil::DebugFlag gSameFlag{"ZTLoggingTest"};
 ztutil::DebugFlag gOtherFlag{"ztLoggingTest", 7};
-
-// Keeps what it is given.
-class MemoryLogger : public ztutil::ZTLogger {
- public:
-  explicit MemoryLogger(std::uint32_t flags = 0, const Hold& = Hold()) : ZTLogger("memory") {
-    SetFormatFlags(flags);
-  }
-  ~MemoryLogger() override { Leave(); }
-
-  bool IsEnabled() const override { return enabled; }
-  void Write(const void* bytes, std::size_t count) override {
-    if (broken) throw std::runtime_error("broken");
-    text.append(static_cast<const char*>(bytes), count);
-  }
-
-  std::string text;
-  bool enabled = true;
-  bool broken = false;
-};
 
 void Print(ztutil::ZTLogger& logger, const std::string& text) { logger.Print("f", 1, "%s", text.c_str()); }
 
