@@ -1,52 +1,129 @@
 #include "adaptername.h"
 
+#include "adaptertext.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <memory>
+#include <optional>
 
 namespace KGX {
 
 namespace {
 
-// The first line of a small file, or an empty text.
-std::string ReadLine(const std::string& path) {
-  std::ifstream file(path);
-  std::string line;
-  std::getline(file, line);
-  return line;
+constexpr std::uint64_t kNVIDIA = 0x10DE;
+constexpr std::uint64_t kAMD = 0x1002;
+constexpr std::size_t kDatabaseLimit = 16777216;
+
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+std::optional<std::uint64_t> ReadId(const std::string& directory, const char* name) {
+  const auto id = ParseNumber(ReadAttribute(directory + "/" + name));
+  return id && *id <= 0xFFFF ? id : std::nullopt;
 }
 
-bool Exists(const std::string& path) { return std::ifstream(path).good(); }
+std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
+  const std::string information =
+      ReadSystemFile(roots.proc + "/driver/nvidia/gpus/" + AdapterSlot(directory) + "/information");
+  const std::string name = ReportableName(FieldValue(information, "Model"));
+  return name == "Unknown" ? "" : name;
+}
 
-// "0x8086" as "8086".
-std::string WithoutPrefix(const std::string& number) {
-  return number.compare(0, 2, "0x") == 0 ? number.substr(2) : number;
+std::string AMDName(const std::string& directory, std::uint64_t device, const SystemRoots& roots) {
+  std::string name = ReportableName(ReadAttribute(directory + "/product_name"));
+  const auto revision = ReadId(directory, "revision");
+  if (!name.empty() || !revision) return name;
+  const std::string ids = ReadSystemFile(roots.share + "/libdrm/amdgpu.ids", kDatabaseLimit);
+  return ReportableName(NameInAMDGPUIds(ids, device, *revision));
+}
+
+std::string DatabaseName(std::uint64_t vendor, std::uint64_t device, const SystemRoots& roots) {
+  for (const char* file : {"/misc/pci.ids", "/hwdata/pci.ids"}) {
+    const std::string ids = ReadSystemFile(roots.share + file, kDatabaseLimit);
+    if (!ids.empty()) return ReportableName(NameInPCIIds(ids, vendor, device));
+  }
+  return {};
 }
 
 }  // namespace
 
-std::string AdapterDirectory(const std::string& deviceFile) {
-  const std::string link = "/sys/class/drm/" + deviceFile.substr(deviceFile.rfind('/') + 1) + "/device";
-  char* const resolved = realpath(link.c_str(), nullptr);
-  if (resolved == nullptr) return {};
-  std::string directory = resolved;
-  std::free(resolved);
-
-  // The device of a virtio card is a child of its PCI device.
-  while (directory.size() > 1 && !(Exists(directory + "/vendor") && Exists(directory + "/class"))) {
-    directory.resize(directory.rfind('/'));
-  }
-  return directory;
+std::string ReadSystemFile(const std::string& path, std::size_t limit) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (file < 0) return {};
+  std::string content;
+  char buffer[16384];
+  ssize_t count = 0;
+  while (content.size() <= limit && (count = read(file, buffer, sizeof buffer)) > 0)
+    content.append(buffer, static_cast<std::size_t>(count));
+  close(file);
+  return count == 0 && content.size() <= limit ? content : "";
 }
 
-std::string AdapterName(const std::string& directory) {
-  const std::string vendor = WithoutPrefix(ReadLine(directory + "/vendor"));
-  const std::string device = WithoutPrefix(ReadLine(directory + "/device"));
-  if (vendor.empty() || device.empty()) return "unknown adapter";
-  return "PCI " + vendor + ":" + device;
+std::string ReadAttribute(const std::string& path) {
+  return std::string(AttributeLine(ReadSystemFile(path)));
+}
+
+std::vector<std::string> ListDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(path.c_str()), closedir);
+  if (entries == nullptr) return names;
+  while (const dirent* const entry = readdir(entries.get())) {
+    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+std::string ResolvedPath(const std::string& path) {
+  char* const resolved = realpath(path.c_str(), nullptr);
+  const std::string result = resolved != nullptr ? resolved : "";
+  std::free(resolved);
+  return result;
+}
+
+std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& roots) {
+  const auto isPCI = [](const std::string& directory) {
+    return Exists(directory + "/vendor") && Exists(directory + "/class");
+  };
+  const std::string directory =
+      ResolvedPath(roots.sys + "/class/drm/" + deviceFile.substr(deviceFile.rfind('/') + 1) + "/device");
+  if (isPCI(directory)) return directory;
+  // The device of a virtio card is a child of its PCI device. Farther up, as from a USB display, is
+  // another's.
+  const std::string parent = directory.substr(0, directory.rfind('/'));
+  return isPCI(parent) ? parent : "";
+}
+
+std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& roots) {
+  const std::string folder = roots.proc + "/driver/nvidia/gpus";
+  for (const std::string& slot : ListDirectory(folder)) {
+    if (FieldValue(ReadSystemFile(folder + "/" + slot + "/information"), "GPU UUID") == uuid)
+      return ResolvedPath(roots.sys + "/bus/pci/devices/" + slot);
+  }
+  return {};
+}
+
+std::string AdapterName(const std::string& directory, const SystemRoots& roots) {
+  const auto vendor = ReadId(directory, "vendor");
+  const auto device = ReadId(directory, "device");
+  if (!vendor || !device) return "unknown adapter";
+  std::string name;
+  if (*vendor == kNVIDIA) name = NVIDIAName(directory, roots);
+  if (*vendor == kAMD) name = AMDName(directory, *device, roots);
+  if (name.empty()) name = DatabaseName(*vendor, *device, roots);
+  if (!name.empty()) return name;
+  char ids[16];
+  std::snprintf(ids, sizeof ids, "PCI %04x:%04x", static_cast<unsigned>(*vendor),
+                static_cast<unsigned>(*device));
+  return ids;
 }
 
 std::string AdapterSlot(const std::string& directory) { return directory.substr(directory.rfind('/') + 1); }
 
-bool IsBootAdapter(const std::string& directory) { return ReadLine(directory + "/boot_vga") == "1"; }
+bool IsBootAdapter(const std::string& directory) { return ReadAttribute(directory + "/boot_vga") == "1"; }
 
 }  // namespace KGX

@@ -1,10 +1,12 @@
 #include "displaydevices.h"
 
 #include "adaptername.h"
+#include "adaptertext.h"
 #include "exception.h"
 #include "extensionlist.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 
 namespace KGX::OGL {
@@ -28,14 +30,49 @@ std::string DeviceFile(EGLDeviceEXT device, const char* extensions) {
   return {};
 }
 
-EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const std::string& file, std::size_t index) {
-  if (file.empty()) {
-    const std::string name = "EGL device " + std::to_string(index);
-    return {{name, name, ""}, device, false};
+// As NVIDIA's driver writes it elsewhere: "GPU-", and hexadecimal digits in groups. An empty text if the
+// driver doesn't tell.
+std::string DeviceUUID(EGLDeviceEXT device, const char* extensions) {
+  if (!HasExtension(extensions, "EGL_EXT_device_persistent_id")) return {};
+  const auto query =
+      reinterpret_cast<PFNEGLQUERYDEVICEBINARYEXTPROC>(EGL().eglGetProcAddress("eglQueryDeviceBinaryEXT"));
+  unsigned char bytes[16];
+  EGLint size = 0;
+  if (query == nullptr || !query(device, EGL_DEVICE_UUID_EXT, sizeof bytes, bytes, &size)) return {};
+  if (size != sizeof bytes) return {};
+  std::string uuid = "GPU";
+  for (int index = 0; index < size; ++index) {
+    char digits[4];
+    const bool beginsGroup = index == 0 || index == 4 || index == 6 || index == 8 || index == 10;
+    std::snprintf(digits, sizeof digits, beginsGroup ? "-%02x" : "%02x", bytes[index]);
+    uuid += digits;
   }
-  const std::string directory = AdapterDirectory(file);
-  if (directory.empty()) return {{file, file, ""}, device, false};
-  return {{file, AdapterName(directory), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
+  return uuid;
+}
+
+// An empty text if the system doesn't know the device. NVIDIA's driver needs no DRM files to work.
+std::string DeviceDirectory(EGLDeviceEXT device, const std::string& file, const char* extensions) {
+  std::string directory = file.empty() ? "" : AdapterDirectory(file);
+  if (!directory.empty()) return directory;
+  const std::string uuid = DeviceUUID(device, extensions);
+  return uuid.empty() ? "" : AdapterDirectoryByUUID(uuid);
+}
+
+// What the driver calls a device that the system doesn't know.
+std::string DriversName(EGLDeviceEXT device, const char* extensions) {
+  if (!HasExtension(extensions, "EGL_EXT_device_query_name")) return {};
+  const char* const name = EGL().eglQueryDeviceStringEXT(device, EGL_RENDERER_EXT);
+  return name != nullptr ? ReportableName(name) : "";
+}
+
+EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const char* extensions, std::size_t index) {
+  const std::string file = DeviceFile(device, extensions);
+  const std::string id = !file.empty() ? file : "EGL device " + std::to_string(index);
+  const std::string directory = DeviceDirectory(device, file, extensions);
+  if (!directory.empty())
+    return {{id, AdapterName(directory), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
+  const std::string name = DriversName(device, extensions);
+  return {{id, !name.empty() ? name : id, ""}, device, false};
 }
 
 }  // namespace
@@ -60,8 +97,7 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
     }
     // Mesa lists every render node, those of another vendor's driver too. That vendor comes first in
     // libglvnd's order, and its device is the one that works.
-    const EGLDisplayDevice device =
-        HardwareDevice(devices[index], DeviceFile(devices[index], extensions), index);
+    const EGLDisplayDevice device = HardwareDevice(devices[index], extensions, index);
     const bool isKnown = std::any_of(hardware.begin(), hardware.end(), [&](const EGLDisplayDevice& other) {
       return other.key.deviceName == device.key.deviceName;
     });

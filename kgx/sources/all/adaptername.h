@@ -1,0 +1,57 @@
+// What the system knows of a graphics adapter, by its directory in sysfs. One function names an adapter for
+// everyone who asks, so that names from different sources compare equal. Linux only: elsewhere the system has
+// names of its own.
+//
+// Nothing here throws for what the system says: a file that is missing, can't be read or holds something else
+// than it should is as good as an empty one. No device is opened, and none is woken.
+#ifndef KGX_ADAPTERNAME_H_
+#define KGX_ADAPTERNAME_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace KGX {
+
+// Where the system keeps its files; a test has them elsewhere.
+struct SystemRoots {
+  std::string sys = "/sys";
+  std::string proc = "/proc";
+  std::string share = "/usr/share";  // the id databases
+  std::string dev = "/dev";
+};
+
+// All of a file; an empty text where there is none, or more than that.
+std::string ReadSystemFile(const std::string& path, std::size_t limit = 65536);
+
+// The line that a file of sysfs consists of, or the first of several.
+std::string ReadAttribute(const std::string& path);
+
+// The names in a directory, without order; none where it can't be read.
+std::vector<std::string> ListDirectory(const std::string& path);
+
+// Resolves all links; an empty text where the path leads nowhere.
+std::string ResolvedPath(const std::string& path);
+
+// The directory of the PCI device behind a device file such as "/dev/dri/card0", or an empty text where there
+// is none. The file itself needn't exist: containers often have the directory alone.
+std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& roots = {});
+
+// The same by a UUID as NVIDIA's driver writes it, for example "GPU-5d0e2c1b-...".
+std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& roots = {});
+
+// The next three take such a directory.
+
+// The adapter's marketing name: up to 127 printable ASCII characters, none of them a quote or a backslash.
+// Where no source has one, "PCI 8086:64a0"; "unknown adapter" where the ids can't be read.
+std::string AdapterName(const std::string& directory, const SystemRoots& roots = {});
+
+// The slot, for example "0000:03:00.0", or an empty text.
+std::string AdapterSlot(const std::string& directory);
+
+// True for the adapter on which the firmware showed the machine's start.
+bool IsBootAdapter(const std::string& directory);
+
+}  // namespace KGX
+
+#endif  // KGX_ADAPTERNAME_H_
