@@ -1,0 +1,17 @@
+// An adapter's memory by its driver's own word: the only part of the inventory that opens a device.
+#ifndef ZTUTIL_DRIVERMEMORY_H_
+#define ZTUTIL_DRIVERMEMORY_H_
+
+#include <cstdint>
+#include <string>
+
+namespace ztutil {
+
+// Bytes of the memory that is the adapter's own. Asks "radeon", "i915", "xe" and "nouveau" through the device
+// node; 0 for other drivers, and where the node can't be opened or the driver doesn't answer. Opening it
+// wakes a sleeping GPU.
+std::uint64_t DedicatedMemoryFromDriver(const std::string& driver, const std::string& node);
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_DRIVERMEMORY_H_

@@ -1,0 +1,214 @@
+#include "sysfsadapters.h"
+
+#include "drivermemory.h"
+#include "platform.h"
+#include "sysfstext.h"
+
+#include <kgx/adaptertext.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <tuple>
+
+namespace ztutil {
+
+namespace {
+
+using KGX::ReadAttribute;
+using KGX::SystemRoots;
+
+// What is found of an adapter before its own files are read.
+struct Found {
+  std::string directory;  // of the PCI device
+  std::optional<unsigned> card;
+  std::string renderNode;  // its name
+};
+
+// Where a driver says how much memory an adapter has of its own.
+struct MemorySource {
+  const char* driver;
+  const char* attribute;  // or null
+  bool asksDriver;
+  int window;  // of the memory, as a last resort; -1 for none
+};
+
+constexpr MemorySource kMemorySources[] = {
+    {"amdgpu", "mem_info_vram_total", false, -1},
+    {"radeon", nullptr, true, 0},
+    {"i915", nullptr, true, 2},
+    {"xe", "physical_vram_size_bytes", true, 2},
+    {"nouveau", nullptr, true, 1},
+    {"vmwgfx", nullptr, false, 1},
+    {"ast", nullptr, false, 0},
+    {"mgag200", nullptr, false, 0},
+    {"cirrus", nullptr, false, 0},
+    // NVIDIA's driver says it through OpenGL, and virtio-gpu has none.
+};
+
+bool StartsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
+
+std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::uint64_t ReadNumber(const std::string& path) {
+  return KGX::ParseNumber(ReadAttribute(path)).value_or(0);
+}
+
+std::optional<std::uint32_t> ReadId(const std::string& path) {
+  const auto id = KGX::ParseNumber(ReadAttribute(path));
+  if (!id || *id > 0xFFFF) return std::nullopt;
+  return static_cast<std::uint32_t>(*id);
+}
+
+class AdapterFiles {
+ public:
+  AdapterFiles(const SystemRoots& roots, const Found& found)
+      : fRoots(roots),
+        fFound(found),
+        fDirectory(found.directory + "/"),
+        fDriver(KGX::ResolvedPath((found.card ? CardPath() + "/device/" : fDirectory) + "driver")),
+        fDriverName(BaseName(fDriver)) {}
+
+  // Nothing where not even the ids can be read.
+  std::optional<SysfsAdapter> Read() const {
+    const auto vendor = ReadId(fDirectory + "vendor");
+    const auto device = ReadId(fDirectory + "device");
+    if (!vendor || !device) return std::nullopt;
+
+    SysfsAdapter adapter{};
+    adapter.name = KGX::AdapterName(fFound.directory, fRoots);
+    adapter.vendor = *vendor;
+    adapter.device = *device;
+    adapter.subsystem = ReadId(fDirectory + "subsystem_device").value_or(0) << 16 |
+                        ReadId(fDirectory + "subsystem_vendor").value_or(0);
+    adapter.revision = ReadId(fDirectory + "revision").value_or(0);
+    adapter.slot = PackedSlot(KGX::AdapterSlot(fFound.directory));
+    adapter.isDriven = fFound.card || IsNVIDIA();
+    adapter.driver = fDriverName;
+    ReadVersion(adapter);
+    adapter.dedicatedMemory = DedicatedMemory();
+    adapter.sharedMemory = ReadNumber(fDirectory + "mem_info_gtt_total");
+    if (adapter.sharedMemory == 0) adapter.sharedMemory = platform::InstalledRAM() / 2;
+    ReadConnectors(adapter);
+    return adapter;
+  }
+
+ private:
+  // NVIDIA's driver renders without DRM's nodes.
+  bool IsNVIDIA() const { return fDriverName == "nvidia"; }
+
+  std::string CardName() const { return "card" + std::to_string(*fFound.card); }
+  std::string CardPath() const { return fRoots.sys + "/class/drm/" + CardName(); }
+
+  void ReadVersion(SysfsAdapter& adapter) const {
+    if (fDriver.empty()) return;
+    adapter.driverVersion = ReadAttribute(fDriver + "/module/version");
+    if (IsNVIDIA()) {
+      adapter.driverDate = DateOfNVIDIAModule(KGX::ReadSystemFile(fRoots.proc + "/driver/nvidia/version"));
+    } else if (adapter.driverVersion.empty()) {
+      adapter.driverVersion = ReadAttribute(fRoots.proc + "/sys/kernel/osrelease");
+      adapter.driverDate = DateOfKernel(ReadAttribute(fRoots.proc + "/sys/kernel/version"));
+    }
+  }
+
+  std::uint64_t DedicatedMemory() const {
+    // Intel's integrated GPU has had this place on every machine; its cards never have it.
+    if (StartsWith(KGX::AdapterSlot(fFound.directory), "0000:00:02.") &&
+        (fDriverName == "i915" || fDriverName == "xe"))
+      return 0;
+    for (const MemorySource& source : kMemorySources) {
+      if (fDriverName == source.driver) return DedicatedMemory(source);
+    }
+    return 0;
+  }
+
+  std::uint64_t DedicatedMemory(const MemorySource& source) const {
+    std::uint64_t bytes = source.attribute != nullptr ? SumOfAttribute(source.attribute) : 0;
+    if (bytes == 0 && source.asksDriver && !fFound.renderNode.empty() && !IsAsleep())
+      bytes = DedicatedMemoryFromDriver(fDriverName, fRoots.dev + "/dri/" + fFound.renderNode);
+    if (bytes == 0 && source.window >= 0)
+      bytes = WindowSize(KGX::ReadSystemFile(fDirectory + "resource"), static_cast<unsigned>(source.window));
+    return bytes;
+  }
+
+  // The device's own, or those of its tiles.
+  std::uint64_t SumOfAttribute(const std::string& name) const {
+    std::uint64_t sum = ReadNumber(fDirectory + name);
+    if (sum != 0) return sum;
+    for (const std::string& entry : KGX::ListDirectory(fFound.directory)) {
+      if (NumberOfName(entry, "tile")) sum += ReadNumber(fDirectory + entry + "/" + name);
+    }
+    return sum;
+  }
+
+  bool IsAsleep() const { return ReadAttribute(fDirectory + "power/runtime_status") == "suspended"; }
+
+  void ReadConnectors(SysfsAdapter& adapter) const {
+    std::vector<std::string> entries;
+    if (fFound.card) entries = KGX::ListDirectory(CardPath());
+    std::sort(entries.begin(), entries.end());
+    const std::string prefix = fFound.card ? CardName() + "-" : "";
+    for (const std::string& entry : entries) {
+      // A writeback connector is memory with the looks of a display.
+      if (!StartsWith(entry, prefix) || StartsWith(entry, prefix + "Writeback")) continue;
+      const std::string connector = CardPath() + "/" + entry + "/";
+      if (ReadAttribute(connector + "status") == "connected") adapter.displays.push_back(entry);
+      if (adapter.videoMode.empty() && ReadAttribute(connector + "enabled") == "enabled")
+        adapter.videoMode = ReadAttribute(connector + "modes");
+    }
+    const std::string renders = IsNVIDIA() ? fDriverName : fFound.renderNode;
+    if (adapter.displays.empty() && !renders.empty()) adapter.displays.push_back(renders);
+  }
+
+  const SystemRoots& fRoots;
+  const Found& fFound;
+  const std::string fDirectory;
+  const std::string fDriver;  // its directory
+  const std::string fDriverName;
+};
+
+std::vector<Found> FindDevices(const SystemRoots& roots) {
+  std::map<std::string, Found> found;
+  for (const std::string& entry : KGX::ListDirectory(roots.sys + "/class/drm")) {
+    const auto card = NumberOfName(entry, "card");
+    if (!card && !NumberOfName(entry, "renderD")) continue;
+    const std::string directory = KGX::AdapterDirectory(entry, roots);
+    if (directory.empty()) continue;
+    Found& device = found[directory];
+    if (!card) {
+      device.renderNode = entry;
+    } else if (!device.card || *card < *device.card) {
+      device.card = card;
+    }
+  }
+  const std::string pci = roots.sys + "/bus/pci/devices/";
+  for (const std::string& slot : KGX::ListDirectory(pci)) {
+    constexpr char kDisplayClass[] = "0x03";
+    if (StartsWith(ReadAttribute(pci + slot + "/class"), kDisplayClass)) found[KGX::ResolvedPath(pci + slot)];
+  }
+  std::vector<Found> devices;
+  for (auto& [directory, device] : found) {
+    device.directory = directory;
+    devices.push_back(device);
+  }
+  return devices;
+}
+
+}  // namespace
+
+std::vector<SysfsAdapter> FindSysfsAdapters(const SystemRoots& roots) {
+  std::vector<Found> devices = FindDevices(roots);
+  const auto place = [](const Found& device) {
+    return std::make_tuple(!KGX::IsBootAdapter(device.directory), !device.card, device.card,
+                           device.directory);
+  };
+  std::sort(devices.begin(), devices.end(),
+            [&](const Found& left, const Found& right) { return place(left) < place(right); });
+  std::vector<SysfsAdapter> adapters;
+  for (const Found& device : devices) {
+    if (auto adapter = AdapterFiles(roots, device).Read()) adapters.push_back(*adapter);
+  }
+  return adapters;
+}
+
+}  // namespace ztutil

@@ -1,0 +1,42 @@
+// The graphics adapters of a Linux machine, by sysfs, /proc and the id databases.
+//
+// An adapter is a PCI device of the display class, or one with a DRM card. What a record has of it is right,
+// or it is 0 or empty: files that are missing, vanish, or hold something else are passed over.
+#ifndef ZTUTIL_SYSFSADAPTERS_H_
+#define ZTUTIL_SYSFSADAPTERS_H_
+
+#include <kgx/adaptername.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ztutil {
+
+struct SysfsAdapter {
+  std::string name;  // by KGX::AdapterName
+  std::uint32_t vendor;
+  std::uint32_t device;
+  std::uint32_t subsystem;  // the device's in the upper half, its vendor's in the lower
+  std::uint32_t revision;
+  std::uint64_t slot;  // PackedSlot
+  // False where no graphics driver has the adapter: none at all, or one that hands it on to a guest.
+  bool isDriven;
+  std::string driver;
+  std::string driverVersion;      // the module's, or else the kernel's
+  std::string driverDate;         // as WMI writes it
+  std::string videoMode;          // the first of an enabled connector, "1920x1080"
+  std::uint64_t dedicatedMemory;  // bytes, as the next
+  std::uint64_t sharedMemory;
+  // The connectors that have a display. An adapter that can render and has none gets one all the same, so
+  // that a compute card or a laptop's second GPU isn't lost where displays decide. That's wider than DXGI's
+  // rule.
+  std::vector<std::string> displays;
+};
+
+// The adapter that the firmware started up with, then by the numbers of their DRM cards, then the others.
+std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots);
+
+}  // namespace ztutil
+
+#endif  // ZTUTIL_SYSFSADAPTERS_H_
