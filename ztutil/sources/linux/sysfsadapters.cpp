@@ -6,6 +6,8 @@
 
 #include <kgx/adaptertext.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -48,7 +50,13 @@ constexpr MemorySource kMemorySources[] = {
 
 bool StartsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
-std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+// The last part of what a link leads to; empty where there is no link.
+std::string NameOfTarget(const std::string& link) {
+  char target[4096];
+  const ssize_t size = readlink(link.c_str(), target, sizeof target);
+  const std::string path(target, size > 0 ? static_cast<std::size_t>(size) : 0);
+  return path.substr(path.rfind('/') + 1);
+}
 
 std::uint64_t ReadNumber(const std::string& path) {
   return KGX::ParseNumber(ReadAttribute(path)).value_or(0);
@@ -66,8 +74,8 @@ class AdapterFiles {
       : fRoots(roots),
         fFound(found),
         fDirectory(found.directory + "/"),
-        fDriver(KGX::ResolvedPath((found.card ? CardPath() + "/device/" : fDirectory) + "driver")),
-        fDriverName(BaseName(fDriver)) {}
+        fDriverLink((found.card ? CardPath() + "/device/" : fDirectory) + "driver"),
+        fDriver(NameOfTarget(fDriverLink)) {}
 
   // Nothing where not even the ids can be read.
   std::optional<SysfsAdapter> Read() const {
@@ -84,7 +92,7 @@ class AdapterFiles {
     adapter.revision = ReadId(fDirectory + "revision").value_or(0);
     adapter.slot = PackedSlot(KGX::AdapterSlot(fFound.directory));
     adapter.isDriven = fFound.card || IsNVIDIA();
-    adapter.driver = fDriverName;
+    adapter.driver = fDriver;
     ReadVersion(adapter);
     adapter.dedicatedMemory = DedicatedMemory();
     adapter.sharedMemory = ReadNumber(fDirectory + "mem_info_gtt_total");
@@ -95,14 +103,14 @@ class AdapterFiles {
 
  private:
   // NVIDIA's driver renders without DRM's nodes.
-  bool IsNVIDIA() const { return fDriverName == "nvidia"; }
+  bool IsNVIDIA() const { return fDriver == "nvidia"; }
 
   std::string CardName() const { return "card" + std::to_string(*fFound.card); }
   std::string CardPath() const { return fRoots.sys + "/class/drm/" + CardName(); }
 
   void ReadVersion(SysfsAdapter& adapter) const {
     if (fDriver.empty()) return;
-    adapter.driverVersion = ReadAttribute(fDriver + "/module/version");
+    adapter.driverVersion = ReadAttribute(fDriverLink + "/module/version");
     if (IsNVIDIA()) {
       adapter.driverDate = DateOfNVIDIAModule(KGX::ReadSystemFile(fRoots.proc + "/driver/nvidia/version"));
     } else if (adapter.driverVersion.empty()) {
@@ -114,10 +122,10 @@ class AdapterFiles {
   std::uint64_t DedicatedMemory() const {
     // Intel's integrated GPU has had this place on every machine; its cards never have it.
     if (StartsWith(KGX::AdapterSlot(fFound.directory), "0000:00:02.") &&
-        (fDriverName == "i915" || fDriverName == "xe"))
+        (fDriver == "i915" || fDriver == "xe"))
       return 0;
     for (const MemorySource& source : kMemorySources) {
-      if (fDriverName == source.driver) return DedicatedMemory(source);
+      if (fDriver == source.driver) return DedicatedMemory(source);
     }
     return 0;
   }
@@ -125,7 +133,7 @@ class AdapterFiles {
   std::uint64_t DedicatedMemory(const MemorySource& source) const {
     std::uint64_t bytes = source.attribute != nullptr ? SumOfAttribute(source.attribute) : 0;
     if (bytes == 0 && source.asksDriver && !fFound.renderNode.empty() && !IsAsleep())
-      bytes = DedicatedMemoryFromDriver(fDriverName, fRoots.dev + "/dri/" + fFound.renderNode);
+      bytes = DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fFound.renderNode);
     if (bytes == 0 && source.window >= 0)
       bytes = WindowSize(KGX::ReadSystemFile(fDirectory + "resource"), static_cast<unsigned>(source.window));
     return bytes;
@@ -156,15 +164,15 @@ class AdapterFiles {
       if (adapter.videoMode.empty() && ReadAttribute(connector + "enabled") == "enabled")
         adapter.videoMode = ReadAttribute(connector + "modes");
     }
-    const std::string renders = IsNVIDIA() ? fDriverName : fFound.renderNode;
+    const std::string renders = IsNVIDIA() ? fDriver : fFound.renderNode;
     if (adapter.displays.empty() && !renders.empty()) adapter.displays.push_back(renders);
   }
 
   const SystemRoots& fRoots;
   const Found& fFound;
   const std::string fDirectory;
-  const std::string fDriver;  // its directory
-  const std::string fDriverName;
+  const std::string fDriverLink;
+  const std::string fDriver;  // its name
 };
 
 std::vector<Found> FindDevices(const SystemRoots& roots) {
