@@ -8,7 +8,9 @@
 #define KGX_ADAPTERNAME_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace KGX {
@@ -19,6 +21,24 @@ struct SystemRoots {
   std::string proc = "/proc";
   std::string share = "/usr/share";  // the id databases
   std::string dev = "/dev";
+};
+
+// The databases that have names for ids, each read when it is first asked for and then kept: the larger one
+// takes as long to read as all else that the system tells of a machine's adapters.
+class IdDatabases {
+ public:
+  explicit IdDatabases(SystemRoots roots = {}) : fRoots(std::move(roots)) {}
+
+  const SystemRoots& Roots() const { return fRoots; }
+
+  // The texts; empty where there is no such database.
+  const std::string& PCIIds();
+  const std::string& AMDGPUIds();
+
+ private:
+  const SystemRoots fRoots;
+  std::optional<std::string> fPCIIds;
+  std::optional<std::string> fAMDGPUIds;
 };
 
 // All of a file; an empty text where there is none, or more than that.
@@ -44,7 +64,7 @@ std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& r
 
 // The adapter's marketing name: up to 127 printable ASCII characters, none of them a quote or a backslash.
 // Where no source has one, "PCI 8086:64a0"; "unknown adapter" where the ids can't be read.
-std::string AdapterName(const std::string& directory, const SystemRoots& roots = {});
+std::string AdapterName(const std::string& directory, IdDatabases& databases);
 
 // The slot, for example "0000:03:00.0", or an empty text.
 std::string AdapterSlot(const std::string& directory);

@@ -4,8 +4,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -34,28 +36,34 @@ std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
   return name == "Unknown" ? "" : name;
 }
 
-std::string AMDName(const std::string& directory, std::uint64_t device, const SystemRoots& roots) {
+std::string AMDName(const std::string& directory, std::uint64_t device, IdDatabases& databases) {
   std::string name = ReportableName(ReadAttribute(directory + "/product_name"));
   const auto revision = ReadId(directory, "revision");
   if (!name.empty() || !revision) return name;
-  const std::string ids = ReadSystemFile(roots.share + "/libdrm/amdgpu.ids", kDatabaseLimit);
-  return ReportableName(NameInAMDGPUIds(ids, device, *revision));
-}
-
-std::string DatabaseName(std::uint64_t vendor, std::uint64_t device, const SystemRoots& roots) {
-  for (const char* file : {"/misc/pci.ids", "/hwdata/pci.ids"}) {
-    const std::string ids = ReadSystemFile(roots.share + file, kDatabaseLimit);
-    if (!ids.empty()) return ReportableName(NameInPCIIds(ids, vendor, device));
-  }
-  return {};
+  return ReportableName(NameInAMDGPUIds(databases.AMDGPUIds(), device, *revision));
 }
 
 }  // namespace
+
+const std::string& IdDatabases::PCIIds() {
+  if (!fPCIIds) fPCIIds = ReadSystemFile(fRoots.share + "/misc/pci.ids", kDatabaseLimit);
+  if (fPCIIds->empty()) fPCIIds = ReadSystemFile(fRoots.share + "/hwdata/pci.ids", kDatabaseLimit);
+  return *fPCIIds;
+}
+
+const std::string& IdDatabases::AMDGPUIds() {
+  if (!fAMDGPUIds) fAMDGPUIds = ReadSystemFile(fRoots.share + "/libdrm/amdgpu.ids", kDatabaseLimit);
+  return *fAMDGPUIds;
+}
 
 std::string ReadSystemFile(const std::string& path, std::size_t limit) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) return {};
   std::string content;
+  struct stat status {};
+  // Files of /proc tell no size, and those of sysfs too much.
+  if (fstat(file, &status) == 0 && status.st_size > 0)
+    content.reserve(std::min(static_cast<std::size_t>(status.st_size), limit));
   char buffer[16384];
   ssize_t count = 0;
   while (content.size() <= limit && (count = read(file, buffer, sizeof buffer)) > 0)
@@ -107,14 +115,14 @@ std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& r
   return {};
 }
 
-std::string AdapterName(const std::string& directory, const SystemRoots& roots) {
+std::string AdapterName(const std::string& directory, IdDatabases& databases) {
   const auto vendor = ReadId(directory, "vendor");
   const auto device = ReadId(directory, "device");
   if (!vendor || !device) return "unknown adapter";
   std::string name;
-  if (*vendor == kNVIDIA) name = NVIDIAName(directory, roots);
-  if (*vendor == kAMD) name = AMDName(directory, *device, roots);
-  if (name.empty()) name = DatabaseName(*vendor, *device, roots);
+  if (*vendor == kNVIDIA) name = NVIDIAName(directory, databases.Roots());
+  if (*vendor == kAMD) name = AMDName(directory, *device, databases);
+  if (name.empty()) name = ReportableName(NameInPCIIds(databases.PCIIds(), *vendor, *device));
   if (!name.empty()) return name;
   char ids[16];
   std::snprintf(ids, sizeof ids, "PCI %04x:%04x", static_cast<unsigned>(*vendor),

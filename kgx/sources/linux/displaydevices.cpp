@@ -65,12 +65,14 @@ std::string DriversName(EGLDeviceEXT device, const char* extensions) {
   return name != nullptr ? ReportableName(name) : "";
 }
 
-EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const char* extensions, std::size_t index) {
+EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const char* extensions, std::size_t index,
+                                IdDatabases& databases) {
   const std::string file = DeviceFile(device, extensions);
   const std::string id = !file.empty() ? file : "EGL device " + std::to_string(index);
   const std::string directory = DeviceDirectory(device, file, extensions);
   if (!directory.empty())
-    return {{id, AdapterName(directory), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
+    return {
+        {id, AdapterName(directory, databases), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
   const std::string name = DriversName(device, extensions);
   return {{id, !name.empty() ? name : id, ""}, device, false};
 }
@@ -87,6 +89,7 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
   }
   devices.resize(std::min(devices.size(), static_cast<std::size_t>(count)));
 
+  IdDatabases databases;
   std::vector<EGLDisplayDevice> hardware;
   std::vector<EGLDisplayDevice> software;
   for (std::size_t index = 0; index < devices.size(); ++index) {
@@ -97,7 +100,7 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
     }
     // Mesa lists every render node, those of another vendor's driver too. That vendor comes first in
     // libglvnd's order, and its device is the one that works.
-    const EGLDisplayDevice device = HardwareDevice(devices[index], extensions, index);
+    const EGLDisplayDevice device = HardwareDevice(devices[index], extensions, index, databases);
     const bool isKnown = std::any_of(hardware.begin(), hardware.end(), [&](const EGLDisplayDevice& other) {
       return other.key.deviceName == device.key.deviceName;
     });

@@ -22,6 +22,10 @@ namespace {
 using std::string;
 using Texts = std::vector<string>;
 
+KGX::SystemRoots Roots(const SystemTree& tree) {
+  return {tree.Path("sys"), tree.Path("proc"), tree.Path("share"), tree.Path("dev")};
+}
+
 string Hex(std::uint32_t number) {
   char text[9];
   std::snprintf(text, sizeof text, "%04x", number);
@@ -32,7 +36,7 @@ string Hex(std::uint32_t number) {
 // the adapters. Memory is in MB.
 Texts Records(const SystemTree& tree) {
   Texts texts;
-  const auto inventory = ztutil::CreateSysfsInventory(tree.Roots());
+  const auto inventory = ztutil::CreateSysfsInventory(Roots(tree));
   for (const WMIData& row : WMIData::GetAllDevices(*inventory)) {
     texts.push_back(row.fName + "|" + Hex(row.fVendorID) + ":" + Hex(row.fDeviceID) + "|" +
                     std::to_string(row.fAdapterRAM >> 20) + "|" + row.fInstalledDisplayDrivers + " " +
@@ -135,10 +139,10 @@ TEST(SysfsAdapters, ServerWithAManagementChipAndUnboundCards) {
                    "NVIDIA H100|10de:2330|0|nvidia 535.104.05 20230819|",
                    "NVIDIA H100|10de:2330|0|nvidia 535.104.05 20230819|",
                    "NVIDIA H100|10de:2330|0|110de 00a1 8100", "NVIDIA H100|10de:2330|0|110de 00a1 8200"}));
-  EXPECT_EQ(ztutil::FindSysfsAdapters(tree.Roots()).size(), 5u);
-  EXPECT_EQ(KGX::AdapterDirectoryByUUID("GPU-0000:82:00.0", tree.Roots()),
+  EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).size(), 5u);
+  EXPECT_EQ(KGX::AdapterDirectoryByUUID("GPU-0000:82:00.0", Roots(tree)),
             KGX::ResolvedPath(tree.Path("sys/bus/pci/devices/0000:82:00.0")));
-  EXPECT_EQ(KGX::AdapterDirectoryByUUID("GPU-", tree.Roots()), "");
+  EXPECT_EQ(KGX::AdapterDirectoryByUUID("GPU-", Roots(tree)), "");
 }
 
 TEST(SysfsAdapters, VirtualMachineAndCardsOfOtherBuses) {
@@ -182,7 +186,7 @@ TEST(SysfsAdapters, MemoryByDriver) {
     tree.AddCard(tree.AddDevice(row.slot, "8086:56a0 030000", row.driver, files), 0, 128);
     // What can be opened there answers no driver's question.
     tree.Write("dev/dri/renderD128", "");
-    EXPECT_EQ(ztutil::FindSysfsAdapters(tree.Roots()).at(0).dedicatedMemory >> 20, row.megabytes)
+    EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).at(0).dedicatedMemory >> 20, row.megabytes)
         << row.driver << " " << row.slot;
   }
 }
@@ -194,7 +198,7 @@ TEST(SysfsAdapters, DatabasesMayBeMissing) {
   std::filesystem::remove_all(tree.Path("share"));
   const auto names = [&] {
     string text;
-    for (const auto& adapter : ztutil::FindSysfsAdapters(tree.Roots())) text += adapter.name + ";";
+    for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) text += adapter.name + ";";
     return text;
   };
   EXPECT_EQ(names(), "PCI 8086:3ea0;PCI 1002:73bf;");
@@ -211,7 +215,7 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
   AddAMD(tree);
   AddNVIDIA(tree, "0000:01:00.0", "NVIDIA GeForce RTX 3080", "10de:2206 030200");
   Texts files;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.Path("")))
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.Folder()))
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
   ASSERT_GE(files.size(), 40u);
 
@@ -219,7 +223,7 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
     return Hex(a.vendor) + Hex(a.device) + " " + std::to_string(a.slot);
   };
   std::map<string, ztutil::SysfsAdapter> right;
-  for (const auto& adapter : ztutil::FindSysfsAdapters(tree.Roots())) right[identity(adapter)] = adapter;
+  for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) right[identity(adapter)] = adapter;
   const std::set<string> otherNames = {"PCI 8086:3ea0", "PCI 1002:73bf", "PCI 10de:2206",
                                        "Radeon RX 6800/6800 XT"};
 
@@ -229,7 +233,7 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
     for (const string& content :
          {string("missing"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
       if (content != "missing") std::ofstream(file, std::ios::binary) << content;
-      for (const auto& adapter : ztutil::FindSysfsAdapters(tree.Roots())) {
+      for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) {
         ASSERT_EQ(right.count(identity(adapter)), 1u) << file;
         const auto& expected = right[identity(adapter)];
         const auto isRightOr = [](const auto& value, const auto& wanted, const auto& fallback) {
@@ -258,7 +262,7 @@ TEST(SysfsAdapters, TheSystemMayVanishMeanwhile) {
       std::error_code ignored;
       std::filesystem::remove_all(tree.Path("sys"), ignored);
     });
-    const auto adapters = ztutil::FindSysfsAdapters(tree.Roots());
+    const auto adapters = ztutil::FindSysfsAdapters(Roots(tree));
     remover.join();
     for (const auto& adapter : adapters) {
       EXPECT_TRUE(adapter.vendor == 0x8086 || adapter.vendor == 0x1002);

@@ -28,8 +28,6 @@ SystemTree::SystemTree() : fFolder(MakeFolder()) {
 
 SystemTree::~SystemTree() { fs::remove_all(fFolder); }
 
-KGX::SystemRoots SystemTree::Roots() const { return {Path("sys"), Path("proc"), Path("share"), Path("dev")}; }
-
 void SystemTree::Write(const std::string& path, const std::string& content) {
   fs::create_directories(fs::path(Path(path)).parent_path());
   std::ofstream(Path(path), std::ios::binary) << content;

@@ -2,8 +2,6 @@
 #ifndef SYSTEMTREE_H_
 #define SYSTEMTREE_H_
 
-#include <kgx/adaptername.h>
-
 #include <map>
 #include <string>
 
@@ -16,7 +14,7 @@ class SystemTree {
   SystemTree(const SystemTree&) = delete;
   SystemTree& operator=(const SystemTree&) = delete;
 
-  KGX::SystemRoots Roots() const;
+  const std::string& Folder() const { return fFolder; }
 
   // Paths begin with the root's name: "sys/class/drm".
   std::string Path(const std::string& path) const { return fFolder + "/" + path; }

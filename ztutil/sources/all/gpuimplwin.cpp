@@ -94,9 +94,10 @@ GLGPUList GPUImplWin::DoGetGPUs() const {
   GLGPUList gpus;
   GPUContexts contexts;
   try {
-    const std::vector<WMIData> wmi = WMIData::GetAllDevices();
+    const auto inventory = ztutil::CreateAdapterInventory();
+    const std::vector<WMIData> wmi = WMIData::GetAllDevices(*inventory);
     ZT_LOG(gGPUProwler, "wmiNumDevices=" << wmi.size());
-    const std::vector<DXGIData> dxgi = DXGIData::GetAllDevices();
+    const std::vector<DXGIData> dxgi = DXGIData::GetAllDevices(*inventory);
     ZT_LOG(gGPUProwler, "dxgiNumDevices=" << dxgi.size());
     contexts = GetContexts();
     ZT_LOG(gGPUProwler, "kgxNumContexts=" << contexts.size());

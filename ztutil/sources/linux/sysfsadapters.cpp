@@ -70,8 +70,9 @@ std::optional<std::uint32_t> ReadId(const std::string& path) {
 
 class AdapterFiles {
  public:
-  AdapterFiles(const SystemRoots& roots, const Found& found)
-      : fRoots(roots),
+  AdapterFiles(KGX::IdDatabases& databases, const Found& found)
+      : fDatabases(databases),
+        fRoots(databases.Roots()),
         fFound(found),
         fDirectory(found.directory + "/"),
         fDriverLink((found.card ? CardPath() + "/device/" : fDirectory) + "driver"),
@@ -84,7 +85,7 @@ class AdapterFiles {
     if (!vendor || !device) return std::nullopt;
 
     SysfsAdapter adapter{};
-    adapter.name = KGX::AdapterName(fFound.directory, fRoots);
+    adapter.name = KGX::AdapterName(fFound.directory, fDatabases);
     adapter.vendor = *vendor;
     adapter.device = *device;
     adapter.subsystem = ReadId(fDirectory + "subsystem_device").value_or(0) << 16 |
@@ -168,6 +169,7 @@ class AdapterFiles {
     if (adapter.displays.empty() && !renders.empty()) adapter.displays.push_back(renders);
   }
 
+  KGX::IdDatabases& fDatabases;
   const SystemRoots& fRoots;
   const Found& fFound;
   const std::string fDirectory;
@@ -212,9 +214,10 @@ std::vector<SysfsAdapter> FindSysfsAdapters(const SystemRoots& roots) {
   };
   std::sort(devices.begin(), devices.end(),
             [&](const Found& left, const Found& right) { return place(left) < place(right); });
+  KGX::IdDatabases databases(roots);
   std::vector<SysfsAdapter> adapters;
   for (const Found& device : devices) {
-    if (auto adapter = AdapterFiles(roots, device).Read()) adapters.push_back(*adapter);
+    if (auto adapter = AdapterFiles(databases, device).Read()) adapters.push_back(*adapter);
   }
   return adapters;
 }
