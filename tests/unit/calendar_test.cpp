@@ -1,27 +1,18 @@
+#include "testsystem.h"
+
 #include <ztutil/calendar.h>
 #include <ztutil/clock.h>
 
-#include <boost/thread/thread.hpp>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
+#include <chrono>
 
 namespace {
 
 // What the clock reads at that many seconds after the epoch, to a millisecond or so.
 double ClockAt(double seconds) {
-  std::timespec utc{};
-  std::timespec_get(&utc, TIME_UTC);
-  return ztutil::Now() + seconds -
-         (static_cast<double>(utc.tv_sec) + static_cast<double>(utc.tv_nsec) * 1e-9);
-}
-
-// To be used from the next second on.
-void SetZone(const char* zone) {
-  setenv("TZ", zone, 1);
-  const std::time_t set = std::time(nullptr);
-  while (std::time(nullptr) == set) boost::this_thread::sleep_for(boost::chrono::milliseconds(5));
+  const std::chrono::duration<double> utc = std::chrono::system_clock::now().time_since_epoch();
+  return ztutil::Now() + seconds - utc.count();
 }
 
 TEST(Calendar, FollowsTheTimeZoneThatHoldsRightNow) {

@@ -1,10 +1,10 @@
 #include "outcome.h"
+#include "testsystem.h"
 
 #include <ztutil/buffer.h>
 #include <ztutil/winhandle.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -222,11 +222,11 @@ class Roles : public testing::TestWithParam<const char*> {
  protected:
   Roles() {
     const std::string kind = GetParam();
-    int ends[2] = {-1, -1};
+    ztutil::NativeHandle ends[2];
     if (kind == "Buffer") fKept.emplace_back(new Buffer(0));
     if (kind == "File") fKept.emplace_back(ztutil::CreateTempFile("roles"));
-    if (kind == "Pipe" && pipe(ends) == 0) {
-      for (const int end : ends) fKept.emplace_back(new WinHandle(end, true, nullptr));
+    if (kind == "Pipe" && MakePipe(ends)) {
+      for (const ztutil::NativeHandle end : ends) fKept.emplace_back(new WinHandle(end, true, nullptr));
     }
     if (kind == "StackOfThree") {
       auto* const lowest = new RandomAccess(new Trickle(0), true);
@@ -293,8 +293,8 @@ TEST_P(Roles, ReadGoesOnBehindThePushbackAndReadSomeDoesNot) {
 
 TEST_P(Roles, SeeksWhereThatIsPossible) {
   if (IsPipe()) {
-    EXPECT_EQ(Outcome([&] { fIn->SeekBy(0); }), "other: SetFilePointerEx failed: Illegal seek");
-    EXPECT_EQ(Outcome([&] { fIn->SetEnd(); }), "other: SetEndOfFile failed: Illegal seek");
+    EXPECT_NE(Outcome([&] { fIn->SeekBy(0); }), "");  // systems differ in what they say
+    EXPECT_NE(Outcome([&] { fIn->SetEnd(); }), "");
     return;
   }
   fIn->Write("abcdefghij", 10);

@@ -6,7 +6,6 @@
 
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdlib>
 #include <vector>
@@ -80,9 +79,6 @@ TEST(Settings, LinesAreTakenToTheLetter) {
 TEST(Settings, WhatIsNoFileHasNone) {
   EXPECT_EQ(Read(OwnHome() + "/missing"), Settings{});
   EXPECT_EQ(Read(OwnHome()), Settings{});
-  const std::string fifo = OwnHome() + "/fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_EQ(Read(fifo), Settings{});
 }
 
 TEST(Settings, LongLinesAndFilesAreRead) {

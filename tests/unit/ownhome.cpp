@@ -1,8 +1,9 @@
 #include "ownhome.h"
 
+#include "testsystem.h"
+
 #include <boost/filesystem.hpp>
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -13,8 +14,7 @@ namespace fs = boost::filesystem;
 struct Home {
   Home() : path((fs::temp_directory_path() / fs::unique_path("ztutil-test-%%%%%%%%")).string()) {
     fs::create_directories(path);
-    setenv("HOME", path.c_str(), 1);
-    unsetenv("XDG_CONFIG_HOME");
+    UseAsUserDirectory(path);
   }
   ~Home() {
     boost::system::error_code ignored;

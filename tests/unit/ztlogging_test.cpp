@@ -1,5 +1,6 @@
 #include "memorylogger.h"
 #include "ownhome.h"
+#include "testsystem.h"
 
 #include <ztutil/managedthread.h>
 #include <ztutil/ztlogging.h>
@@ -202,7 +203,8 @@ TEST_F(Logging, TheFileBeginsAnewOnceInAProcess) {
     }
     const std::string log = ReadInHome("ztlog.txt");
     return removed &&
-           OddLines(log, kPrefix + "(by the default logger|Activating new logger ztlog.txt|by the second)")
+           OddLines(log, kPrefix + "(by the default logger|Activating new logger ztlog.txt|by the second)" +
+                             kCarriageReturn)
                .empty() &&
            std::count(log.begin(), log.end(), '\n') == 3;
   };
@@ -222,13 +224,13 @@ TEST_F(Logging, APathThatCannotBeWrittenLosesLinesAndNothingElse) {
     }
     boost::filesystem::remove_all(OwnHome() + "/ztlog.txt");
     ZT_LOG(gFlag, "kept");
-    return OddLines(ReadInHome("ztlog.txt"), kPrefix + "kept").empty();
+    return OddLines(ReadInHome("ztlog.txt"), kPrefix + "kept" + kCarriageReturn).empty();
   };
   EXPECT_EXIT(std::exit(check() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Logging, StandardStreamsGetWholeLinesOrNone) {
-  std::FILE* const full = std::fopen("/dev/full", "w");
+  std::FILE* const full = OpenFullFile();
   ASSERT_NE(full, nullptr);
   ztutil::ZTStdioLogger logger(full);
   Print(logger, std::string(10000, 'x'));

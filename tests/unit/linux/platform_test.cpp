@@ -1,7 +1,12 @@
+#include "../ownhome.h"
+
 #include <ztutil/platform.h>
 
+#include <boost/thread/thread.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -20,6 +25,21 @@ int StandardStreamsStayClosed() {
 TEST(ProberProcess, ClosedStandardStreamsFailAndAreNobodyElses) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(std::_Exit(StandardStreamsStayClosed()), testing::ExitedWithCode(0), "");
+}
+
+TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
+  const std::string fifo = OwnHome() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
+}
+
+TEST(ThreadName, IsCutToTheSystemsRoom) {
+  boost::thread([] {
+    ztutil::platform::NameThreadForDebugger("a name longer than the system's");
+    char shown[16] = "";
+    pthread_getname_np(pthread_self(), shown, sizeof shown);
+    EXPECT_STREQ(shown, "a name longer t");
+  }).join();
 }
 
 }  // namespace

@@ -1,0 +1,51 @@
+#include "../testsystem.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <thread>
+
+const char kCarriageReturn[] = "";
+const std::uint32_t kNoSuchFile = ENOENT;
+const std::uint32_t kIsADirectory = EISDIR;
+const std::uint32_t kBadName = EINVAL;
+const std::uint32_t kBadHandle = EBADF;
+
+void UseAsUserDirectory(const std::string& folder) {
+  setenv("HOME", folder.c_str(), 1);
+  unsetenv("XDG_CONFIG_HOME");
+}
+
+void UseForTemporaryFiles(const std::string& folder) { setenv("TMPDIR", folder.c_str(), 1); }
+
+void SetZone(const char* zone) {
+  setenv("TZ", zone, 1);
+  // The zone is kept for the second in which it was asked for.
+  const std::time_t set = std::time(nullptr);
+  while (std::time(nullptr) == set) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+bool MakePipe(ztutil::NativeHandle (&ends)[2]) {
+  int descriptors[2];
+  if (pipe(descriptors) != 0) return false;
+  ends[0] = descriptors[0];
+  ends[1] = descriptors[1];
+  return true;
+}
+
+void UseAsStandardInput(ztutil::NativeHandle handle) { dup2(static_cast<int>(handle), STDIN_FILENO); }
+
+std::string StateOf(ztutil::NativeHandle handle) {
+  const int flags = fcntl(static_cast<int>(handle), F_GETFD);
+  if (flags == -1) return "closed";
+  return flags == FD_CLOEXEC ? "own" : "inherited";
+}
+
+std::FILE* OpenFullFile() { return std::fopen("/dev/full", "w"); }
+
+std::string SystemText(std::uint32_t code) { return strerror(static_cast<int>(code)); }

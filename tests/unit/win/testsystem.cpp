@@ -1,0 +1,87 @@
+#include "../testsystem.h"
+
+#include <ztutil/platform.h>
+
+#include <boost/filesystem.hpp>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <io.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <ctime>
+
+const char kCarriageReturn[] = "\r";
+const std::uint32_t kNoSuchFile = ERROR_FILE_NOT_FOUND;
+const std::uint32_t kIsADirectory = ERROR_ACCESS_DENIED;
+const std::uint32_t kBadName = ERROR_INVALID_NAME;
+const std::uint32_t kBadHandle = ERROR_INVALID_HANDLE;
+
+namespace {
+
+// The desktop folder is a value in the user's registry, which only a session made for tests lets a variable
+// decide.
+class NeedsDesktopOfItsOwn : public testing::Environment {
+ public:
+  explicit NeedsDesktopOfItsOwn(std::string folder) : fFolder(std::move(folder)) {}
+
+  void SetUp() override {
+    if (ztutil::platform::UserDirectory() != fFolder)
+      GTEST_SKIP() << "the desktop folder isn't %TEST_PROFILE%\\Desktop, and the user's own settings and log "
+                      "aren't to be touched";
+  }
+
+ private:
+  const std::string fFolder;
+};
+
+}  // namespace
+
+void UseAsUserDirectory(const std::string& folder) {
+  boost::filesystem::create_directory(folder + "\\Desktop");
+  _putenv_s("TEST_PROFILE", folder.c_str());
+  testing::AddGlobalTestEnvironment(new NeedsDesktopOfItsOwn(folder));
+}
+
+void UseForTemporaryFiles(const std::string& folder) { _putenv_s("TMP", folder.c_str()); }
+
+void SetZone(const char* zone) {
+  _putenv_s("TZ", zone);
+  _tzset();
+}
+
+bool MakePipe(ztutil::NativeHandle (&ends)[2]) {
+  HANDLE in = nullptr;
+  HANDLE out = nullptr;
+  constexpr DWORD kRoom = 65536;  // as much as on other systems
+  if (!CreatePipe(&in, &out, nullptr, kRoom)) return false;
+  ends[0] = reinterpret_cast<ztutil::NativeHandle>(in);
+  ends[1] = reinterpret_cast<ztutil::NativeHandle>(out);
+  return true;
+}
+
+void UseAsStandardInput(ztutil::NativeHandle handle) {
+  SetStdHandle(STD_INPUT_HANDLE, reinterpret_cast<HANDLE>(handle));
+}
+
+std::string StateOf(ztutil::NativeHandle handle) {
+  DWORD flags = 0;
+  if (!GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) return "closed";
+  return (flags & HANDLE_FLAG_INHERIT) == 0 ? "own" : "inherited";
+}
+
+// A pipe that nobody reads.
+std::FILE* OpenFullFile() {
+  int ends[2];
+  if (_pipe(ends, 1, _O_BINARY) != 0) return nullptr;
+  _close(ends[0]);
+  return _fdopen(ends[1], "w");
+}
+
+// Not told literally, since Wine has texts of its own.
+std::string SystemText(std::uint32_t code) {
+  char text[512] = "";
+  FormatMessageA(FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code, 0, text,
+                 sizeof text, nullptr);
+  return text;
+}
