@@ -27,8 +27,8 @@ std::string UserDirectory();
 // and without waiting for a pipe's other end. The caller closes it.
 std::FILE* OpenRegularFile(const std::string& path);
 
-// Opens a file for adding to its end, in text mode, while others may read, write and remove it; null on
-// failure. The caller closes it.
+// Opens a file for adding to its end, in text mode, while others may read and write it and, where the system
+// allows that, remove it; null on failure. The caller closes it. No child process inherits either file.
 std::FILE* OpenForAppending(const std::string& path);
 
 // Shows the calling thread's name to debuggers and to the system, cut where that has no room. Of a name that
@@ -45,7 +45,7 @@ std::uint64_t InstalledRAM();
 std::int64_t StreamPosition(std::FILE* stream);
 
 // Takes back what has been written to the stream and not reached the system, and clears its error, so that
-// the next write starts afresh.
+// the next write starts afresh. To be called when a flush has failed.
 void PurgeStream(std::FILE* stream);
 
 // Readies a process that may die in a driver and whose standard streams may be gone. A crash ends it at once,
