@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -35,10 +36,13 @@ TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
 
 TEST(ThreadName, IsCutToTheSystemsRoom) {
   boost::thread([] {
-    ztutil::platform::NameThreadForDebugger("a name longer than the system's");
-    char shown[16] = "";
-    pthread_getname_np(pthread_self(), shown, sizeof shown);
-    EXPECT_STREQ(shown, "a name longer t");
+    for (const auto& [name, expected] : {std::pair("a name longer than the system's", "a name longer t"),
+                                         {"1a2c(app.Launcher)", "app.Launcher"}}) {
+      ztutil::platform::NameThreadForDebugger(name);
+      char shown[16] = "";
+      pthread_getname_np(pthread_self(), shown, sizeof shown);
+      EXPECT_STREQ(shown, expected);
+    }
   }).join();
 }
 
