@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kCards = 8;
+constexpr std::size_t kCards = 8;
 constexpr int kDevices = 300;
 constexpr int kRuns = 200;
 constexpr char kShare[] = "/usr/share";
@@ -35,7 +35,7 @@ std::string Slot(int bus) {
 
 // Cards whose names only the large database has.
 void Fill(SystemTree& tree) {
-  for (int card = 0; card < kCards; ++card) {
+  for (int card = 0; card < static_cast<int>(kCards); ++card) {
     const std::string device = tree.AddDevice(Slot(64 + card), "8086:56a0 030000", "xe",
                                               {{"subsystem_vendor", "0x8086"},
                                                {"subsystem_device", "0x1020"},
@@ -100,7 +100,7 @@ int main() {
   });
   const std::vector<std::string> files = FilesToRead(tree);
   const double bare = MedianMilliseconds([&] { ReadBare(files); });
-  std::printf("%d cards, %d other devices, %zu files; medians of %d runs\n", kCards, kDevices, files.size(),
+  std::printf("%zu cards, %d other devices, %zu files; medians of %d runs\n", kCards, kDevices, files.size(),
               kRuns);
   std::printf("inventory %.2f ms, bare reading %.2f ms, ratio %.2f\n", inventory, bare, inventory / bare);
   std::puts("Wanted: 10 ms at most.");

@@ -88,7 +88,7 @@ std::vector<std::string> ListDirectory(const std::string& path) {
 
 std::string ResolvedPath(const std::string& path) {
   char* const resolved = realpath(path.c_str(), nullptr);
-  const std::string result = resolved != nullptr ? resolved : "";
+  std::string result = resolved != nullptr ? resolved : "";
   std::free(resolved);
   return result;
 }
@@ -97,7 +97,7 @@ std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& r
   const auto isPCI = [](const std::string& directory) {
     return Exists(directory + "/vendor") && Exists(directory + "/class");
   };
-  const std::string directory =
+  std::string directory =
       ResolvedPath(roots.sys + "/class/drm/" + deviceFile.substr(deviceFile.rfind('/') + 1) + "/device");
   if (isPCI(directory)) return directory;
   // The device of a virtio card is a child of its PCI device. Farther up, as from a USB display, is

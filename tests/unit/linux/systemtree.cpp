@@ -48,7 +48,7 @@ std::string SystemTree::AddDevice(const std::string& slot, const std::string& id
   for (const auto& [name, content] : files) Write(device + "/" + name, content + "\n");
   Link("sys/bus/pci/devices/" + slot, device);
   const std::size_t slash = driver.find('/');
-  const std::string owner = slash == std::string::npos ? device : device + "/" + driver.substr(0, slash);
+  std::string owner = slash == std::string::npos ? device : device + "/" + driver.substr(0, slash);
   const std::string name = driver.substr(slash + 1);
   if (!name.empty()) {
     Link(owner + "/driver", "sys/bus/drivers/" + name);

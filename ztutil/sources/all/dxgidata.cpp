@@ -59,7 +59,7 @@ unsigned CountDisplays(ztutil::Adapter& adapter) {
 
 void ReadAdapters(ztutil::AdapterInventory& inventory, std::vector<DXGIData>& devices) {
   const auto factory = inventory.CreateFactory();
-  if (factory == nullptr) FailRequirement("CreateGXGIFactory failed");
+  if (factory == nullptr) return FailRequirement("CreateGXGIFactory failed");
   for (unsigned index = 0; const auto adapter = factory->EnumAdapters(index); ++index) {
     DXGIData device;
     if (!adapter->GetDesc(device.fAdapterDesc)) FailRequirement("pAdapter->GetDesc failed");

@@ -99,8 +99,8 @@ std::string DateOfNVIDIAModule(std::string_view version) {
   // ... Sat Aug 19 01:15:15 UTC 2023
   const std::vector<std::string> words = Words(KGX::TakeLine(version));
   if (words.size() < 5) return {};
-  const std::string* const end = words.data() + words.size();
-  return WMIDate(Decimal(end[-1]), MonthNumber(end[-5]), Decimal(end[-4]));
+  const auto last = words.rbegin();
+  return WMIDate(Decimal(last[0]), MonthNumber(last[4]), Decimal(last[3]));
 }
 
 std::string DateOfKernel(std::string_view version) {

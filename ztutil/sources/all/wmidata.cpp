@@ -52,7 +52,7 @@ bool IsToBeSkipped(ztutil::AdapterRow& row) {
 
 void ReadRows(ztutil::AdapterInventory& inventory, std::vector<WMIData>& devices) {
   const auto factory = inventory.CreateFactory();
-  if (factory == nullptr) FailRequirement("CreateDXGIFactory");
+  if (factory == nullptr) return FailRequirement("CreateDXGIFactory");
   const auto rows = inventory.QueryRows();
   if (rows == nullptr) return;
   while (const auto row = rows->Next()) {
