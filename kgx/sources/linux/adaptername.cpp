@@ -69,7 +69,7 @@ std::string ReadSystemFile(const std::string& path, std::size_t limit) {
   while (content.size() <= limit && (count = read(file, buffer, sizeof buffer)) > 0)
     content.append(buffer, static_cast<std::size_t>(count));
   close(file);
-  return count == 0 && content.size() <= limit ? content : "";
+  return count == 0 ? content : "";  // else there is more, or it can't be read
 }
 
 std::string ReadAttribute(const std::string& path) {

@@ -33,13 +33,13 @@ string Hex(std::uint32_t number) {
 }
 
 // What the two inventories make of the machine: the rows, with the ids that stand at their places, and then
-// the adapters. Memory is in MB.
+// the adapters. Memory is in bytes, and in MB.
 Texts Records(const SystemTree& tree) {
   Texts texts;
   const auto inventory = ztutil::CreateSysfsInventory(Roots(tree));
   for (const WMIData& row : WMIData::GetAllDevices(*inventory)) {
     texts.push_back(row.fName + "|" + Hex(row.fVendorID) + ":" + Hex(row.fDeviceID) + "|" +
-                    std::to_string(row.fAdapterRAM >> 20) + "|" + row.fInstalledDisplayDrivers + " " +
+                    std::to_string(row.fAdapterRAM) + "|" + row.fInstalledDisplayDrivers + " " +
                     row.fDriverVersion + " " + row.fDriverDate.substr(0, 8) + "|" +
                     row.fVideoModeDescription);
   }
@@ -87,7 +87,7 @@ void AddAMD(SystemTree& tree) {
 
 const string kIntelRow = "UHD Graphics 620|8086:3ea0|0|i915 6.1.0-test 20230929|1920x1080";
 const string kIntelAdapter = "UHD Graphics 620|8086:3ea0|0|8b91028 0002 0010";
-const string kAMDRow = "AMD Radeon RX 6800 XT|1002:73bf|4095|amdgpu 6.1.0-test 20230929|";
+const string kAMDRow = "AMD Radeon RX 6800 XT|1002:73bf|4293918720|amdgpu 6.1.0-test 20230929|";
 const string kAMDAdapter = "AMD Radeon RX 6800 XT|1002:73bf|16368|0000 00c1 0300";
 
 TEST(SysfsAdapters, Laptops) {
@@ -116,12 +116,13 @@ TEST(SysfsAdapters, APUAndTwoEqualCards) {
     tree.AddCard(tree.AddDevice("0000:0" + std::to_string(8 - card / 10) + ":00.0", "10de:1b80 030000",
                                 "nouveau", {{"resource", "0x0 0xffffff 0x0\n0x90000000 0x9fffffff 0x0"}}),
                  card, 128 + card);
-  EXPECT_EQ(Records(tree), (Texts{"PCI 10de:1b80|10de:1b80|256|nouveau 6.1.0-test 20230929|",
-                                  "Radeon Vega Series|1002:15d8|64|amdgpu 6.1.0-test 20230929|1920x1080",
-                                  "PCI 10de:1b80|10de:1b80|256|nouveau 6.1.0-test 20230929|",
-                                  "PCI 10de:1b80|10de:1b80|256|0000 0000 0800",
-                                  "Radeon Vega Series|1002:15d8|64|0000 00c9 0400",
-                                  "PCI 10de:1b80|10de:1b80|256|0000 0000 0700"}));
+  EXPECT_EQ(
+      Records(tree),
+      (Texts{"PCI 10de:1b80|10de:1b80|268435456|nouveau 6.1.0-test 20230929|",
+             "Radeon Vega Series|1002:15d8|67108864|amdgpu 6.1.0-test 20230929|1920x1080",
+             "PCI 10de:1b80|10de:1b80|268435456|nouveau 6.1.0-test 20230929|",
+             "PCI 10de:1b80|10de:1b80|256|0000 0000 0800", "Radeon Vega Series|1002:15d8|64|0000 00c9 0400",
+             "PCI 10de:1b80|10de:1b80|256|0000 0000 0700"}));
 }
 
 TEST(SysfsAdapters, ServerWithAManagementChipAndUnboundCards) {
@@ -131,11 +132,11 @@ TEST(SysfsAdapters, ServerWithAManagementChipAndUnboundCards) {
                0, 0, {{"VGA-1", "disconnected"}});
   for (const char* slot : {"0000:81:00.0", "0000:82:00.0"})
     AddNVIDIA(tree, slot, "NVIDIA H100", "10de:2330 030200");
-  tree.AddDevice("0000:83:00.0", "10de:2330 030200", "");
+  tree.AddDevice("0000:80:00.0", "10de:20b0 030200", "");
   tree.AddDevice("0000:84:00.0", "10de:2330 030200", "vfio-pci");
   tree.AddDevice("0000:85:00.0", "8086:1533 020000", "igb");
   EXPECT_EQ(Records(tree),
-            (Texts{"ASPEED Graphics Family|1a03:2000|16|ast 6.1.0-test 20230929|",
+            (Texts{"ASPEED Graphics Family|1a03:2000|16777216|ast 6.1.0-test 20230929|",
                    "NVIDIA H100|10de:2330|0|nvidia 535.104.05 20230819|",
                    "NVIDIA H100|10de:2330|0|nvidia 535.104.05 20230819|",
                    "NVIDIA H100|10de:2330|0|110de 00a1 8100", "NVIDIA H100|10de:2330|0|110de 00a1 8200"}));
