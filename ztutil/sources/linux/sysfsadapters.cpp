@@ -25,6 +25,7 @@ struct Found {
   std::string directory;  // of the PCI device
   std::optional<unsigned> card;
   std::string renderNode;  // its name
+  bool isBoot = false;
 };
 
 // Where a driver says how much memory an adapter has of its own.
@@ -199,6 +200,7 @@ std::vector<Found> FindDevices(const SystemRoots& roots) {
   std::vector<Found> devices;
   for (auto& [directory, device] : found) {
     device.directory = directory;
+    device.isBoot = KGX::IsBootAdapter(directory);
     devices.push_back(device);
   }
   return devices;
@@ -209,8 +211,7 @@ std::vector<Found> FindDevices(const SystemRoots& roots) {
 std::vector<SysfsAdapter> FindSysfsAdapters(const SystemRoots& roots) {
   std::vector<Found> devices = FindDevices(roots);
   const auto place = [](const Found& device) {
-    return std::make_tuple(!KGX::IsBootAdapter(device.directory), !device.card, device.card,
-                           device.directory);
+    return std::make_tuple(!device.isBoot, !device.card, device.card, device.directory);
   };
   std::sort(devices.begin(), devices.end(),
             [&](const Found& left, const Found& right) { return place(left) < place(right); });
