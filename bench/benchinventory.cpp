@@ -1,5 +1,5 @@
-// What the inventory of a server costs: eight cards among 300 PCI devices, read for the rows and again for
-// the adapters, as the prober does. The yardstick reads each file of the tree that tells of a card, every
+// What the inventory of a server costs, rows and adapters: eight equal cards among 300 other PCI devices. The
+// yardstick reads each file of the tree that tells of a card, every
 // device's class and the PCI ID database, once and with nothing made of it.
 //
 // The tree is one of plain files, so that the times of a real machine, whose kernel writes each file when it

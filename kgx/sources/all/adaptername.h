@@ -8,6 +8,8 @@
 #define KGX_ADAPTERNAME_H_
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,22 +25,23 @@ struct SystemRoots {
   std::string dev = "/dev";
 };
 
-// The databases that have names for ids, each read when it is first asked for and then kept: the larger one
-// takes as long to read as all else that the system tells of a machine's adapters.
+// The databases that have names for ids. Each is read when it is first asked, and then kept, and so are
+// answers: the larger one takes as long as all else that the system tells of a machine's adapters.
 class IdDatabases {
  public:
   explicit IdDatabases(SystemRoots roots = {}) : fRoots(std::move(roots)) {}
 
   const SystemRoots& Roots() const { return fRoots; }
 
-  // The texts; empty where there is no such database.
-  const std::string& PCIIds();
-  const std::string& AMDGPUIds();
+  // A device in the PCI ID database, and in libdrm's list for amdgpu; empty where it isn't known.
+  const std::string& PCIName(std::uint64_t vendor, std::uint64_t device);
+  std::string AMDGPUName(std::uint64_t device, std::uint64_t revision);
 
  private:
   const SystemRoots fRoots;
   std::optional<std::string> fPCIIds;
   std::optional<std::string> fAMDGPUIds;
+  std::map<std::pair<std::uint64_t, std::uint64_t>, std::string> fPCINames;
 };
 
 // All of a file; an empty text where there is none, or more than that.
@@ -46,6 +49,9 @@ std::string ReadSystemFile(const std::string& path, std::size_t limit = 65536);
 
 // The line that a file of sysfs consists of, or the first of several.
 std::string ReadAttribute(const std::string& path);
+
+// A PCI id, of 16 bits, that a file of sysfs consists of.
+std::optional<std::uint32_t> ReadPCIId(const std::string& path);
 
 // The names in a directory, without order; none where it can't be read.
 std::vector<std::string> ListDirectory(const std::string& path);

@@ -18,16 +18,11 @@ namespace KGX {
 
 namespace {
 
-constexpr std::uint64_t kNVIDIA = 0x10DE;
-constexpr std::uint64_t kAMD = 0x1002;
+constexpr std::uint32_t kNVIDIA = 0x10DE;
+constexpr std::uint32_t kAMD = 0x1002;
 constexpr std::size_t kDatabaseLimit = 16777216;
 
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-std::optional<std::uint64_t> ReadId(const std::string& directory, const char* name) {
-  const auto id = ParseNumber(ReadAttribute(directory + "/" + name));
-  return id && *id <= 0xFFFF ? id : std::nullopt;
-}
 
 std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
   const std::string information =
@@ -38,22 +33,24 @@ std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
 
 std::string AMDName(const std::string& directory, std::uint64_t device, IdDatabases& databases) {
   std::string name = ReportableName(ReadAttribute(directory + "/product_name"));
-  const auto revision = ReadId(directory, "revision");
+  const auto revision = ReadPCIId(directory + "/revision");
   if (!name.empty() || !revision) return name;
-  return ReportableName(NameInAMDGPUIds(databases.AMDGPUIds(), device, *revision));
+  return databases.AMDGPUName(device, *revision);
 }
 
 }  // namespace
 
-const std::string& IdDatabases::PCIIds() {
+const std::string& IdDatabases::PCIName(std::uint64_t vendor, std::uint64_t device) {
+  const auto [name, isNew] = fPCINames.try_emplace({vendor, device});
+  if (!isNew) return name->second;
   if (!fPCIIds) fPCIIds = ReadSystemFile(fRoots.share + "/misc/pci.ids", kDatabaseLimit);
   if (fPCIIds->empty()) fPCIIds = ReadSystemFile(fRoots.share + "/hwdata/pci.ids", kDatabaseLimit);
-  return *fPCIIds;
+  return name->second = ReportableName(NameInPCIIds(*fPCIIds, vendor, device));
 }
 
-const std::string& IdDatabases::AMDGPUIds() {
+std::string IdDatabases::AMDGPUName(std::uint64_t device, std::uint64_t revision) {
   if (!fAMDGPUIds) fAMDGPUIds = ReadSystemFile(fRoots.share + "/libdrm/amdgpu.ids", kDatabaseLimit);
-  return *fAMDGPUIds;
+  return ReportableName(NameInAMDGPUIds(*fAMDGPUIds, device, revision));
 }
 
 std::string ReadSystemFile(const std::string& path, std::size_t limit) {
@@ -74,6 +71,12 @@ std::string ReadSystemFile(const std::string& path, std::size_t limit) {
 
 std::string ReadAttribute(const std::string& path) {
   return std::string(AttributeLine(ReadSystemFile(path)));
+}
+
+std::optional<std::uint32_t> ReadPCIId(const std::string& path) {
+  const auto id = ParseNumber(ReadAttribute(path));
+  if (!id || *id > 0xFFFF) return std::nullopt;
+  return static_cast<std::uint32_t>(*id);
 }
 
 std::vector<std::string> ListDirectory(const std::string& path) {
@@ -116,17 +119,16 @@ std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& r
 }
 
 std::string AdapterName(const std::string& directory, IdDatabases& databases) {
-  const auto vendor = ReadId(directory, "vendor");
-  const auto device = ReadId(directory, "device");
+  const auto vendor = ReadPCIId(directory + "/vendor");
+  const auto device = ReadPCIId(directory + "/device");
   if (!vendor || !device) return "unknown adapter";
   std::string name;
   if (*vendor == kNVIDIA) name = NVIDIAName(directory, databases.Roots());
   if (*vendor == kAMD) name = AMDName(directory, *device, databases);
-  if (name.empty()) name = ReportableName(NameInPCIIds(databases.PCIIds(), *vendor, *device));
+  if (name.empty()) name = databases.PCIName(*vendor, *device);
   if (!name.empty()) return name;
   char ids[16];
-  std::snprintf(ids, sizeof ids, "PCI %04x:%04x", static_cast<unsigned>(*vendor),
-                static_cast<unsigned>(*device));
+  std::snprintf(ids, sizeof ids, "PCI %04x:%04x", *vendor, *device);
   return ids;
 }
 

@@ -18,6 +18,7 @@ namespace ztutil {
 namespace {
 
 using KGX::ReadAttribute;
+using KGX::ReadPCIId;
 using KGX::SystemRoots;
 
 // What is found of an adapter before its own files are read.
@@ -63,12 +64,6 @@ std::uint64_t ReadNumber(const std::string& path) {
   return KGX::ParseNumber(ReadAttribute(path)).value_or(0);
 }
 
-std::optional<std::uint32_t> ReadId(const std::string& path) {
-  const auto id = KGX::ParseNumber(ReadAttribute(path));
-  if (!id || *id > 0xFFFF) return std::nullopt;
-  return static_cast<std::uint32_t>(*id);
-}
-
 class AdapterFiles {
  public:
   AdapterFiles(KGX::IdDatabases& databases, const Found& found)
@@ -81,17 +76,17 @@ class AdapterFiles {
 
   // Nothing where not even the ids can be read.
   std::optional<SysfsAdapter> Read() const {
-    const auto vendor = ReadId(fDirectory + "vendor");
-    const auto device = ReadId(fDirectory + "device");
+    const auto vendor = ReadPCIId(fDirectory + "vendor");
+    const auto device = ReadPCIId(fDirectory + "device");
     if (!vendor || !device) return std::nullopt;
 
     SysfsAdapter adapter{};
     adapter.name = KGX::AdapterName(fFound.directory, fDatabases);
     adapter.vendor = *vendor;
     adapter.device = *device;
-    adapter.subsystem = ReadId(fDirectory + "subsystem_device").value_or(0) << 16 |
-                        ReadId(fDirectory + "subsystem_vendor").value_or(0);
-    adapter.revision = ReadId(fDirectory + "revision").value_or(0);
+    adapter.subsystem = ReadPCIId(fDirectory + "subsystem_device").value_or(0) << 16 |
+                        ReadPCIId(fDirectory + "subsystem_vendor").value_or(0);
+    adapter.revision = ReadPCIId(fDirectory + "revision").value_or(0);
     adapter.slot = PackedSlot(KGX::AdapterSlot(fFound.directory));
     adapter.isDriven = fFound.card || IsNVIDIA();
     adapter.driver = fDriver;
