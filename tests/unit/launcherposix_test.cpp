@@ -59,10 +59,11 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
   const string file = WriteInHome("file", "not a program");
   const string link = OwnHome() + "/" + name;
   boost::filesystem::create_symlink(ztutil::UTF8FromWide(TestChild()), link);
-  const string formerPath = std::getenv("PATH");
+  const char* const path = std::getenv("PATH");
+  const string formerPath = path != nullptr ? path : "";
   const struct {
     string program;
-    string path;
+    string searched;
     const char* outcome;
   } rows[] = {
       {link, formerPath, ""},
@@ -73,7 +74,7 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
       {OwnHome(), formerPath, kCreateProcessFailed},
   };
   for (const auto& row : rows) {
-    setenv("PATH", row.path.c_str(), 1);
+    setenv("PATH", row.searched.c_str(), 1);
     EXPECT_EQ(Outcome([&] {
                 launcher->Launch(ztutil::WideFromUTF8(row.program), {});
                 launcher->Kill();
