@@ -20,6 +20,10 @@ namespace {
 
 using Lock = boost::lock_guard<boost::mutex>;
 
+// A join that could be interrupted takes the calling thread's lock under that of the other one, and two
+// threads that join each other, each with a bound, would wait for ever.
+using WithoutInterruption = boost::this_thread::disable_interruption;
+
 DebugFlag gManagedThreadLog{"ManagedThreadLog"};
 DebugFlag gConsoleAppLog{"ConsoleAppLog"};
 
@@ -93,6 +97,7 @@ boost::thread* ManagedThread::Thread() const {
 
 void ManagedThread::Join() {
   if (fThread == nullptr) return;
+  const WithoutInterruption scope;
   fThread->join();
   Remove();
 }
@@ -101,6 +106,7 @@ bool ManagedThread::TimedJoin(double seconds) {
   if (fThread == nullptr) return false;
   // One more, so that the wait is never short of what was asked for.
   const auto wait = ToMilliseconds(seconds) + boost::chrono::milliseconds(seconds > 0.0 ? 1 : 0);
+  const WithoutInterruption scope;
   if (!fThread->try_join_for(wait)) return false;
   Remove();
   return true;
