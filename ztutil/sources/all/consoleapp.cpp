@@ -91,7 +91,7 @@ void ConsoleApp::LaunchLocked(Lock& lock, const boost::shared_ptr<ExecutionData>
   SetStateLocked(lock, State::Launching);
   fExecutionData.store(executionData);
   fLaunchParams = launchParams;
-  fLauncherThread.SetThread(new boost::thread(LaunchThreadTask(executionData, fLauncher, launchParams)));
+  fLauncherThread.Start(LaunchThreadTask(executionData, fLauncher, launchParams));
   HandlingExceptions([&] { GetStateLocked(lock, GetShortWaitSeconds()); },
                      [&](const std::exception* exception) {
                        LaunchHandleException(lock, GetShortWaitSeconds(), exception);

@@ -177,8 +177,8 @@ consoleapp::State ConsoleAppAccessor::GetState() {
 }
 
 std::int32_t ConsoleAppAccessor::GetTasksRunning() const {
-  if (!HasExecutionData()) return 0;
-  const auto consoleApp = GetConsoleApp(true);
+  const auto executionData = fExecutionData.load();
+  const auto consoleApp = executionData != nullptr ? executionData->GetConsoleApp() : nullptr;
   return consoleApp != nullptr ? consoleApp->GetTasksRunning() : 0;
 }
 

@@ -96,7 +96,7 @@ void LaunchThreadTask::StartOutput(OutputChannel channel, const LaunchResult& la
   executionData->SetOutputTask(channel, task);
   if (task == nullptr) return;
   task->Configure(channel, executionData, reader);
-  thread.SetThread(new boost::thread(LaunchOutputThreadTask(channel, executionData)));
+  thread.Start(LaunchOutputThreadTask(channel, executionData));
   ZT_LOG_LEVEL(
       gConsoleAppLog, 3,
       "LaunchThreadTask OutputThreadTask spawned, use_count[" << channel << "]=" << reader.use_count());

@@ -2,11 +2,13 @@
 #ifndef ZTUTIL_MANAGEDTHREAD_H_
 #define ZTUTIL_MANAGEDTHREAD_H_
 
+#include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/thread.hpp>
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 namespace ztutil {
 
@@ -26,6 +28,17 @@ class ManagedThread {
   // that.
   void SetThread(boost::thread* thread);
 
+  // Takes over a new thread that runs the task, and destroys it at its end: what a thread is made of stays as
+  // long as the thread object, and that of an abandoned one stays for ever. Throws
+  // boost::thread_resource_error when the system has no thread to give.
+  template <class Task>
+  void Start(const Task& task) {
+    SetThread(new boost::thread([owned = boost::make_shared<Task>(task)]() mutable {
+      const boost::shared_ptr<Task> running = std::move(owned);
+      (*running)();
+    }));
+  }
+
   void SetName(const char* name);
   std::string GetName() const { return fName; }
 
@@ -39,7 +52,7 @@ class ManagedThread {
 
   // Waits at most `seconds`; 0 and less only look, infinity waits for ever. True once the thread has ended,
   // and then it is forgotten; false if there is none or time ran out, and then the caller may wait again or
-  // call Abandon.
+  // call Abandon. A thread that waits for itself gets that at once.
   bool TimedJoin(double seconds);
 
   // Gives up on the thread, and says so in the log. Without a thread it does nothing.
