@@ -11,24 +11,15 @@ namespace {
 
 OpenGLInterceptor* gReplacement = nullptr;
 
-// One function of the driver. It is looked up at its first call and not before, since on Windows an address
-// can be had only while a context is current.
-class Entry {
- public:
-  explicit Entry(const char* name) : fName(name) {}
-
-  template <class Result, class... Arguments>
-  Result Call(const char* file, int line, Arguments... arguments) {
-    if (fAddress == nullptr) fAddress = Platform::FunctionAddress(fName);
-    if (fAddress == nullptr)
-      throw InternalException((std::string("address of ") + fName + " != NULL").c_str(), file, line);
-    return reinterpret_cast<Result(KGX_GLAPI*)(Arguments...)>(fAddress)(arguments...);
-  }
-
- private:
-  const char* fName;
-  void* fAddress = nullptr;
-};
+// Calls the driver's function of that name. It is looked up each time, since on Windows an address is the
+// current context's, and another GPU's driver may be another vendor's.
+template <class Result, class... Arguments>
+Result CallDriver(const char* name, const char* file, int line, Arguments... arguments) {
+  void* const address = Platform::FunctionAddress(name);
+  if (address == nullptr)
+    throw InternalException((std::string("address of ") + name + " != NULL").c_str(), file, line);
+  return reinterpret_cast<Result(KGX_GLAPI*)(Arguments...)>(address)(arguments...);
+}
 
 }  // namespace
 
@@ -44,10 +35,7 @@ OpenGLInterceptor* OpenGLInterceptor::SetInstance(OpenGLInterceptor* interceptor
 }
 
 #define KGX_GL_DEFINE(result, name, parameters, ...) \
-  result OpenGLInterceptor::name parameters {        \
-    static Entry entry(#name);                       \
-    return entry.Call<result>(__VA_ARGS__);          \
-  }
+  result OpenGLInterceptor::name parameters { return CallDriver<result>(#name, __VA_ARGS__); }
 KGX_GL_FUNCTIONS(KGX_GL_DEFINE)
 #undef KGX_GL_DEFINE
 

@@ -75,7 +75,7 @@
 
 namespace KGX::OGL {
 
-// Each function goes to the driver's function of its name, found at its first call, and needs a current
+// Each function goes to the driver's function of its name, found at each call, and needs a current
 // context. It throws InternalException with the caller's file and line where the driver has no such function.
 // It neither reads nor clears GL's error. A subclass can stand in for a driver, or for one of its functions.
 class OpenGLInterceptor {
