@@ -67,12 +67,14 @@ function(gpuprowler_driver name)
   gpuprowler_target_defaults(${name})
 endfunction()
 
-# A GoogleTest program; each of its tests is one of CTest's.
+# A GoogleTest program; each of its tests is one of CTest's. ENVIRONMENT is followed by variables that they run with.
 function(gpuprowler_test name)
-  add_executable(${name} ${ARGN})
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" ENVIRONMENT)
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
   gpuprowler_target_defaults(${name})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120
+                       ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
 # A program for libFuzzer, which brings main. The libraries are instrumented by GPUPROWLER_SANITIZE.

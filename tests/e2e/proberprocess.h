@@ -2,17 +2,16 @@
 //
 //   Outcome outcome = RunProber(Drivers({{"RIG_FAULT", "glClear=segv"}}), {"-exit=3"});
 //
-// A prober that takes longer than a minute ends by SIGALRM. None outlives its test.
+// A prober that takes longer than a minute is ended, on Linux by SIGALRM. None outlives its test. On Windows
+// there are Drivers and RunProber alone, and the drivers are those that Wine finds: Mesa's.
 #ifndef PROBERPROCESS_H_
 #define PROBERPROCESS_H_
 
-#include <gtest/gtest.h>
+#include "outcome.h"
 
 #include <map>
 #include <string>
-#include <vector>
 
-using Texts = std::vector<std::string>;
 using Environment = std::map<std::string, std::string>;
 
 // The whole environment of a prober on the rig's drivers: one GPU for OpenGL, which is Mesa's software
@@ -26,20 +25,6 @@ Environment NoDrivers(Environment changes = {});
 // A file of the build that a loader is pointed at, and one in a folder that this process has for itself.
 std::string BuildFile(const std::string& name);
 std::string ScratchFile(const std::string& name);
-
-struct Outcome {
-  Texts lines;         // of standard output, complete ones
-  std::string rest;    // what follows the last line end
-  std::string errors;  // standard error
-  std::string ending;  // "status 2", "signal 11"
-};
-
-// True if both came out alike, but for the time of day and the reason behind "KGX::LogicalException: ", which
-// is the graphics layer's own. For EXPECT_TRUE, which shows where they part.
-testing::AssertionResult Same(const Outcome& actual, const Outcome& expected);
-
-// Text as lines; what follows the last line end goes to `rest`.
-Texts Lines(const std::string& text, std::string* rest = nullptr);
 
 // One prober, from its start on. For one thread.
 class ProberProcess {
