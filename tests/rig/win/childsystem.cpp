@@ -1,4 +1,4 @@
-#include "childsystem.h"
+#include "../childsystem.h"
 
 #include <fcntl.h>
 #include <io.h>

@@ -1,7 +1,7 @@
 // What a launcher does on POSIX systems alone.
-#include "outcome.h"
-#include "ownhome.h"
-#include "testchild.h"
+#include "../outcome.h"
+#include "../ownhome.h"
+#include "../testchild.h"
 
 #include <ztutil/widetext.h>
 

@@ -1,4 +1,4 @@
-#include "childsystem.h"
+#include "../childsystem.h"
 
 #include <dirent.h>
 #include <spawn.h>

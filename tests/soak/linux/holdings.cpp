@@ -1,4 +1,4 @@
-#include "soak.h"
+#include "../soak.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

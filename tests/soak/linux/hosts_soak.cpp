@@ -1,8 +1,8 @@
 // Launchers of a process that makes it hard for them: what it has open, closed, blocked or ignored, and where
 // process ids come again at once.
-#include "../unit/outcome.h"
-#include "../unit/testchild.h"
-#include "soak.h"
+#include "../../unit/outcome.h"
+#include "../../unit/testchild.h"
+#include "../soak.h"
 
 #include <ztutil/widetext.h>
 
