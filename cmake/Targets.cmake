@@ -30,7 +30,8 @@ function(gpuprowler_target_defaults target)
   if(GPUPROWLER_SANITIZE)
     # Assertions too. With a sanitizer's code in between, GCC takes initialized variables of the standard library for
     # uninitialized ones.
-    set(flags -UNDEBUG -Wno-maybe-uninitialized -fsanitize=${GPUPROWLER_SANITIZE} -fno-omit-frame-pointer)
+    set(flags -UNDEBUG $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized> -fsanitize=${GPUPROWLER_SANITIZE}
+        -fno-omit-frame-pointer)
     if(GPUPROWLER_SANITIZE MATCHES undefined)
       list(APPEND flags -fno-sanitize-recover=undefined)
     endif()

@@ -6,11 +6,12 @@ namespace {
 
 void AppendQuoted(std::u16string& line, const std::string& argument) {
   const bool single = argument.find('"') != std::string::npos && argument.find('\'') == std::string::npos;
-  const char quote = single ? '\'' : '"';
+  const char16_t quote = single ? u'\'' : u'"';
   line += quote;
-  for (const char c : argument) {
-    if (c == quote) line += '\\';
-    line += static_cast<char16_t>(static_cast<signed char>(c));
+  for (const char byte : argument) {
+    const auto c = static_cast<char16_t>(static_cast<signed char>(byte));
+    if (c == quote) line += u'\\';
+    line += c;
   }
   line += quote;
 }
