@@ -1,0 +1,20 @@
+// What prowl needs of the operating system. Each platform's folder defines it once.
+#ifndef PROWL_HOSTPLATFORM_H_
+#define PROWL_HOSTPLATFORM_H_
+
+#include <string>
+
+namespace prowl::platform {
+
+// The prober in the folder of this program. Its bare name if the system doesn't tell that folder.
+std::string ProberBesideUs();
+
+// A path as LaunchParams takes a program, whatever bytes or blanks are in it.
+std::wstring LaunchText(const std::string& path);
+
+// Whether somebody looks at standard error.
+bool IsErrorTerminal();
+
+}  // namespace prowl::platform
+
+#endif  // PROWL_HOSTPLATFORM_H_

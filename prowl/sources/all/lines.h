@@ -1,0 +1,63 @@
+// The lines of one of the prober's streams, whatever it is that the prober writes there.
+#ifndef PROWL_LINES_H_
+#define PROWL_LINES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+
+namespace prowl {
+
+enum class LineKind {
+  kOther,    // what nobody knows: mostly a driver's own words
+  kFinding,  // an answer of the report, or a piece of one
+  kSymbol,   // "gputag.NAME=number"
+  kComment,  // "# ": a remark or a log line
+  kFailure,  // the prober's words for a question, or a run, that has failed
+};
+
+struct Line {
+  double seconds = 0;          // from the prober's start to the line's end
+  std::string text;            // without the line end
+  std::uint64_t bytesCut = 0;  // of a line too long to be kept whole
+  LineKind kind = LineKind::kOther;
+};
+
+// Takes bytes as they come and keeps the latest lines. What it needs of memory is bounded, for lines that are
+// too many as for one that never ends. A line ends with a line feed; a carriage return in front of it belongs
+// to the end. One thread at a time.
+class Lines {
+ public:
+  static constexpr std::size_t kMaxLineBytes = std::size_t{16} * 1024;
+  static constexpr std::size_t kMaxKeptBytes = std::size_t{8} * 1024 * 1024;  // of all lines, about
+
+  // Is told each line once and says what it is.
+  using Reader = std::function<LineKind(const std::string& text)>;
+
+  // Takes what has arrived, that many seconds after the prober's start.
+  void Take(const char* bytes, std::size_t count, double seconds, const Reader& reader);
+
+  // Complete lines, the latest last.
+  const std::deque<Line>& Kept() const { return fKept; }
+
+  // How many there were in front of those.
+  std::uint64_t Dropped() const { return fDropped; }
+
+  // What follows the last line end, cut as lines are.
+  const Line& Unfinished() const { return fUnfinished; }
+
+ private:
+  void Append(const char* bytes, std::size_t count);
+  void Complete(double seconds, const Reader& reader);
+
+  std::deque<Line> fKept;
+  std::size_t fKeptBytes = 0;
+  std::uint64_t fDropped = 0;
+  Line fUnfinished;
+};
+
+}  // namespace prowl
+
+#endif  // PROWL_LINES_H_

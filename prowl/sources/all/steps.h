@@ -1,0 +1,53 @@
+// What the prober asks, and in which order.
+#ifndef PROWL_STEPS_H_
+#define PROWL_STEPS_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace prowl {
+
+// Whom a step asks: the machine once, or each GPU of a kind.
+enum class Scope { kRun, kGLGPU, kCLGPU };
+
+struct Step {
+  Scope scope;
+  std::string_view key;    // of the answer; empty for the last step, which has none
+  std::string_view topic;  // in words; empty where the key says it
+  bool optional = false;   // there may be no answer, though nothing has failed
+
+  // "GL_MAX_DRAW_BUFFERS" for an answer that stands behind a line "gputag.GL_MAX_DRAW_BUFFERS=34852", else
+  // empty.
+  std::string_view Symbol() const;
+};
+
+// All of them. A step asks all GPUs of its kind, one after the other, before the next step begins.
+const std::vector<Step>& Steps();
+
+// The place in Steps() of the step whose answer has that key, or whose symbol it is; Steps().size() if there
+// is none.
+std::size_t FindStep(std::string_view key);
+std::size_t FindSymbol(std::string_view symbol);
+
+// A step as one GPU meets it.
+struct Question {
+  std::size_t step;  // in Steps()
+  unsigned gpu;      // its number; 0 for Scope::kRun
+
+  const Step& GetStep() const { return Steps()[step]; }
+
+  // "glgpu[0]"; empty for Scope::kRun.
+  std::string Tag() const;
+
+  // What the line begins with that would answer it: "glgpu[0].GLVersion", "NumGLGPUs". "exit" for the last.
+  std::string Name() const;
+};
+
+// By their order in a run.
+bool operator<(const Question& left, const Question& right);
+
+}  // namespace prowl
+
+#endif  // PROWL_STEPS_H_

@@ -1,0 +1,20 @@
+#include "hostplatform.h"
+
+#include <ztutil/widetext.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace prowl::platform {
+
+std::string ProberBesideUs() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).replace_filename("gpuprowler");
+}
+
+std::wstring LaunchText(const std::string& path) { return ztutil::WideFromUTF8(path); }
+
+bool IsErrorTerminal() { return isatty(STDERR_FILENO) != 0; }
+
+}  // namespace prowl::platform

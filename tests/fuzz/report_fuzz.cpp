@@ -1,0 +1,49 @@
+// Any bytes as a prober's output: in front of a NUL what it writes on standard output, behind it on standard
+// error.
+#include "require.h"
+
+#include <nlohmann/json.hpp>
+#include <presentation.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace {
+
+using prowl::Ending;
+
+// Takes the bytes in pieces of that size.
+prowl::RunResult Read(const std::string& bytes, std::size_t size) {
+  prowl::RunResult result;
+  result.ending = {Ending::Kind::kExited, bytes.empty() ? 0 : bytes.back() % 8};
+  const std::size_t output = std::min(bytes.find('\0'), bytes.size());
+  for (std::size_t at = 0; at < bytes.size(); at += size) {
+    const std::size_t end = std::min(at + size, bytes.size());
+    const std::size_t part = std::clamp(output, at, end);
+    result.report.TakeOutput(bytes.data() + at, part - at, 0);
+    result.report.TakeErrors(bytes.data() + part, end - part, 0);
+  }
+  return result;
+}
+
+bool IsPrintable(const std::string& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return c == '\n' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7F); });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const prowl::RunResult result = Read(bytes, size + 1);
+  const prowl::Verdict verdict = Judge(result.ending, result.report);
+  const std::string document = AsJSON({}, result, verdict);
+  Require(nlohmann::json::accept(document), "the document is JSON");
+  Require(IsPrintable(AsText(result, verdict)), "the text can't harm a terminal");
+  Require(!result.report.GetWalk().Asked(result.report.Failures()).empty(), "something is being asked");
+  for (const std::size_t piece : {1u, 7u})
+    Require(AsJSON({}, Read(bytes, piece), verdict) == document, "how the bytes arrive changes nothing");
+  return 0;
+}
