@@ -66,8 +66,9 @@ std::string ScratchFile(const std::string& name) {
   return scratch.folder + "/" + name;
 }
 
-ProberProcess::ProberProcess(const Environment& environment, const Texts& arguments, int output, int errors) {
-  Texts words = {BuildFile("bin/gpuprowler")};
+ProberProcess::ProberProcess(const Environment& environment, const Texts& arguments, int output, int errors,
+                             const std::string& program) {
+  Texts words = {BuildFile("bin/" + program)};
   words.insert(words.end(), arguments.begin(), arguments.end());
   Texts variables;
   for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);

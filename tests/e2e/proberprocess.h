@@ -33,8 +33,9 @@ class ProberProcess {
   static constexpr int kPipe = -1;  // to the outcome
   static constexpr int kClosed = -2;
 
+  // Of the build's programs, the prober or one that has it as its own child.
   ProberProcess(const Environment& environment, const Texts& arguments, int output = kPipe,
-                int errors = kPipe);
+                int errors = kPipe, const std::string& program = "gpuprowler");
   ~ProberProcess();  // kills it
   ProberProcess(const ProberProcess&) = delete;
   ProberProcess& operator=(const ProberProcess&) = delete;
