@@ -66,7 +66,8 @@ std::string ReadSystemFile(const std::string& path, std::size_t limit) {
   while (content.size() <= limit && (count = read(file, buffer, sizeof buffer)) > 0)
     content.append(buffer, static_cast<std::size_t>(count));
   close(file);
-  return count == 0 ? content : "";  // else there is more, or it can't be read
+  if (count != 0) content.clear();  // there is more, or it can't be read
+  return content;
 }
 
 std::string ReadAttribute(const std::string& path) {
