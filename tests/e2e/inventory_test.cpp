@@ -78,15 +78,6 @@ TEST_F(InventoryTest, TheReportOfEachGPU) {
   }
 }
 
-TEST_F(InventoryTest, WithoutAMatchTheFirstDeviceByNameIsTheOne) {
-  fTree.AddCard(fTree.AddDevice("0000:00:02.0", "8086:fffe 030000", "i915"), 0, 128);
-  const Outcome outcome = RunProber(Machine("B::,A::"));
-  EXPECT_EQ(ValueOf(outcome, "NumGLGPUs"), "1");
-  EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLVendorID"), "0");
-  EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLName"), "none");
-  EXPECT_EQ(outcome.errors + outcome.ending, "status 0");
-}
-
 // The other GPU's lines go on, in turn with those that were left.
 TEST_F(InventoryTest, OneOfTwoGPUsFailsAtEachStep) {
   for (const int card : {0, 1})

@@ -1,7 +1,6 @@
 // The inventory of machines that are trees of files.
 #include "sysfsadapters.h"
 
-#include "drivermemory.h"
 #include "sysfsinventory.h"
 #include "systemtree.h"
 
@@ -9,12 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -177,9 +174,7 @@ TEST(SysfsAdapters, MemoryByDriver) {
        {{"tile0/physical_vram_size_bytes", "0x400000000"}, {"tile1/physical_vram_size_bytes", "0x100000"}},
        16385},
       {"amdgpu", "0000:01:00.0", {}, 0},
-      {"vmwgfx", "0000:00:0f.0", {}, 2},
-      {"mgag200", "0000:01:00.0", {}, 1},
-      {"qxl", "0000:01:00.0", {}, 0}};
+      {"vmwgfx", "0000:00:0f.0", {}, 2}};
   for (const auto& row : rows) {
     SystemTree tree;
     SystemTree::Files files = row.files;
@@ -209,73 +204,41 @@ TEST(SysfsAdapters, DatabasesMayBeMissing) {
   EXPECT_EQ(names(), "PCI 8086:3ea0;Instinct MI;");
 }
 
-// Each file in turn is gone, empty, binary or huge: what the records still say is right.
+// Each file in turn is gone, empty, binary or huge: what the records still say is right, or nothing.
 TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
   SystemTree tree;
   AddIntel(tree);
   AddAMD(tree);
   AddNVIDIA(tree, "0000:01:00.0", "NVIDIA GeForce RTX 3080", "10de:2206 030200");
+  // What is said of each slot.
+  const auto said = [&] {
+    std::set<string> texts;
+    for (const auto& a : ztutil::FindSysfsAdapters(Roots(tree))) {
+      for (const string& text : {"ids " + Hex(a.vendor) + ":" + Hex(a.device), "name " + a.name,
+                                 "memory " + std::to_string(a.dedicatedMemory), "version " + a.driverVersion,
+                                 "date " + a.driverDate, "mode " + a.videoMode})
+        texts.insert(Hex(static_cast<std::uint32_t>(a.slot)) + " " + text);
+    }
+    return texts;
+  };
+  std::set<string> allowed = said();
+  for (const char* slot : {"0010 ", "0100 ", "0300 "})
+    for (const char* text : {"memory 0", "version ", "date ", "mode "}) allowed.insert(string(slot) + text);
+  allowed.insert({"0010 name PCI 8086:3ea0", "0100 name PCI 10de:2206", "0300 name PCI 1002:73bf",
+                  "0300 name Radeon RX 6800/6800 XT"});
+
   Texts files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.Folder()))
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
   ASSERT_GE(files.size(), 40u);
-
-  const auto identity = [](const ztutil::SysfsAdapter& a) {
-    return Hex(a.vendor) + Hex(a.device) + " " + std::to_string(a.slot);
-  };
-  std::map<string, ztutil::SysfsAdapter> right;
-  for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) right[identity(adapter)] = adapter;
-  const std::set<string> otherNames = {"PCI 8086:3ea0", "PCI 1002:73bf", "PCI 10de:2206",
-                                       "Radeon RX 6800/6800 XT"};
-
   for (const string& file : files) {
-    const string aside = file + ".aside";
-    std::filesystem::rename(file, aside);
+    std::filesystem::rename(file, file + ".aside");
     for (const string& content :
          {string("missing"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
       if (content != "missing") std::ofstream(file, std::ios::binary) << content;
-      for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) {
-        ASSERT_EQ(right.count(identity(adapter)), 1u) << file;
-        const auto& expected = right[identity(adapter)];
-        const auto isRightOr = [](const auto& value, const auto& wanted, const auto& fallback) {
-          return value == wanted || value == fallback;
-        };
-        EXPECT_TRUE(adapter.name == expected.name || otherNames.count(adapter.name) == 1)
-            << file << adapter.name;
-        EXPECT_TRUE(isRightOr(adapter.dedicatedMemory, expected.dedicatedMemory, 0u)) << file;
-        EXPECT_TRUE(isRightOr(adapter.driverVersion, expected.driverVersion, ""))
-            << file << adapter.driverVersion;
-        EXPECT_TRUE(isRightOr(adapter.driverDate, expected.driverDate, "")) << file << adapter.driverDate;
-        EXPECT_TRUE(isRightOr(adapter.videoMode, expected.videoMode, "")) << file << adapter.videoMode;
-      }
+      for (const string& text : said()) EXPECT_EQ(allowed.count(text), 1u) << file << ": " << text;
     }
-    std::filesystem::rename(aside, file);
-  }
-}
-
-TEST(SysfsAdapters, TheSystemMayVanishMeanwhile) {
-  for (int round = 0; round < 20; ++round) {
-    SystemTree tree;
-    AddIntel(tree);
-    AddAMD(tree);
-    std::thread remover([&] {
-      std::this_thread::sleep_for(std::chrono::microseconds(round * 50));
-      std::error_code ignored;
-      std::filesystem::remove_all(tree.Path("sys"), ignored);
-    });
-    const auto adapters = ztutil::FindSysfsAdapters(Roots(tree));
-    remover.join();
-    for (const auto& adapter : adapters) {
-      EXPECT_TRUE(adapter.vendor == 0x8086 || adapter.vendor == 0x1002);
-      EXPECT_TRUE(adapter.device == 0x3ea0 || adapter.device == 0x73bf);
-    }
-  }
-}
-
-TEST(DriverMemory, ANodeThatDoesntAnswerHasNone) {
-  for (const char* driver : {"radeon", "i915", "xe", "nouveau", "amdgpu", ""}) {
-    for (const char* node : {"/dev/null", "/nonexistent", "/tmp"})
-      EXPECT_EQ(ztutil::DedicatedMemoryFromDriver(driver, node), 0u) << driver << node;
+    std::filesystem::rename(file + ".aside", file);
   }
 }
 
