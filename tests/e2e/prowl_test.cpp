@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace {
@@ -45,27 +46,30 @@ TEST(ProwlTest, KnowsEachLineOfARun) {
   EXPECT_EQ(document["gpus"][1]["tag"], "clgpu[0]");
 }
 
-// The process ends, one way or the other, in the first driver call of each step that makes any.
+// The process ends, one way or the other, in the first driver call of each step that makes any; of steps that
+// ask the same for many symbols, in the first.
 TEST(ProwlTest, NamesTheStepInWhichADriverDied) {
   const std::pair<string, string> deaths[] = {
       {"segv", "crashed"}, {"abort", "crashed"}, {"exit:2", "ended-early"}};
   std::map<string, int> calls;
+  std::set<string> tried;
   string call;
-  std::size_t faults = 0;
   for (const string& line : MarkedRun()) {
     if (line[0] == '@') {
       const string number = std::to_string(++calls[line]);
       if (call.empty()) call = line.substr(1) + "@" + number;
     } else if (line.compare(0, 7, "gputag.") != 0 && !call.empty()) {
-      const auto& [death, verdict] = deaths[faults++ % std::size(deaths)];
+      const string key = line.substr(0, line.find('='));
+      const auto& [death, verdict] = deaths[tried.size() % std::size(deaths)];
       const string fault = std::exchange(call, "") + "=" + death;
+      if (!tried.insert(key.substr(0, key.find("[", key.find('.')))).second) continue;
       const JSON document = RunForJSON(Drivers({{"RIG_FAULT", fault}}), {});
       EXPECT_EQ(document["verdict"], verdict) << fault;
       const JSON& asked = document["asked"];
-      EXPECT_EQ(std::count(asked.begin(), asked.end(), line.substr(0, line.find('='))), 1) << fault << asked;
+      EXPECT_EQ(std::count(asked.begin(), asked.end(), key), 1) << fault << asked;
     }
   }
-  EXPECT_GE(faults, 40u);
+  EXPECT_GE(tried.size(), 20u);
 }
 
 TEST(ProwlTest, JudgesWhateverItStarts) {
