@@ -499,7 +499,7 @@ TEST(ConsoleAppRun, ALateLaunchCleansUpBehindItself) {
   host.Reset();
   host.Launch();
   go.Open();
-  killed.Wait();
+  EXPECT_TRUE(killed.IsOpenIn(kLong));
   EXPECT_EQ(host.Wait(nullptr, 0.1), State::Timeout);
   host.CloseAppStdin();
   EXPECT_EQ(host.Wait(nullptr, kLong), State::Finished);

@@ -151,8 +151,8 @@ double GetDefaultStateWaitSeconds();
 // Owned by a shared pointer, because the threads of a run hold on to it while they report.
 //
 // Threads: GetState, Kill, GetTasksRunning, GetRawEnd and the operations on standard input may be called by
-// any thread at any time, also while another waits. Launch, Wait and Reset are calls of one thread after
-// another. Hooks may call everything; one that waits for the end of its own run waits in vain.
+// any thread at any time, also while another waits, and by hooks. Launch, Wait and Reset are for one thread
+// at a time.
 //
 // Failures of the run's own threads are kept, and thrown as consoleapp::Exception, the oldest first, by the
 // next Launch, GetState, Wait or Kill. Launch and Wait leave an object Idle that way; GetState and Kill leave
@@ -217,17 +217,17 @@ class ConsoleApp {
   // stays Killing.
   void Kill();
 
-  // The sum of 1 << TaskID of the run's threads: 8 while there is a launch thread, 2 and 4 while a task reads
-  // the channel.
+  // Which of the run's threads are at work, as the sum of their 1 << TaskID: 8 while there is a launch
+  // thread, 2 and 4 while a task reads standard output and standard error.
   std::int32_t GetTasksRunning() const;
 
   // How the last child that was waited for has ended: see Launcher::GetRawEnd.
   std::optional<std::uint32_t> GetRawEnd() const { return fLauncher->GetRawEnd(); }
 
-  // Write to the child's standard input, the second ones with a line feed, in one piece. Only while a run
-  // that keeps it open has come to Running. Throw std::runtime_error: "ztutil::Channel not open" when it was
-  // closed, "WriteFile failed" when the child is gone, XUnderrun when it went half-way; null is
-  // std::invalid_argument with "ConsoleApp::WritelnAppStdin str=nullptr".
+  // Write to the child's standard input, the latter two a text and a line feed in one piece. Throw
+  // std::runtime_error: "ztutil::Channel not open" if it was closed, or there is none since the run doesn't
+  // keep it or hasn't come to Running; "WriteFile failed" if the child is gone; XUnderrun if that happens
+  // half-way. Null is std::invalid_argument with "ConsoleApp::WritelnAppStdin str=nullptr".
   void WriteAppStdin(const void* bytes, std::size_t count);
   void WritelnAppStdin(const char* text);
   void WritelnAppStdin(const std::string& text);

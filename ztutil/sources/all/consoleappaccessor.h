@@ -5,7 +5,11 @@
 //   ConsoleAppLauncher launcher(LaunchParams(L"/usr/bin/gpuprowler", {}, report, nullptr),
 //                               boost::make_shared<ConsoleApp>());
 //   std::int32_t exitCode = 0;
-//   if (launcher.LaunchAndWait(&exitCode, 30.0) == State::Timeout) launcher.Kill();
+//   State state = launcher.LaunchAndWait(&exitCode, 30.0);
+//   if (state == State::Timeout && launcher.GetState() != State::Idle) {
+//     launcher.Kill();
+//     state = launcher.Wait(&exitCode, 5.0);
+//   }
 #ifndef ZTUTIL_CONSOLEAPPACCESSOR_H_
 #define ZTUTIL_CONSOLEAPPACCESSOR_H_
 

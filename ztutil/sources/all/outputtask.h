@@ -32,8 +32,8 @@ class OutputTask : public ConsoleAppAccessor {
   ~OutputTask() override;
 
  protected:
-  // The steps of a run, empty here. The lock is the task's: it keeps copies and IsRunning out. The short wait
-  // is all that DoBegin has.
+  // The steps of a run, empty here. The lock is the task's: whoever copies it or asks IsRunning waits for it.
+  // The launch waits for DoBegin.
   virtual void DoBegin(Lock& lock);
   virtual void DoRun();
   virtual void DoEnd(Lock& lock);
