@@ -84,7 +84,9 @@ TEST(OpenFile, DeletesOnCloseWhatIsOwned) {
   EXPECT_EQ(ReadInHome("file"), "missing");
   const auto file = OpenFile(path, ztutil::kWrite, ztutil::kCreateAlways, true);
   EXPECT_EQ(ReadInHome("file"), "");
+  const auto other = OpenFile(path, ztutil::kRead, ztutil::kOpenExisting, false);
   EXPECT_TRUE(file->Close());
+  EXPECT_TRUE(other->Close());  // an open file may be deleted, too
   EXPECT_EQ(ReadInHome("file"), "missing");
 }
 

@@ -22,6 +22,7 @@ TEST(UserDirectory, IsTheCurrentOneWithoutADesktop) {
 // Unguarded, the exception would end the process. Wine lets one pass, so that it can't tell a missing guard.
 TEST(ThreadName, GoesToDebuggersFromManyThreadsAtOnce) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([] {
       for (int turn = 0; turn < 100; ++turn) ztutil::ManagedThread::SetCurrentThreadName("name");

@@ -1,11 +1,10 @@
 #include "../testsystem.h"
 
-#include <ztutil/platform.h>
-
 #include <boost/filesystem.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <io.h>
+#include <shlobj.h>
 #include <windows.h>
 
 #include <cstdlib>
@@ -23,24 +22,29 @@ namespace {
 // decide.
 class NeedsDesktopOfItsOwn : public testing::Environment {
  public:
-  explicit NeedsDesktopOfItsOwn(std::string folder) : fFolder(std::move(folder)) {}
+  explicit NeedsDesktopOfItsOwn(boost::filesystem::path desktop) : fDesktop(std::move(desktop)) {}
 
   void SetUp() override {
-    if (ztutil::platform::UserDirectory() != fFolder)
+    PWSTR desktop = nullptr;
+    SHGetKnownFolderPath(FOLDERID_Desktop, 0, nullptr, &desktop);
+    const bool isOurs = desktop != nullptr && desktop == fDesktop;
+    CoTaskMemFree(desktop);
+    if (!isOurs)
       GTEST_SKIP() << "the desktop folder isn't %TEST_PROFILE%\\Desktop, and the user's own settings and log "
                       "aren't to be touched";
   }
 
  private:
-  const std::string fFolder;
+  const boost::filesystem::path fDesktop;
 };
 
 }  // namespace
 
 void UseAsUserDirectory(const std::string& folder) {
-  boost::filesystem::create_directory(folder + "\\Desktop");
+  const boost::filesystem::path desktop = folder + "\\Desktop";
+  boost::filesystem::create_directory(desktop);
   _putenv_s("TEST_PROFILE", folder.c_str());
-  testing::AddGlobalTestEnvironment(new NeedsDesktopOfItsOwn(folder));
+  testing::AddGlobalTestEnvironment(new NeedsDesktopOfItsOwn(desktop));
 }
 
 void UseForTemporaryFiles(const std::string& folder) { _putenv_s("TMP", folder.c_str()); }

@@ -4,7 +4,6 @@
 #include "gpuimpl.h"
 #include "windowsheader.h"
 
-// Behind windows.h, which they need.
 #include <dxgi.h>
 #include <objbase.h>
 #include <oleauto.h>

@@ -2,7 +2,6 @@
 
 #include "windowsheader.h"
 
-// Behind windows.h, which they need.
 #include <boost/filesystem/path.hpp>
 #include <io.h>
 #include <objbase.h>
