@@ -87,6 +87,8 @@ class Task : public OutputTask {
 
   explicit Task(Step step = [](const std::string&) {}) : fStep(std::move(step)) {}
 
+  bool HasReader() const { return GetReader() != nullptr; }
+
   std::string text;
 
  private:
@@ -424,7 +426,10 @@ TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {
               {"OnFinished 3", TaskID::Launcher}};
   for (const auto& row : rows) {
     const auto step = [&](const std::string& name) {
-      if (name == row.place) throw std::runtime_error("x");
+      if (name != row.place) return;
+      std::this_thread::sleep_for(
+          std::chrono::milliseconds(20));  // the host may see the end before the failure
+      throw std::runtime_error("x");
     };
     const auto task = boost::make_shared<Task>(step);
     const auto app = boost::make_shared<App>(step);
@@ -434,6 +439,8 @@ TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {
         << row.place;
     EXPECT_EQ(app->GetState(0.0), State::Idle);
     EXPECT_FALSE(task->IsRunning(0.0));
+    // One that never ran has it up to its next run.
+    EXPECT_EQ(task->HasReader(), std::string(row.place) == "OnOutputTaskBegin stdout");
   }
 }
 
@@ -525,7 +532,9 @@ TEST(ConsoleAppRun, TheLastOwnerMayBeAThreadOfTheRun) {
     });
     const boost::weak_ptr<ConsoleApp> watch = app;
     const auto task = boost::make_shared<Task>();
-    app->Launch(boost::make_shared<ExecutionData>(app, task, task), Params({"sleep:10"}, task));
+    const auto record = boost::make_shared<ExecutionData>(app, task, task);
+    // Where the task is held up, this may be "never started".
+    Told([&] { app->Launch(record, Params({"sleep:10"}, task)); });
     there.Wait();
     app.reset();
     EXPECT_FALSE(watch.expired());
