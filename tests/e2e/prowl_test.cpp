@@ -1,8 +1,8 @@
 // prowl on the real prober with drivers that fail, and on children that are no probers.
+#include "prowlprocess.h"
 #include "report.h"
 
 #include <fcntl.h>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,24 +18,8 @@ using JSON = nlohmann::json;
 
 const string kChild = BuildFile("bin/rigchild");
 
-Outcome RunProwl(const Environment& environment, const Texts& arguments, int output = ProberProcess::kPipe) {
-  return ProberProcess(environment, arguments, output, ProberProcess::kPipe, "prowl").Finish();
-}
-
-// prowl's document, and its exit status under "ending".
-JSON RunForJSON(const Environment& environment, Texts arguments) {
-  arguments.insert(arguments.begin(), "--json");
-  const Outcome outcome = RunProwl(environment, arguments);
-  EXPECT_EQ(outcome.errors, "");
-  string text;
-  for (const string& line : outcome.lines) text += line + "\n";
-  JSON document = JSON::parse(text);
-  document["ending"] = outcome.ending;
-  return document;
-}
-
 TEST(ProwlTest, KnowsEachLineOfARun) {
-  const JSON document = RunForJSON(Drivers(), {});
+  const JSON document = RunProwlForJSON(Drivers(), {});
   EXPECT_EQ(document["verdict"], "finished");
   EXPECT_EQ(document["ending"], "status 0");
   EXPECT_EQ(document["stdout"]["lines"].size(), CleanRun().lines.size());
@@ -63,7 +47,7 @@ TEST(ProwlTest, NamesTheStepInWhichADriverDied) {
       const auto& [death, verdict] = deaths[tried.size() % std::size(deaths)];
       const string fault = std::exchange(call, "") + "=" + death;
       if (!tried.insert(key.substr(0, key.find("[", key.find('.')))).second) continue;
-      const JSON document = RunForJSON(Drivers({{"RIG_FAULT", fault}}), {});
+      const JSON document = RunProwlForJSON(Drivers({{"RIG_FAULT", fault}}), {});
       EXPECT_EQ(document["verdict"], verdict) << fault;
       const JSON& asked = document["asked"];
       EXPECT_EQ(std::count(asked.begin(), asked.end(), key), 1) << fault << asked;
@@ -111,7 +95,7 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
        "it isn't executable (Launcher: CreateProcessW failed)"},
   };
   for (const auto& row : rows) {
-    const JSON document = RunForJSON(Drivers({{"RIG_FAULT", "__egl_Main=hang"}}), row.arguments);
+    const JSON document = RunProwlForJSON(Drivers({{"RIG_FAULT", "__egl_Main=hang"}}), row.arguments);
     EXPECT_EQ(document["verdict"], row.verdict) << row.verdict << row.value;
     EXPECT_EQ(document["ending"], row.ending) << row.verdict << row.value;
     const JSON value = document.value(JSON::json_pointer(row.path), JSON());

@@ -1,8 +1,8 @@
 #include "report.h"
 
-#include "../rig/calls.h"
-
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
@@ -38,11 +38,6 @@ constexpr char kGLTests[] =
 constexpr char kCLTests[] =
     "CLPlatformVersion:T CLDeviceVersion:T IsIntegratedCLGPU:B CLMemoryMB:U CLName:t CLVendor:t CLVendorID:U "
     "CLDriverVersion:t CUDASupported:B CUDAVersion:t CLBandwidth:F CLCompute:F";
-
-#define E2E_MARK(call) #call "=say:@" #call ";"
-constexpr char kMarks[] =
-    E2E_MARK(__egl_Main) RIG_EGL_CALLS(E2E_MARK) RIG_GL_CALLS(E2E_MARK) RIG_CL_CALLS(E2E_MARK);
-#undef E2E_MARK
 
 // Takes a report apart from its first line on.
 class Walk {
@@ -148,8 +143,19 @@ Outcome Foretell(const std::vector<Step>& steps, const Failures& failures) {
   return outcome;
 }
 
+Texts MarkedRun(Environment drivers) {
+  drivers["RIG_TRACE"] = ScratchFile("calls");
+  std::filesystem::remove(drivers["RIG_TRACE"]);
+  RunProber(drivers);
+  std::ifstream trace(drivers["RIG_TRACE"]);
+  for (const std::string& function :
+       std::set<std::string>(std::istream_iterator<std::string>(trace), std::istream_iterator<std::string>()))
+    drivers["RIG_FAULT"] += function + "=say:@" + function + ";";
+  return RunProber(drivers).lines;
+}
+
 const Texts& MarkedRun() {
-  static const Texts lines = RunWithFault(kMarks).lines;
+  static const Texts lines = MarkedRun(Drivers());
   return lines;
 }
 

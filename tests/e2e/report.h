@@ -48,8 +48,9 @@ Failures FailureIn(const std::string& key, const Failure& failure);
 // What comes of it: a failed step on a GPU ends the testing of that GPU, another one ends the run.
 Outcome Foretell(const std::vector<Step>& steps, const Failures& failures);
 
-// The lines of a clean run, with a line "@function" among them for each driver call that the rig knows, as
-// it's made.
+// The lines of a clean run on those drivers, with a line "@function" among them for each driver call that the
+// rig traces, as it's made. On Drivers() it's made once.
+Texts MarkedRun(Environment drivers);
 const Texts& MarkedRun();
 
 // Replaces the "#1" of a rule of the rig, the first call in the step of that key, by the call's number in the
