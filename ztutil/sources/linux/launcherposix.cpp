@@ -13,9 +13,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 namespace ztutil {
@@ -28,9 +28,6 @@ DebugFlag gBinioLog{"BINIO_LOG"};
 using Lock = std::lock_guard<std::mutex>;
 
 constexpr int kFirstFreeDescriptor = STDERR_FILENO + 1;
-
-// Launchers made so far, by which a run tells its own from one that has come to lie at the same address.
-std::atomic<std::uint64_t> gLaunchers{0};
 
 // The text is that of the same failure on every system; what this system says of it goes to the log.
 [[noreturn]] void Fail(const char* text, const char* call, int error) {
@@ -175,12 +172,10 @@ pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments
 // The process of one launch, from before there is one until it is reaped. One thread waits, any may kill.
 class LauncherPosix::Run {
  public:
-  explicit Run(std::uint64_t launcher) : fLauncher(launcher) {}
+  Run() = default;
   ~Run() { GiveUp(); }
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
-
-  std::uint64_t GetLauncher() const { return fLauncher; }
 
   void Start(pid_t pid);
 
@@ -195,8 +190,6 @@ class LauncherPosix::Run {
   void GiveUp();
 
  private:
-  const std::uint64_t fLauncher;
-
   mutable std::mutex fMutex;  // leaf; guards the fields below
   pid_t fPid = 0;             // 0 before there is a process
   bool fIsOurs = false;       // fPid is still that process's and nobody else's
@@ -254,18 +247,13 @@ void LauncherPosix::Run::GiveUp() {
 
 // --- The launcher ------------------------------------------------------------------------------------------
 
-// The last run that the calling thread has launched.
-thread_local std::shared_ptr<LauncherPosix::Run> LauncherPosix::tRun;
-
-LauncherPosix::LauncherPosix() : fNumber(++gLaunchers) {}
+LauncherPosix::LauncherPosix() = default;
 
 // The thread that has launched the last run may hold it for long.
-LauncherPosix::~LauncherPosix() {
-  if (fLastRun != nullptr) fLastRun->GiveUp();
-}
+LauncherPosix::~LauncherPosix() { fRuns.GetLast()->GiveUp(); }
 
 LaunchResult LauncherPosix::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
-  const std::shared_ptr<Run> run = BeginRun();
+  const std::shared_ptr<Run> run = fRuns.Begin();
   Orphans::Get().Bury();
   const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
   run->Start(Spawn(UTF8FromWide(program), arguments,
@@ -274,13 +262,10 @@ LaunchResult LauncherPosix::Launch(const std::wstring& program, const std::deque
 }
 
 std::int32_t LauncherPosix::Wait(std::int32_t* exitCode) {
-  const std::shared_ptr<Run> run = RunOfThisThread();
-  const std::optional<int> status = run != nullptr ? run->Wait() : std::nullopt;
+  const std::shared_ptr<Run> run = fRuns.Get();
+  const std::optional<int> status = run->Wait();
   if (!status) Fail("WaitForSingleObject failed", "waitid", ECHILD);
-  {
-    const Lock lock(fMutex);
-    if (run == fLastRun) fRawEnd = static_cast<std::uint32_t>(*status);
-  }
+  fRuns.SetRawEnd(run, static_cast<std::uint32_t>(*status));
   if (WIFEXITED(*status)) {
     *exitCode = WEXITSTATUS(*status);
     return 0;
@@ -289,31 +274,11 @@ std::int32_t LauncherPosix::Wait(std::int32_t* exitCode) {
 }
 
 void LauncherPosix::Kill() {
-  const std::shared_ptr<Run> run = RunOfThisThread();
-  const int error = run != nullptr ? run->Kill() : ESRCH;
+  const int error = fRuns.Get()->Kill();
   if (error != 0) Fail("TerminateProcess failed", "kill", error);
 }
 
-std::optional<std::uint32_t> LauncherPosix::GetRawEnd() const {
-  const Lock lock(fMutex);
-  return fRawEnd;
-}
-
-// From here on there is a run without a process, which can't be killed.
-std::shared_ptr<LauncherPosix::Run> LauncherPosix::BeginRun() {
-  auto run = std::make_shared<Run>(fNumber);
-  tRun = run;
-  std::shared_ptr<Run> last = run;
-  const Lock lock(fMutex);
-  fLastRun.swap(last);
-  return run;
-}
-
-std::shared_ptr<LauncherPosix::Run> LauncherPosix::RunOfThisThread() const {
-  if (tRun != nullptr && tRun->GetLauncher() == fNumber) return tRun;
-  const Lock lock(fMutex);
-  return fLastRun;
-}
+std::optional<std::uint32_t> LauncherPosix::GetRawEnd() const { return fRuns.GetRawEnd(); }
 
 boost::shared_ptr<Launcher> CreateLauncher() { return boost::make_shared<LauncherPosix>(); }
 

@@ -3,9 +3,7 @@
 #define ZTUTIL_LAUNCHERPOSIX_H_
 
 #include "launcher.h"
-
-#include <memory>
-#include <mutex>
+#include "launcherruns.h"
 
 namespace ztutil {
 
@@ -30,16 +28,7 @@ class LauncherPosix : public Launcher {
  private:
   class Run;
 
-  std::shared_ptr<Run> BeginRun();
-  std::shared_ptr<Run> RunOfThisThread() const;
-
-  static thread_local std::shared_ptr<Run> tRun;
-
-  const std::uint64_t fNumber;
-
-  mutable std::mutex fMutex;  // leaf; guards the fields below
-  std::shared_ptr<Run> fLastRun;
-  std::optional<std::uint32_t> fRawEnd;
+  LauncherRuns<Run> fRuns;
 };
 
 }  // namespace ztutil
