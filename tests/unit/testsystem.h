@@ -27,6 +27,9 @@ void UseAsStandardInput(ztutil::NativeHandle handle);
 // "own" for what no child process inherits, "inherited", or "closed".
 std::string StateOf(ztutil::NativeHandle handle);
 
+// How many processes start within a second, also on a busy machine.
+extern const unsigned kStartsAtOnce;
+
 // A file on which every flush fails. The caller closes it.
 std::FILE* OpenFullFile();
 

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <thread>
 
+const unsigned kStartsAtOnce = 16;
 const char kCarriageReturn[] = "";
 const std::uint32_t kNoSuchFile = ENOENT;
 const std::uint32_t kIsADirectory = EISDIR;

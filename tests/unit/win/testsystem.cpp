@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 
+const unsigned kStartsAtOnce = 1;  // Wine takes long for one
 const char kCarriageReturn[] = "\r";
 const std::uint32_t kNoSuchFile = ERROR_FILE_NOT_FOUND;
 const std::uint32_t kIsADirectory = ERROR_ACCESS_DENIED;

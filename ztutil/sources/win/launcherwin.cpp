@@ -1,0 +1,167 @@
+#include "launcherwin.h"
+
+#include "commandline.h"
+#include "fmt.h"
+#include "windowsheader.h"
+#include "winhandle.h"
+#include "ztlogging.h"
+
+#include <boost/make_shared.hpp>
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <stdexcept>
+
+namespace ztutil {
+
+namespace {
+
+DebugFlag gConsoleAppLog{"ConsoleAppLog"};
+DebugFlag gBinioLog{"BINIO_LOG"};
+
+constexpr DWORD kFirstCrashCode = 256;
+constexpr DWORD kKilledCode = 257;
+
+// What the system says of it goes to the log.
+[[noreturn]] void Fail(const char* call) {
+  const DWORD code = GetLastError();
+  const std::string text = std::string(call) + " failed";
+  ZT_LOG(gConsoleAppLog, text << ": error " << code);
+  throw std::runtime_error(text);
+}
+
+// Held from a launch's first pipe until the child's ends are closed here: a child that another thread starts
+// meanwhile would inherit these, too, and hold up the end of the data. Taken before the loggers' locks, and
+// nothing that logs launches. Never destroyed: an abandoned thread may outlive the statics.
+std::mutex& LaunchMutex() {
+  static auto* const mutex = new std::mutex;
+  return *mutex;
+}
+
+enum class Direction { kToChild, kFromChild };
+
+struct Pipe {
+  Pipe(const char* name, Direction direction, HANDLE& childEnd) {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    HANDLE read = nullptr;
+    HANDLE write = nullptr;
+    if (!CreatePipe(&read, &write, &inheritable, 0)) Fail("CreatePipe");
+    Own(*fRead, read);
+    Own(*fWrite, write);
+    const bool toChild = direction == Direction::kToChild;
+    if (!SetHandleInformation(toChild ? write : read, HANDLE_FLAG_INHERIT, 0)) Fail("SetHandleInformation");
+    childEnd = toChild ? read : write;
+    ZT_LOG(gBinioLog, name << "Rd=" << FmtPointer(read) << " " << name << "Wr=" << FmtPointer(write));
+  }
+
+  static boost::shared_ptr<WinHandle> NoHandle() {
+    return boost::make_shared<WinHandle>(kInvalidHandle, false, nullptr);
+  }
+
+  static void Own(WinHandle& end, HANDLE handle) {
+    end.Reset(reinterpret_cast<NativeHandle>(handle), true, nullptr);
+  }
+
+  boost::shared_ptr<WinHandle> fRead = NoHandle();
+  boost::shared_ptr<WinHandle> fWrite = NoHandle();
+};
+
+}  // namespace
+
+// The child of one launch. Its handles are never closed.
+struct LauncherWin::Run {
+  std::atomic<HANDLE> fProcess{nullptr};
+  std::atomic<bool> fKilled{false};
+};
+
+LauncherWin::LauncherWin() = default;
+LauncherWin::~LauncherWin() = default;
+
+LaunchResult LauncherWin::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
+  const std::shared_ptr<Run> run = fRuns.Begin();
+  std::u16string line = CommandLine(program, arguments);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
+  startup.wShowWindow = SW_HIDE;
+  // Until there are pipes in their place.
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+
+  const std::lock_guard<std::mutex> lock(LaunchMutex());
+  const Pipe input("childStdin", Direction::kToChild, startup.hStdInput);
+  const Pipe output("childStdout", Direction::kFromChild, startup.hStdOutput);
+  const Pipe errors("childStderr", Direction::kFromChild, startup.hStdError);
+  PROCESS_INFORMATION information{};
+  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE, 0, nullptr,
+                      nullptr, &startup, &information))
+    Fail("CreateProcessW");
+  run->fProcess = information.hProcess;
+  return {input.fWrite, {nullptr, output.fRead, errors.fRead}};
+}
+
+std::int32_t LauncherWin::Wait(std::int32_t* exitCode) {
+  const std::shared_ptr<Run> run = fRuns.Get();
+  const HANDLE process = run->fProcess;
+  if (WaitForSingleObject(process, INFINITE) == WAIT_FAILED) Fail("WaitForSingleObject");
+  DWORD code = 0;
+  if (!GetExitCodeProcess(process, &code)) Fail("GetExitCodeProcess");
+  fRuns.SetRawEnd(run, code);
+  if (code < kFirstCrashCode) {
+    *exitCode = static_cast<std::int32_t>(code);
+    return 0;
+  }
+  return run->fKilled ? 2 : 1;
+}
+
+void LauncherWin::Kill() {
+  const std::shared_ptr<Run> run = fRuns.Get();
+  const HANDLE process = run->fProcess;
+  if (process != nullptr) run->fKilled = true;
+  // A process that has just ended denies access.
+  if (!TerminateProcess(process, kKilledCode) && GetLastError() != ERROR_ACCESS_DENIED)
+    Fail("TerminateProcess");
+}
+
+std::optional<std::uint32_t> LauncherWin::GetRawEnd() const { return fRuns.GetRawEnd(); }
+
+boost::shared_ptr<Launcher> CreateLauncher() { return boost::make_shared<LauncherWin>(); }
+
+// What ends a process without its doing is the status of an exception, an error or a warning, or a code that
+// a language's runtime has raised. Others are its own choice, such as -1.
+std::string DescribeRawEnd(std::uint32_t rawEnd) {
+  const std::uint32_t kind = rawEnd >> 28;
+  if (kind != 0x8 && kind != 0xC && kind != 0xE) return "exit status " + std::to_string(rawEnd);
+  static constexpr struct {
+    std::uint32_t code;
+    const char* name;
+  } kNames[] = {
+      {0x80000003, "breakpoint"},
+      {0xC0000005, "access violation"},
+      {0xC0000006, "in-page error"},
+      {0xC0000017, "no memory"},
+      {0xC000001D, "illegal instruction"},
+      {0xC0000025, "noncontinuable exception"},
+      {0xC000008E, "floating-point division by zero"},
+      {0xC0000094, "integer division by zero"},
+      {0xC0000096, "privileged instruction"},
+      {0xC00000FD, "stack overflow"},
+      {0xC0000135, "DLL not found"},
+      {0xC0000139, "entry point not found"},
+      {0xC000013A, "Ctrl+C"},
+      {0xC0000142, "DLL initialization failed"},
+      {0xC0000374, "heap corruption"},
+      {0xC0000409, "stack buffer overrun"},
+      {0xC0000417, "invalid argument to the C runtime"},
+      {0xE06D7363, "C++ exception"},
+  };
+  char text[sizeof "exception 0x12345678"];
+  std::snprintf(text, sizeof text, "exception 0x%08X", unsigned{rawEnd});
+  for (const auto& row : kNames)
+    if (row.code == rawEnd) return std::string(text) + " (" + row.name + ")";
+  return text;
+}
+
+}  // namespace ztutil
