@@ -104,9 +104,11 @@ std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& r
   std::string directory =
       ResolvedPath(roots.sys + "/class/drm/" + deviceFile.substr(deviceFile.rfind('/') + 1) + "/device");
   if (isPCI(directory)) return directory;
-  // The device of a virtio card is a child of its PCI device. Farther up, as from a USB display, is
-  // another's.
-  const std::string parent = directory.substr(0, directory.rfind('/'));
+  // The device of a virtio card is a child of its PCI device. So is the framebuffer that the firmware has
+  // left, whose card isn't the adapter's own.
+  const std::size_t slash = directory.rfind('/');
+  if (slash == std::string::npos || directory.compare(slash + 1, 6, "virtio") != 0) return {};
+  const std::string parent = directory.substr(0, slash);
   return isPCI(parent) ? parent : "";
 }
 
