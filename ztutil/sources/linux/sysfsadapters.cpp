@@ -117,7 +117,8 @@ class AdapterFiles {
   }
 
   std::uint64_t DedicatedMemory() const {
-    // Intel's integrated GPU has had this place on every machine; its cards never have it.
+    // Intel's integrated GPU has had this place on every machine of metal; its cards never have it. In a
+    // virtual machine it may have another, and there the driver says 0.
     if (StartsWith(KGX::AdapterSlot(fFound.directory), "0000:00:02.") &&
         (fDriver == "i915" || fDriver == "xe"))
       return 0;
@@ -128,12 +129,14 @@ class AdapterFiles {
   }
 
   std::uint64_t DedicatedMemory(const MemorySource& source) const {
-    std::uint64_t bytes = source.attribute != nullptr ? SumOfAttribute(source.attribute) : 0;
-    if (bytes == 0 && source.asksDriver && !fFound.renderNode.empty() && !IsAsleep())
-      bytes = DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fFound.renderNode);
-    if (bytes == 0 && source.window >= 0)
-      bytes = WindowSize(KGX::ReadSystemFile(fDirectory + "resource"), static_cast<unsigned>(source.window));
-    return bytes;
+    const std::uint64_t told = source.attribute != nullptr ? SumOfAttribute(source.attribute) : 0;
+    if (told != 0) return told;
+    if (source.asksDriver && !fFound.renderNode.empty() && !IsAsleep()) {
+      const auto bytes = DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fFound.renderNode);
+      if (bytes) return *bytes;
+    }
+    if (source.window < 0) return 0;
+    return WindowSize(KGX::ReadSystemFile(fDirectory + "resource"), static_cast<unsigned>(source.window));
   }
 
   // The device's own, or those of its tiles.
