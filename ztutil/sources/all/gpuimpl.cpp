@@ -6,6 +6,7 @@
 
 #include <kgx/opengltypes.h>
 
+#include <atomic>
 #include <stdexcept>
 
 namespace {
@@ -20,8 +21,8 @@ void DefaultFailureHook(const char* file, int line, const char* message, bool fa
   if (fatal) throw std::runtime_error(text.str());
 }
 
-FailureHook gFailureHook = DefaultFailureHook;
-MessageHook gMessageHook = DefaultMessageHook;
+std::atomic<FailureHook> gFailureHook{DefaultFailureHook};
+std::atomic<MessageHook> gMessageHook{DefaultMessageHook};
 
 }  // namespace
 
@@ -32,17 +33,13 @@ void GLGPU::GLGetProgramivARB(std::int32_t name, std::int32_t* out) const {
 const char kNullFile[] = "<NULL>";
 
 FailureHook SetFailureHook(FailureHook hook) {
-  const FailureHook former = gFailureHook;
-  gFailureHook = hook != nullptr ? hook : DefaultFailureHook;
-  return former;
+  return gFailureHook.exchange(hook != nullptr ? hook : DefaultFailureHook);
 }
 
 FailureHook GetFailureHook() { return gFailureHook; }
 
 MessageHook SetMessageHook(MessageHook hook) {
-  const MessageHook former = gMessageHook;
-  gMessageHook = hook != nullptr ? hook : DefaultMessageHook;
-  return former;
+  return gMessageHook.exchange(hook != nullptr ? hook : DefaultMessageHook);
 }
 
 MessageHook GetMessageHook() { return gMessageHook; }

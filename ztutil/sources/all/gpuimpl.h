@@ -1,7 +1,8 @@
 // The GPUs as the tester sees them, and the one interface behind which all asking of drivers lies.
 //
 // A GLGPU or a CLGPU is a thin object over a shared GPUImpl, which does the work. What a question throws is
-// told at the implementations. All of this belongs to one thread.
+// told at the implementations. All of this belongs to one thread, but for the hooks, which any thread may
+// set, get and call.
 #ifndef ZTUTIL_GPUIMPL_H_
 #define ZTUTIL_GPUIMPL_H_
 
@@ -48,7 +49,8 @@ class GPUImpl {
   bool CompileProgramGLSL() const { return DoCompileProgramGLSL(); }
   bool GLFramebufferOK() const { return DoGLFramebufferOK(); }
 
-  // OpenGL getters. The text belongs to GL. `out` has room for all values of that name.
+  // OpenGL getters. The text is never null; it belongs to GL, and lives as long as the GPU's context. `out`
+  // has room for all values of that name.
   const char* GLGetString(std::uint32_t name) const { return DoGLGetString(name); }
   void GLGetIntegerv(std::int32_t name, std::int32_t* out) const { DoGLGetIntegerv(name, out); }
   void GLGetProgramivARB(std::int32_t target, std::int32_t name, std::int32_t* out) const {
