@@ -26,7 +26,8 @@ struct SystemRoots {
 };
 
 // The databases that have names for ids. Each is read when it is first asked, and then kept, and so are
-// answers: the larger one takes as long as all else that the system tells of a machine's adapters.
+// answers: the larger one takes as long as all else that the system tells of a machine's adapters. One thread
+// at a time uses an object, and what it refers to lives as long.
 class IdDatabases {
  public:
   explicit IdDatabases(SystemRoots roots = {}) : fRoots(std::move(roots)) {}

@@ -36,7 +36,7 @@ enum OpenGLExtension : std::uint32_t {
 };
 
 // Answers from the version and the extension string of the current context, anew at each call. A driver that
-// gives no string supports nothing. GL's error is neither read nor cleared.
+// gives no string supports nothing. GL's error is neither read nor cleared. A context must be current.
 class ExtensionManager {
  public:
   // Null as long as OpenGL isn't initialised (Library::Initialize). Not the caller's to delete.

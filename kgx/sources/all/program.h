@@ -9,7 +9,8 @@
 namespace KGX::OGL {
 
 // Each operation throws LogicalException if the driver refuses, with the driver's own log, on one line, as
-// the text.
+// the text, and InternalException if the driver lacks the function that it takes. The constructor throws
+// LogicalException below OpenGL 2.0.
 class Program {
  public:
   Program();

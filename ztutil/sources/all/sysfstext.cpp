@@ -48,8 +48,8 @@ std::string WMIDate(unsigned year, unsigned month, unsigned day) {
 // 1 for "Jan"; 0 for what is no month.
 unsigned MonthNumber(const std::string& name) {
   constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
-  const std::size_t found = name.size() == 3 ? kMonths.find(name) : 1;
-  return found % 3 == 0 ? static_cast<unsigned>(found / 3) + 1 : 0;
+  const std::size_t found = name.size() == 3 ? kMonths.find(name) : std::string_view::npos;
+  return found != std::string_view::npos && found % 3 == 0 ? static_cast<unsigned>(found / 3) + 1 : 0;
 }
 
 unsigned Decimal(const std::string& word) {

@@ -1,5 +1,5 @@
 // What Linux says of graphics adapters beyond their names, taken apart. Any bytes may come in; what can't be
-// understood is 0, or an empty text.
+// understood is 0, an empty text, or nothing.
 #ifndef ZTUTIL_SYSFSTEXT_H_
 #define ZTUTIL_SYSFSTEXT_H_
 

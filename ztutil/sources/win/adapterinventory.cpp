@@ -134,20 +134,33 @@ class Bstr {
   BSTR const fText;
 };
 
+class Variant {
+ public:
+  Variant() { VariantInit(&fValue); }
+  ~Variant() { VariantClear(&fValue); }
+  Variant(const Variant&) = delete;
+  Variant& operator=(const Variant&) = delete;
+
+  VARIANT* Address() { return &fValue; }
+  const VARIANT* operator->() const { return &fValue; }
+
+ private:
+  VARIANT fValue;
+};
+
 class WMIRow : public AdapterRow {
  public:
   explicit WMIRow(ComPtr<IWbemClassObject> row) : fRow(std::move(row)) {}
 
   RowProperty Get(const char* name) override {
-    VARIANT value;
-    VariantInit(&value);
+    Variant value;
     RowProperty property;
     const std::wstring wideName(name, name + std::strlen(name));
-    property.status = fRow->Get(wideName.c_str(), 0, &value, nullptr, nullptr);
-    property.type = value.vt;
-    if (value.vt == VT_I4) property.number = value.lVal;
-    if (value.vt == VT_BSTR) property.text.assign(value.bstrVal, value.bstrVal + SysStringLen(value.bstrVal));
-    VariantClear(&value);
+    property.status = fRow->Get(wideName.c_str(), 0, value.Address(), nullptr, nullptr);
+    property.type = value->vt;
+    if (value->vt == VT_I4) property.number = value->lVal;
+    if (value->vt == VT_BSTR)
+      property.text.assign(value->bstrVal, value->bstrVal + SysStringLen(value->bstrVal));
     return property;
   }
 

@@ -5,7 +5,7 @@
 
 #include "windowsheader.h"
 
-// windows.h has macros of these names, which would make one of two functions of them.
+// windows.h has a macro of this name, which would make one of two functions of it.
 #undef GetMenuItemInfo
 
 namespace ztutil {
