@@ -3,7 +3,6 @@
 #include "gpuprowlertester.h"
 #include "zentaratester.h"
 
-#include <kgx/exception.h>
 #include <ztutil/standardstreams.h>
 #include <ztutil/ztlogging.h>
 
@@ -139,13 +138,6 @@ std::int32_t GPUProwlerApp::Run(std::list<std::string>& args) {
   fExitCode = 0;
   try {
     RunTester(args);
-  } catch (const KGX::LogicalException& exception) {
-    fExitCode = 2;
-    try {
-      DoStderr(std::string("KGX::LogicalException: ") +
-               (exception.message() != nullptr ? exception.message() : "<NULL>"));
-    } catch (...) {
-    }
   } catch (const UsageException& exception) {
     fExitCode = 3;
     try {
@@ -153,16 +145,10 @@ std::int32_t GPUProwlerApp::Run(std::list<std::string>& args) {
       for (const std::string& line : GetUsage()) DoStderr(line);
     } catch (...) {
     }
-  } catch (const std::exception& exception) {
-    fExitCode = 2;
-    try {
-      DoStderr(std::string("exception: ") + (exception.what() != nullptr ? exception.what() : "<NULL>"));
-    } catch (...) {
-    }
   } catch (...) {
     fExitCode = 2;
     try {
-      DoStderr("unknown exception");
+      DoStderr(TextOfCurrentException());
     } catch (...) {
     }
   }

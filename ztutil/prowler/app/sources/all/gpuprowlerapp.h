@@ -8,6 +8,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <cstdint>
+#include <cstdio>
 #include <list>
 #include <stdexcept>
 #include <string>

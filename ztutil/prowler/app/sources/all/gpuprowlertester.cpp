@@ -37,7 +37,33 @@ std::string Reason(const KGX::LogicalException& exception) {
   return std::string(": ") + (exception.message() != nullptr ? exception.message() : "<NULL>");
 }
 
+// Whether the attempt comes to its end; if not, the log has the text and the reason.
+template <class Attempt>
+bool Succeeds(const char* failure, Attempt attempt) {
+  try {
+    attempt();
+    return true;
+  } catch (const KGX::LogicalException& exception) {
+    ZT_LOG(gGPUProwler, failure << Reason(exception));
+  } catch (...) {
+    ZT_LOG(gGPUProwler, failure);
+  }
+  return false;
+}
+
 }  // namespace
+
+std::string TextOfCurrentException() {
+  try {
+    throw;
+  } catch (const KGX::LogicalException& exception) {
+    return "KGX::LogicalException" + Reason(exception);
+  } catch (const std::exception& exception) {
+    return std::string("exception: ") + (exception.what() != nullptr ? exception.what() : "<NULL>");
+  } catch (...) {
+    return "unknown exception";
+  }
+}
 
 GPUProwlerTester::GPUProwlerTester(GPUProwlerApp* app) : fApp(app) {}
 
@@ -72,31 +98,17 @@ void GPUProwlerTester::DoRunKGXCoreInitialize() {
 
 void GPUProwlerTester::DoRunKGXOGLInitialize() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunKGXOGLInitialize");
-  bool ok = false;
-  try {
-    KGX::OGL::Library::Initialize(KGX::OGL::Library::InitOptions());
-    ok = true;
-  } catch (const KGX::LogicalException& exception) {
-    ZT_LOG(gGPUProwler, "KGX::OGL::Library::initialize() failed" << Reason(exception));
-  } catch (...) {
-    ZT_LOG(gGPUProwler, "KGX::OGL::Library::initialize() failed");
-  }
-  PutNumber(ProwlerKey::kKGXOGLInitialized, ok);
+  PutNumber(ProwlerKey::kKGXOGLInitialized, Succeeds("KGX::OGL::Library::initialize() failed", [] {
+              KGX::OGL::Library::Initialize(KGX::OGL::Library::InitOptions());
+            }));
   CountStep();
 }
 
 void GPUProwlerTester::DoRunAnyGLGPU() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunAnyGLGPU");
-  bool ok = false;
-  try {
-    const KGX::OGL::ContextOffscreen context(KGX::OGL::Context::PrimaryDisplayDevice());
-    ok = true;
-  } catch (const KGX::LogicalException& exception) {
-    ZT_LOG(gGPUProwler, "Cannot create default ContextOffscreen" << Reason(exception));
-  } catch (...) {
-    ZT_LOG(gGPUProwler, "Cannot create default ContextOffscreen");
-  }
-  PutNumber(ProwlerKey::kOGLContextCreated, ok);
+  PutNumber(ProwlerKey::kOGLContextCreated, Succeeds("Cannot create default ContextOffscreen", [] {
+              const KGX::OGL::ContextOffscreen context(KGX::OGL::Context::PrimaryDisplayDevice());
+            }));
   CountStep();
 }
 
@@ -162,13 +174,8 @@ void GPUProwlerTester::RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test) {
       test(*this, *current);
       ++current;
       continue;
-    } catch (const KGX::LogicalException& exception) {
-      ztutil::WriteStderrLine("KGX::LogicalException" + Reason(exception));
-    } catch (const std::exception& exception) {
-      ztutil::WriteStderrLine(std::string("exception: ") +
-                              (exception.what() != nullptr ? exception.what() : "<NULL>"));
     } catch (...) {
-      ztutil::WriteStderrLine("unknown exception");
+      ztutil::WriteStderrLine(TextOfCurrentException());
     }
     ZT_LOG(gGPUProwler, "Testing terminated for " << current->fTag);
     AddFailure();

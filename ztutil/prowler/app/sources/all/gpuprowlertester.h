@@ -10,6 +10,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <string>
@@ -24,6 +25,9 @@ struct TaggedGPU {
 };
 
 using TaggedGPUList = std::list<TaggedGPU>;
+
+// What is told of a failure on standard error. To be called in a handler of the exception.
+std::string TextOfCurrentException();
 
 // Something to be asked of one GPU.
 class GPUTest {
