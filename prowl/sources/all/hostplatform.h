@@ -12,6 +12,9 @@ std::string ProberBesideUs();
 // A path as LaunchParams takes a program, whatever bytes or blanks are in it.
 std::wstring LaunchText(const std::string& path);
 
+// Undoes what a parent can have left to us and would keep us from seeing how a child ends.
+void PrepareHostProcess();
+
 // Whether somebody looks at standard error.
 bool IsErrorTerminal();
 

@@ -122,6 +122,7 @@ int Run(Options options) {
 
 int main(int argc, char** argv) {
   ztutil::platform::PrepareProberProcess();
+  prowl::platform::PrepareHostProcess();
   int status = prowl::kStatusError;
   CLI::App app(kDescription, "prowl");
   try {

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 namespace prowl::platform {
@@ -14,6 +15,9 @@ std::string ProberBesideUs() {
 }
 
 std::wstring LaunchText(const std::string& path) { return ztutil::WideFromUTF8(path); }
+
+// Where its signal is ignored, the kernel forgets a child as soon as it ends.
+void PrepareHostProcess() { std::signal(SIGCHLD, SIG_DFL); }
 
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) != 0; }
 

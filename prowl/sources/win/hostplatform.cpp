@@ -29,6 +29,8 @@ std::string ProberBesideUs() {
 // The program goes into the command line as it stands.
 std::wstring LaunchText(const std::string& path) { return L"\"" + Wide(path) + L"\""; }
 
+void PrepareHostProcess() {}
+
 bool IsErrorTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
 }  // namespace prowl::platform
