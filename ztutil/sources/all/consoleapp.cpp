@@ -89,6 +89,7 @@ void ConsoleApp::LaunchLocked(Lock& lock, const boost::shared_ptr<ExecutionData>
                               const LaunchParams& launchParams) {
   if (fState != State::Idle) throw std::runtime_error("ConsoleApp: must be idle");
   SetStateLocked(lock, State::Launching);
+  fHasChild = false;
   fExecutionData.store(executionData);
   fLaunchParams = launchParams;
   fLauncherThread.Start(LaunchThreadTask(executionData, fLauncher, launchParams));
@@ -244,6 +245,8 @@ void ConsoleApp::Kill() {
   if (state != State::Running && state != State::Timeout) return;
   SetStateLocked(lock, State::Killing);
   ThrowIfInjectedLocked(lock, TaskID::Client, Fault::LauncherKill, "LauncherKill");
+  // The launcher's last child would be that of an earlier run, which was left alone.
+  if (!fHasChild) throw std::runtime_error("TerminateProcess failed");
   fLauncher->Kill();
 }
 
@@ -334,6 +337,7 @@ void ConsoleApp::NotifyLaunching() {
 void ConsoleApp::NotifyLaunched() {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunched()");
   Lock lock(fMutex);
+  fHasChild = true;
   ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyLaunched, "NotifyLaunched");
   SetStateLocked(lock, State::Launched);
 }

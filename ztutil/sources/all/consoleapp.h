@@ -158,7 +158,8 @@ double GetDefaultStateWaitSeconds();
 // next Launch, GetState, Wait or Kill. Launch and Wait leave an object Idle that way; GetState and Kill leave
 // it as it is.
 //
-// No call takes longer than its bound and the short wait, with one exception: a write to the standard input
+// No call takes longer than its bound and the short wait, Launch not longer than three short waits, with one
+// exception: a write to the standard input
 // of a child that doesn't read lasts until that reads or ends, and every other call but GetTasksRunning waits
 // for it.
 class ConsoleApp {
@@ -190,16 +191,18 @@ class ConsoleApp {
   // Reserved.
   virtual void OnReserved();
 
+  // Uses that launcher, never null.
   explicit ConsoleApp(boost::shared_ptr<Launcher> launcher);
 
  public:
-  // Starts a run, whose record names this object, and gives it the short wait to get going: afterwards the
-  // child may be running, ended, or still on its way. Throws what the start has raised, or std::runtime_error
-  // with "ConsoleApp: must be idle", and resets, in this case a run that was under way, too.
+  // Starts a run, whose record, never null, names this object, and gives it the short wait to get going:
+  // afterwards the child may be running, ended, or still on its way. Throws what the start has raised, or
+  // std::runtime_error with "ConsoleApp: must be idle", and resets, in this case a run that was under way,
+  // too.
   void Launch(const boost::shared_ptr<ExecutionData>& executionData, const LaunchParams& launchParams);
 
   // Back to Idle, whatever there was. The run's threads are cut off and given the short wait to end. A child
-  // that was launched runs on.
+  // that has come to Running runs on; one on its way there is killed.
   void Reset();
 
   // The state, once it is stable. When it isn't within that many seconds, it becomes Timeout, until the child
@@ -213,8 +216,8 @@ class ConsoleApp {
   State Wait(std::int32_t* exitCode, double maxWaitSeconds);
 
   // Asks for the end of a child that runs, or hasn't come to run within the short wait, and doesn't wait for
-  // it. No error when there is no such child. Throws std::runtime_error where the launcher can't: the state
-  // stays Killing.
+  // it. No error when it has ended. Throws std::runtime_error where it can't be asked, with "TerminateProcess
+  // failed" when it wasn't launched yet: the state stays Killing, and it may come to run all the same.
   void Kill();
 
   // Which of the run's threads are at work, as the sum of their 1 << TaskID: 8 while there is a launch
@@ -278,6 +281,7 @@ class ConsoleApp {
   // Notified when the state changes, and when a failure comes or goes.
   boost::condition_variable fCond;
   State fState = State::Idle;
+  bool fHasChild = false;  // the run's child was launched
   std::int32_t fExitCode = 0;
   std::atomic<Fault> fInjectedFault{Fault::NoFault};
   const boost::shared_ptr<Launcher> fLauncher;

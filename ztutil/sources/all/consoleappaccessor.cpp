@@ -14,6 +14,8 @@ namespace {
 
 DebugFlag gConsoleAppLog{"ConsoleAppLog"};
 
+constexpr char kNoConsoleApp[] = "ConsoleAppLauncher: no ConsoleApp";
+
 }  // namespace
 
 namespace consoleapp {
@@ -147,6 +149,7 @@ void ConsoleAppAccessor::ThrowIfInjected(Fault fault, const char* message) {
 void ConsoleAppAccessor::InjectFault(Fault fault) { InjectFault(GetConsoleApp(false), fault); }
 
 void ConsoleAppAccessor::InjectFault(const boost::shared_ptr<ConsoleApp>& consoleApp, Fault fault) {
+  if (consoleApp == nullptr) throw std::runtime_error(kNoConsoleApp);
   consoleApp->InjectFault(fault);
 }
 
@@ -268,7 +271,7 @@ void ConsoleAppLauncher::SetLaunchParams(const LaunchParams& launchParams) {
 
 void ConsoleAppLauncher::RequireLaunchable() const {
   if (HasExecutionData()) throw std::runtime_error("ConsoleAppLauncher::Launch: already launched");
-  if (fConsoleApp == nullptr) throw std::runtime_error("ConsoleAppLauncher: no ConsoleApp");
+  if (fConsoleApp == nullptr) throw std::runtime_error(kNoConsoleApp);
 }
 
 void ConsoleAppLauncher::Launch() {

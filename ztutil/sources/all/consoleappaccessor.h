@@ -110,6 +110,7 @@ class ConsoleAppAccessor {
   void ThrowIfFailurePending();
   void ThrowIfInjected(Fault fault, const char* message);
   void InjectFault(Fault fault);
+  // Without a ConsoleApp std::runtime_error with "ConsoleAppLauncher: no ConsoleApp".
   static void InjectFault(const boost::shared_ptr<ConsoleApp>& consoleApp, Fault fault);
 
   // With this party's record.
@@ -182,7 +183,7 @@ class ConsoleAppLauncher : public ConsoleAppAccessor {
   State Wait(std::int32_t* exitCode, double maxWaitSeconds);
   void Kill();
 
-  // Needs no run: the fault may be armed before Launch.
+  // Needs no run: the fault may be armed before Launch. Throws as the static form.
   void InjectFault(Fault fault);
 
  private:

@@ -37,11 +37,10 @@ OutputTask& OutputTask::operator=(const OutputTask& other) {
 OutputTask::~OutputTask() = default;
 
 void OutputTask::AssignLocked(const OutputTask& other) {
-  if (other.fIsRunning) throw std::runtime_error("OutputTask::AssignLocked: task is running");
+  if (other.fIsRunning || fIsAtWork) throw std::runtime_error("OutputTask::AssignLocked: task is running");
   fTaskID = other.fTaskID.load();
   fExecutionData.store(other.fExecutionData.load());
   fReader = other.fReader;
-  fIsRunning = other.fIsRunning;
 }
 
 void OutputTask::DoBegin(Lock&) {}

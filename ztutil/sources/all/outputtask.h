@@ -26,7 +26,8 @@ class OutputTask : public ConsoleAppAccessor {
   OutputTask();
   OutputTask(TaskID taskID, const boost::shared_ptr<ExecutionData>& executionData,
              const boost::shared_ptr<Reader>& reader);
-  // A source that runs is std::runtime_error with "OutputTask::AssignLocked: task is running".
+  // A source that runs and a destination that works are std::runtime_error with "OutputTask::AssignLocked:
+  // task is running".
   OutputTask(const OutputTask& other);
   OutputTask& operator=(const OutputTask& other);
   ~OutputTask() override;
