@@ -86,12 +86,6 @@ class PrefixText {
   char* fEnd = fText;
 };
 
-// The logger, which must be there.
-ZTLogger& Required(const Stackable<ZTLogger>::Held& logger) {
-  if (!logger) throw std::runtime_error("Stackable: nullptr");
-  return *logger;
-}
-
 }  // namespace
 
 ZTLogger::ZTLogger(const char* name) : fPreviousTime(Now()), fCurrentTime(Now()) {
@@ -237,12 +231,12 @@ ZTLoggerLock::ZTLoggerLock() {
 }
 
 std::uintptr_t IndentLog(std::uintptr_t word) {
-  Required(CurrentLogger()).Indent();
+  CurrentLogger()->Indent();
   return word;
 }
 
 std::uintptr_t OutdentLog(std::uintptr_t word) {
-  Required(CurrentLogger()).Outdent();
+  CurrentLogger()->Outdent();
   return word;
 }
 

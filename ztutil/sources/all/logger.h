@@ -87,6 +87,7 @@ class ZTLogger : public Stackable<ZTLogger> {
   void Outdent();
 
  protected:
+  // Not null.
   explicit ZTLogger(const char* name);
 
  private:

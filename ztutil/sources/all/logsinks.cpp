@@ -9,7 +9,6 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include <set>
-#include <stdexcept>
 
 namespace ztutil {
 
@@ -27,12 +26,6 @@ const char* NameOf(std::FILE* stream) {
 bool IsFirstUse(const std::string& path) {
   static auto* const used = new std::set<std::string>;
   return used->insert(path).second;
-}
-
-Stackable<ZTLogger>::Held Beneath(const ZTLogger* logger) {
-  auto below = ZTLogger::Below(logger);
-  if (!below) throw std::runtime_error("Stackable: nullptr");
-  return below;
 }
 
 }  // namespace
@@ -101,9 +94,10 @@ SingleLineLogger::SingleLineLogger(const char* name, const Hold&)
     : ZTLogger(name != nullptr ? name : "SingleLineLogger") {}
 
 SingleLineLogger::~SingleLineLogger() {
+  const Hold hold;  // nobody else's text gets behind the end of the line
   try {
     if (fCalls > 0) {
-      const auto below = Beneath(this);
+      const auto below = Below(this);
       const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());
       const std::string end = below->GetEndOfLine();
       if (!end.empty()) below->Write(end.data(), end.size());
@@ -115,11 +109,11 @@ SingleLineLogger::~SingleLineLogger() {
 }
 
 std::string SingleLineLogger::MakePrefix(const char* file, int line) {
-  return fCalls++ < 1 ? Beneath(this)->MakePrefix(file, line) : " ";
+  return fCalls++ < 1 ? Below(this)->MakePrefix(file, line) : " ";
 }
 
 std::string SingleLineLogger::GetEndOfLine() const { return {}; }
 
-void SingleLineLogger::Write(const void* bytes, std::size_t count) { Beneath(this)->Write(bytes, count); }
+void SingleLineLogger::Write(const void* bytes, std::size_t count) { Below(this)->Write(bytes, count); }
 
 }  // namespace ztutil

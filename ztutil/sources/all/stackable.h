@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -35,7 +36,8 @@ class Stackable : public StackableBase {
     boost::unique_lock<boost::recursive_mutex> fLock;
   };
 
-  // An object of the stack, or none, with a hold as long as there is one.
+  // An object of the stack, or none, with a hold as long as there is one. Use of none throws
+  // std::runtime_error with "Stackable: nullptr".
   class Held {
    public:
     Held() = default;
@@ -44,8 +46,10 @@ class Stackable : public StackableBase {
     }
 
     explicit operator bool() const { return fObject != nullptr; }
-    T* operator->() const { return fObject; }
-    T& operator*() const { return *fObject; }
+    T* operator->() const {
+      if (fObject == nullptr) throw std::runtime_error("Stackable: nullptr");
+      return fObject;
+    }
     T* get() const { return fObject; }
 
    private:
