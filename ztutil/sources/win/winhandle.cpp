@@ -34,7 +34,11 @@ std::uint32_t Open(const fs::path& path, std::uint32_t access, std::uint32_t cre
 
 std::uint32_t Read(NativeHandle handle, void* buf, std::size_t n, std::size_t& count) {
   DWORD got = 0;
-  const std::uint32_t code = Code(ReadFile(Handle(handle), buf, static_cast<DWORD>(n), &got, nullptr));
+  std::uint32_t code = 0;
+  // Nothing from a pipe isn't its end: somebody has written nothing.
+  do {
+    code = Code(ReadFile(Handle(handle), buf, static_cast<DWORD>(n), &got, nullptr));
+  } while (code == 0 && got == 0 && n != 0 && GetFileType(Handle(handle)) == FILE_TYPE_PIPE);
   if (code != 0 && code != ERROR_BROKEN_PIPE) return code;
   count = code == 0 ? got : 0;
   return 0;
