@@ -30,8 +30,8 @@ class Buffer : public RandomAccess {
   // else std::runtime_error with "Buffer: null buf with positive size".
   Buffer(void* data, std::size_t size);
 
-  // Copies the data and the state, to a block of its own with the same capacity. What was put back to the
-  // other as a Reader isn't copied, swapped or assigned.
+  // Copies the data and the state, to a block of its own with the same capacity; of capacity 0 it is closed.
+  // What was put back to the other as a Reader isn't copied, swapped or assigned.
   Buffer(const Buffer& other);
   Buffer& operator=(const Buffer& other);
   ~Buffer() override;

@@ -6,15 +6,19 @@ namespace ztutil {
 
 namespace {
 
+std::size_t RequireAtMost(std::size_t count, std::size_t asked) {
+  if (count > asked) throw std::logic_error("write returned more than asked");
+  return count;
+}
+
 template <class Function>
 void Loop(const void* buf, std::size_t n, const Function& write) {
   const auto* const begin = static_cast<const std::uint8_t*>(buf);
   std::size_t written = 0;
   try {
     while (written != n) {
-      const std::size_t count = write(begin + written, n - written);
+      const std::size_t count = RequireAtMost(write(begin + written, n - written), n - written);
       if (count == 0) throw std::logic_error("WriteFunc should never return 0");
-      if (count > n - written) throw std::logic_error("write returned more than asked");
       written += count;
     }
   } catch (...) {
@@ -39,7 +43,7 @@ void Writer::SetWriter(Writer* delegate, bool own) {
 std::size_t Writer::WriteSome(const void* buf, std::size_t n) {
   RequireOpen();
   if (n == 0) return 0;
-  const std::size_t count = WriteSomeImpl(buf, n);
+  const std::size_t count = RequireAtMost(WriteSomeImpl(buf, n), n);
   if (count == 0) throw std::logic_error("DoWriteSome should never return 0 if nbytes > 0");
   return count;
 }

@@ -13,8 +13,9 @@
 namespace ztutil {
 
 // Calls the function for what remains until all of it is written. A function that throws, or gives 0, which
-// is std::logic_error with "WriteFunc should never return 0", ends the loop: with that exception if nothing
-// was written, else with XUnderrun, which tells what was.
+// is std::logic_error with "WriteFunc should never return 0", or more than it was asked to write, the same
+// with "write returned more than asked", ends the loop: with that exception if nothing was written, else with
+// XUnderrun, which tells what was.
 using WriteFunc = std::function<std::size_t(const void* buf, std::size_t n)>;
 void WriteLoop(const void* buf, std::size_t n, const WriteFunc& writeFunction);
 
@@ -27,7 +28,7 @@ class Writer : public virtual Channel {
   void SetWriter(Writer* delegate, bool own);
 
   // Writes at least one byte, maybe not all, and gives the count; 0 for n = 0 only. Throws std::logic_error
-  // with "DoWriteSome should never return 0 if nbytes > 0".
+  // with "DoWriteSome should never return 0 if nbytes > 0" and "write returned more than asked".
   std::size_t WriteSome(const void* buf, std::size_t n);
 
   // Writes all, by WriteLoop.

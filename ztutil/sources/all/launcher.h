@@ -30,14 +30,15 @@ class Launcher {
   // Doesn't touch a child that still runs.
   virtual ~Launcher() = default;
 
-  // Starts a program with its three standard streams on pipes; of what else this process has open it
-  // inherits nothing, but its environment and working directory. Throws std::runtime_error, and then there is
+  // Starts a program with its three standard streams on pipes, and this process's environment and working
+  // directory. On Linux it inherits nothing else; on Windows it does inherit those handles of the host's that
+  // are marked for it. Throws std::runtime_error, and then there is
   // no child: "CreatePipe failed", "SetHandleInformation failed" or "CreateProcessW failed".
   virtual LaunchResult Launch(const std::wstring& program, const std::deque<std::string>& arguments) = 0;
 
   // Waits for the child's end, without a bound. 0 if it ended by itself, and only then the exit code is set;
-  // 1 if it crashed, 2 if it was killed by Kill. Throws std::runtime_error with "WaitForSingleObject failed"
-  // or "GetExitCodeProcess failed".
+  // 1 if it crashed, 2 if it was killed by Kill. The pointer is never null. Throws std::runtime_error with
+  // "WaitForSingleObject failed" or "GetExitCodeProcess failed".
   virtual std::int32_t Wait(std::int32_t* exitCode) = 0;
 
   // Asks for the child's end and doesn't wait for it. A child that has already ended is no error; a run that
