@@ -44,8 +44,7 @@ function(gpuprowler_target_defaults target)
   endif()
 endfunction()
 
-# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>,
-# from the build tree as from an installation.
+# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>.
 function(gpuprowler_library name)
   add_library(${name} STATIC ${ARGN})
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
