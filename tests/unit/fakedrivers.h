@@ -6,9 +6,10 @@
 #include <kgx/opencltable.h>
 #include <kgx/openglinterceptor.h>
 
-#include <deque>
+#include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Tells of each time that it is made current or released.
@@ -24,39 +25,57 @@ class FakeContext : public KGX::OGL::Context {
   std::vector<std::string>& fEvents;
 };
 
-// A GL driver with texts of one's own, in force as long as it lives. Errors pend as in GL: the first of them
-// is given to the next glGetError.
+// A GL driver with texts and numbers of one's own, in force as long as it lives. A text that it doesn't have
+// is null, a number an error, which pends until glGetError.
 class FakeGL : public KGX::OGL::OpenGLInterceptor {
  public:
   FakeGL() : fFormer(SetInstance(this)) {}
   ~FakeGL() override { SetInstance(fFormer); }
 
-  KGX::OGL::GLenum glGetError(KGX_GL_CALLER) override;
-  const KGX::OGL::GLubyte* glGetString(KGX_GL_CALLER, KGX::OGL::GLenum name) override;
-  void glGetIntegerv(KGX_GL_CALLER, KGX::OGL::GLenum name, KGX::OGL::GLint* out) override;
+  KGX::OGL::GLenum glGetError(const char*, int) override { return std::exchange(fError, 0); }
+  const KGX::OGL::GLubyte* glGetString(const char*, int, KGX::OGL::GLenum name) override {
+    return reinterpret_cast<const KGX::OGL::GLubyte*>(texts[name]);
+  }
+  void glGetIntegerv(const char*, int, KGX::OGL::GLenum name, KGX::OGL::GLint* out) override {
+    const auto value = integers.find(name);
+    if (value != integers.end()) *out = value->second;
+    if (value == integers.end()) fError = 0x0500;
+  }
 
   std::map<KGX::OGL::GLenum, const char*> texts;
   std::map<KGX::OGL::GLenum, KGX::OGL::GLint> integers;
-  std::deque<KGX::OGL::GLenum> errors;
 
  private:
   OpenGLInterceptor* const fFormer;
+  KGX::OGL::GLenum fError = 0;
 };
 
-// Puts OpenCL's table back at its end.
+// An OpenCL driver that knows properties of a platform and of a device, in force as long as it lives.
 class FakeCL {
  public:
-  FakeCL() : fFormer(table()) {}
-  ~FakeCL() { table() = fFormer; }
+  FakeCL() : fFormer(Table()) {
+    answers = {{CL_DEVICE_PLATFORM, std::string(sizeof(cl_platform_id), '\1')}};
+    Table().clGetPlatformInfo = Answer<cl_platform_id>;
+    Table().clGetDeviceInfo = Answer<cl_device_id>;
+  }
+  ~FakeCL() { Table() = fFormer; }
 
-  KGX::OCL::EntryPoints& table() const { return KGX::OCL::ExtensionManager::instance()->table(); }
+  static KGX::OCL::EntryPoints& Table() { return KGX::OCL::ExtensionManager::instance()->table(); }
 
-  // Answers of clGetPlatformInfo and clGetDeviceInfo by property, as raw bytes; what isn't there is refused.
-  static std::map<cl_uint, std::string>& Answers();
-  // Puts the two functions into the table.
-  void UseAnswers();
+  // Raw bytes by property; what isn't there is refused.
+  static inline std::map<cl_uint, std::string> answers;
 
  private:
+  template <class Object>
+  static cl_int CL_API_CALL Answer(Object, cl_uint property, std::size_t size, void* out,
+                                   std::size_t* sizeOut) {
+    const auto answer = answers.find(property);
+    if (answer == answers.end() || (out != nullptr && size < answer->second.size())) return CL_INVALID_VALUE;
+    if (out != nullptr) std::memcpy(out, answer->second.data(), answer->second.size());
+    if (sizeOut != nullptr) *sizeOut = answer->second.size();
+    return CL_SUCCESS;
+  }
+
   const KGX::OCL::EntryPoints fFormer;
 };
 
