@@ -20,9 +20,8 @@ SystemTree::SystemTree() : fFolder(MakeFolder()) {
   Write("proc/sys/kernel/osrelease", "6.1.0-test\n");
   Write("proc/sys/kernel/version", "#1 SMP PREEMPT_DYNAMIC Debian 6.1.55-1 (2023-09-29)\n");
   Write("share/misc/pci.ids",
-        "#\n1002  AMD\n\t15d8  Picasso [Radeon Vega Series]\n\t73bf  Navi 21 [Radeon RX 6800/6800 XT]\n"
-        "1a03  ASPEED\n\t2000  ASPEED Graphics Family\n1af4  Red Hat\n\t1050  Virtio 1.0 GPU\n"
-        "8086  Intel\n\t3ea0  WhiskeyLake-U GT2 [UHD Graphics 620]\n\t56a0  DG2 [Arc A770]\n");
+        "#\n1002  AMD\n\t73bf  Navi 21 [Radeon RX 6800/6800 XT]\n"
+        "8086  Intel\n\t3ea0  WhiskeyLake-U GT2 [UHD Graphics 620]\n");
   Write("share/libdrm/amdgpu.ids", "#\n1.0.0\n73BF,\tC1,\tAMD Radeon RX 6800 XT\n");
 }
 
@@ -34,9 +33,10 @@ void SystemTree::Write(const std::string& path, const std::string& content) {
 }
 
 void SystemTree::Link(const std::string& path, const std::string& target) {
-  fs::create_directories(fs::path(Path(path)).parent_path());
+  const fs::path folder = fs::path(Path(path)).parent_path();
+  fs::create_directories(folder);
   fs::create_directories(Path(target));
-  fs::create_symlink(fs::relative(Path(target), fs::path(Path(path)).parent_path()), Path(path));
+  if (!fs::is_symlink(Path(path))) fs::create_symlink(fs::relative(Path(target), folder), Path(path));
 }
 
 std::string SystemTree::AddDevice(const std::string& slot, const std::string& ids, const std::string& driver,
@@ -50,11 +50,9 @@ std::string SystemTree::AddDevice(const std::string& slot, const std::string& id
   const std::size_t slash = driver.find('/');
   std::string owner = slash == std::string::npos ? device : device + "/" + driver.substr(0, slash);
   const std::string name = driver.substr(slash + 1);
-  if (!name.empty()) {
-    Link(owner + "/driver", "sys/bus/drivers/" + name);
-    if (!fs::exists(Path("sys/bus/drivers/" + name + "/module")))
-      Link("sys/bus/drivers/" + name + "/module", "sys/module/" + name);
-  }
+  if (name.empty()) return owner;
+  Link(owner + "/driver", "sys/bus/drivers/" + name);
+  Link("sys/bus/drivers/" + name + "/module", "sys/module/" + name);
   return owner;
 }
 
