@@ -10,20 +10,17 @@
 
 namespace {
 
-bool IsPrintable(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+template <class Text, class Quote, class Unquote>
+void CheckQuote(const Text& text, Quote quote, Unquote unquote) {
+  const std::string quoted = quote(text.c_str());
+  Require(std::all_of(quoted.begin(), quoted.end(), [](char c) { return c >= ' ' && c <= '~'; }),
+          "a quoted text is printable ASCII");
+  Require(unquote(quoted) == text.c_str(), "unquoting gives the text back");
 }
 
-void CheckQuote(const std::string& text) {
-  const std::string quoted = ztutil::QuoteString(text.c_str());
-  Require(IsPrintable(quoted), "a quoted text is printable ASCII");
-  Require(ztutil::UnquoteString(quoted) == text.c_str(), "unquoting gives the text back");
-}
-
-void CheckWideQuote(const std::u16string& text) {
-  const std::string quoted = ztutil::QuoteWideString(text.c_str());
-  Require(IsPrintable(quoted), "a quoted wide text is printable ASCII");
-  Require(ztutil::UnquoteWideString(quoted) == text.c_str(), "unquoting gives the wide text back");
+void CheckQuotes(const std::string& text, const std::u16string& wideText) {
+  CheckQuote(text, ztutil::QuoteString, ztutil::UnquoteString);
+  CheckQuote(wideText, ztutil::QuoteWideString, ztutil::UnquoteWideString);
 }
 
 }  // namespace
@@ -32,13 +29,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data), size);
   std::u16string wideText;
   for (std::size_t i = 0; i + 1 < size; i += 2) wideText += static_cast<char16_t>(data[i] << 8 | data[i + 1]);
-  CheckQuote(text);
-  CheckWideQuote(wideText);
+  CheckQuotes(text, wideText);
 
   const std::string unquoted = ztutil::UnquoteString(text);
   const std::u16string wideUnquoted = ztutil::UnquoteWideString(text);
   Require(unquoted.size() <= size && wideUnquoted.size() <= size, "unquoting makes no text longer");
-  CheckQuote(unquoted);
-  CheckWideQuote(wideUnquoted);
+  CheckQuotes(unquoted, wideUnquoted);
   return 0;
 }
