@@ -107,10 +107,10 @@ TEST(SysfsAdapters, TheOrderOfAServerAndWhatDrivesADisplay) {
   tree.AddDevice("0000:80:00.0", "10de:20b0 030200", "");
   tree.AddDevice("0000:84:00.0", "10de:2330 030200", "vfio-pci");
   tree.AddDevice("0000:85:00.0", "8086:1533 020000", "igb");
-  // A USB display hangs below a PCI device too, and a boot framebuffer below none.
+  // The framebuffer that the firmware has left hangs below a GPU too, and a USB display below a PCI device.
+  tree.AddCard("sys/devices/pci0000:00/0000:84:00.0/simple-framebuffer.0", 0, 0);
   tree.AddDevice("0000:00:14.0", "8086:9ded 0c0330", "xhci_hcd");
   tree.AddCard("sys/devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0", 1, 0, {{"DVI-1", "connected"}});
-  tree.AddCard("sys/devices/platform/simple-framebuffer.0", 0, 0);
 
   Texts adapters;
   for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree)))
