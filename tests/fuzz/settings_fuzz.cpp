@@ -1,7 +1,8 @@
-// Any bytes as a settings file.
+// Any bytes as a settings file, and as the list of the user's folders.
 #include "require.h"
 
 #include <ztutil/settingsfile.h>
+#include <ztutil/xdguserdirs.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -72,5 +73,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < kChunk)
     Require(FromFile(std::string(kChunk - size / 2 - 1, '#') + '\n' + text) == settings,
             "the end of a chunk changes nothing");
+  Require(ztutil::ParentOfDesktop(text, "/home/me").front() == '/', "the user's folder has an absolute path");
   return 0;
 }

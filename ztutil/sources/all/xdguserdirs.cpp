@@ -1,17 +1,12 @@
 #include "xdguserdirs.h"
 
+#include <kgx/adaptertext.h>
+
 namespace ztutil {
 
 namespace {
 
 constexpr std::string_view kHome = "$HOME";
-
-// Takes the next line off the text.
-std::string_view TakeLine(std::string_view& text) {
-  const std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
-  return line;
-}
 
 // The text between double quotes at the front of `value`, without its backslashes; empty if there is none.
 std::string Unquoted(std::string_view value) {
@@ -49,7 +44,7 @@ std::string DesktopOf(std::string_view line, const std::string& home) {
 std::string ParentOfDesktop(std::string_view userDirs, const std::string& home) {
   std::string desktop;
   while (!userDirs.empty()) {
-    const std::string named = DesktopOf(TakeLine(userDirs), home);
+    const std::string named = DesktopOf(KGX::TakeLine(userDirs), home);
     if (!named.empty()) desktop = named;
   }
   if (desktop.empty() || desktop == Trimmed(home)) return home;
