@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 #include <presentation.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -48,6 +47,8 @@ Report Read(const string& output, const string& errors = "") {
   return report;
 }
 
+Ending Exited(int status) { return {Kind::kExited, status}; }
+
 string Names(const std::vector<prowl::Question>& questions) {
   string names;
   for (const prowl::Question& question : questions) names += (names.empty() ? "" : " ") + question.Name();
@@ -62,7 +63,6 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
   } rows[] = {
       {"", "", "Tester"},
       {"noise\n# remark\n=\n==\ngputag.=1\ngputag.NONE=1\nglgpu[0].GLVersion=1\n", "", "Tester"},
-      {Until("KGXCore"), "", "KGXOGLInitialized"},
       {Until("glgpu[0].GLMemoryMB"), "", "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
       {Until("glgpu[0].GLMemoryMB") + "glgpu[0].GLVendor=\"\"\n", "", "glgpu[0].GLVendorID"},
       // What stands elsewhere than it should changes nothing, nor does what isn't a whole line.
@@ -70,14 +70,10 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
            "NumGLGPUs=3\nglgpu[0].GLVersion=2\nglgpu[1].GLRenderer=1\nclgpu[0].CLName=1\n"
            "glgpu[0].CLName=1\nglgpu[0]GLRenderer=1\nglgpu[99999999999].GLName=1\nprowlerEnd",
        "", "glgpu[0].GLDriverVersion glgpu[0].GLRectTextureSize"},
-      {Until("glgpu[0].GLFrameBufferOK"), "", "glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]"},
-      {Until("gputag.GL_MAX_DRAW_BUFFERS"), "", "glgpu[0].glGetIntegerv[GL_MAX_DRAW_BUFFERS]"},
       {Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]"), "", "NumCLGPUs NumNativeGPUs"},
       {Until("NumCLGPUs", FullReport(0, 0)), "", "NumNativeGPUs"},
       {Until("clgpu[0].CUDASupported"), "", "clgpu[0].CUDAVersion clgpu[0].CLBandwidth"},
-      {FullReport(1, 1), "", "exit"},
       // Two GPUs
-      {Until("glgpu[0].GLMemoryMB", two), "", "glgpu[1].GLMemoryMB"},
       {Until("glgpu[1].HasGLNPOTSupport", two), "",
        "glgpu[0].GLDriver glgpu[1].GLDriver glgpu[0].GLDriverDate glgpu[1].GLDriverDate "
        "glgpu[0].CanCompileProgramGLSL"},
@@ -87,12 +83,10 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
       {Until("glgpu[1].GLRenderer=", FullReport(2, 1, "glgpu[0].GLRectTextureSize")), exception,
        "glgpu[1].GLRendererID"},
       // A GPU has failed, and the report doesn't show it yet.
-      {Until("glgpu[0].GLFrameBufferOK"), exception, "NumCLGPUs NumNativeGPUs"},
       {Until("glgpu[0].GLMemoryMB", two), exception, "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
       {Until("glgpu[1].GLRenderer=", two), exception, "glgpu[1].GLRendererID"},
       {Until("glgpu[1].GLRenderer=", two), exception + "KGX::LogicalException: \n",
        "NumCLGPUs NumNativeGPUs"},
-      {FullReport(2, 1), exception, "exit"},
   };
   for (const auto& row : rows) {
     const Report report = Read(row.output, row.errors);
@@ -100,131 +94,38 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
   }
 }
 
-TEST(ProwlTest, TellsWhichQuestionAGPUFailed) {
-  for (const auto& [failed, expected] : std::map<string, string>{
-           {"glgpu[1].GLVersion", "glgpu[1].GLVersion"},
-           {"glgpu[0].GLVendorID", "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
-           {"glgpu[1].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]",
-            "glgpu[1].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]"},
-           {"clgpu[0].CLCompute", "clgpu[0].CLCompute"}}) {
-    const Report report = Read(FullReport(2, 1, failed));
-    ASSERT_EQ(report.GetWalk().Dropped().size(), 1u) << failed;
-    EXPECT_EQ(Names(report.GetWalk().Dropped()[0].asked), expected);
-  }
-}
-
 TEST(ProwlTest, Judges) {
   const string end = FullReport(1, 1), middle = Until("KGXOGL"),
-               lastGL = Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER");
+               lastGL = Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER"),
+               dropped = FullReport(1, 1, "glgpu[0].GLRenderer");
   const string usage = "Usage exception: usage\nusage: \n", layer = "KGX::LogicalException: x\n";
+  const string failed = "finished-with-failures 2 finished with failures: ",
+               early = "ended-early 3 ended early: ";
   const struct {
     Ending ending;
-    string output, errors, verdict, text;
-    int status;
-    string asked;
+    string output, errors, verdict, asked;
   } rows[] = {
-      {{Kind::kExited, 0}, end, "", "finished", "finished", 0, ""},
-      {{Kind::kExited, 7}, end, "", "finished", "finished: status 7", 0, ""},
-      {{Kind::kExited, 2},
-       FullReport(1, 1, "glgpu[0].GLRenderer"),
-       layer,
-       "finished-with-failures",
-       "finished with failures: status 2, a GPU failed a question and was dropped",
-       2,
-       ""},
-      {{Kind::kExited, 2},
-       lastGL,
-       layer,
-       "finished-with-failures",
-       "finished with failures: status 2, an exception ended the run",
-       2,
-       "NumCLGPUs NumNativeGPUs"},
-      {{Kind::kExited, 2},
-       middle,
-       "exception: Programmed throw\n",
-       "finished-with-failures",
-       "finished with failures: status 2, an exception ended the run",
-       2,
+      {Exited(0), end, "", "finished 0 finished", ""},
+      {Exited(7), end, "", "finished 0 finished: status 7", ""},
+      {Exited(2), dropped, layer, failed + "status 2, a GPU failed a question and was dropped", ""},
+      {Exited(2), lastGL, layer, failed + "status 2, an exception ended the run", "NumCLGPUs NumNativeGPUs"},
+      {Exited(2), middle, "exception: Programmed throw\n", failed + "status 2, an exception ended the run",
        "KGXOGLInitialized"},
-      {{Kind::kExited, 2},
-       middle,
-       "",
-       "ended-early",
-       "ended early: status 2, and its report has no end",
-       3,
-       "OGLContextCreated"},
-      {{Kind::kExited, 3},
-       middle,
-       "",
-       "ended-early",
-       "ended early: status 3, and its report has no end",
-       3,
-       "OGLContextCreated"},
-      {{Kind::kExited, 3},
-       "noise\n",
-       usage,
-       "finished-with-failures",
-       "finished with failures: status 3, its command line couldn't be understood",
-       2,
-       ""},
-      {{Kind::kExited, 4},
-       "",
-       "",
-       "finished-with-failures",
-       "finished with failures: status 4, it couldn't even begin",
-       2,
-       ""},
-      {{Kind::kExited, 0},
-       middle,
-       "",
-       "ended-early",
-       "ended early: status 0, and its report has no end",
-       3,
-       "OGLContextCreated"},
-      {{Kind::kExited, 127},
-       "",
-       "",
-       "ended-early",
-       "ended early: status 127, and its report has no end",
-       3,
-       "Tester"},
-      {{Kind::kCrashed, 0, "signal 11 (SIGSEGV)"},
-       middle,
-       "",
-       "crashed",
-       "crashed: signal 11 (SIGSEGV)",
-       4,
-       "OGLContextCreated"},
-      {{Kind::kCrashed, 0, "signal 6 (SIGABRT)"},
-       end,
-       "",
-       "crashed",
-       "crashed: signal 6 (SIGABRT)",
-       4,
-       "exit"},
-      {{Kind::kHung, 0, "signal 9 (SIGKILL)"},
-       middle,
-       "",
-       "hung",
-       "hung, and was killed",
-       5,
-       "OGLContextCreated"},
-      {{Kind::kInterrupted},
-       middle,
-       "",
-       "interrupted",
-       "was interrupted, and couldn't be killed",
-       7,
-       "OGLContextCreated"},
-      {{Kind::kNotStarted, 0, "x"}, "", "", "not-started", "could not start: x", 6, ""},
-      {{Kind::kLost, 0, "x"}, middle, "", "lost", "was lost sight of: x", 1, "OGLContextCreated"},
+      {Exited(3), "noise\n", usage, failed + "status 3, its command line couldn't be understood", ""},
+      {Exited(4), "", "", failed + "status 4, it couldn't even begin", ""},
+      {Exited(2), middle, "", early + "status 2, and its report has no end", "OGLContextCreated"},
+      {Exited(3), middle, "", early + "status 3, and its report has no end", "OGLContextCreated"},
+      {Exited(0), "", "", early + "status 0, and its report has no end", "Tester"},
+      {{Kind::kCrashed, 0, "signal 6"}, end, "", "crashed 4 crashed: signal 6", "exit"},
+      {{Kind::kHung, 0, "signal 9"}, middle, "", "hung 5 hung, and was killed", "OGLContextCreated"},
+      {{Kind::kInterrupted}, "", "", "interrupted 7 was interrupted, and couldn't be killed", "Tester"},
+      {{Kind::kNotStarted, 0, "x"}, "", "", "not-started 6 could not start: x", ""},
+      {{Kind::kLost, 0, "x"}, middle, "", "lost 1 was lost sight of: x", "OGLContextCreated"},
   };
   for (const auto& row : rows) {
     const prowl::Verdict verdict = Judge(row.ending, Read(row.output, row.errors));
-    EXPECT_EQ(verdict.name, row.verdict) << row.text;
-    EXPECT_EQ(verdict.text, row.text);
-    EXPECT_EQ(verdict.status, row.status) << row.text;
-    EXPECT_EQ(Names(verdict.asked), row.asked) << row.text;
+    EXPECT_EQ(verdict.name + " " + std::to_string(verdict.status) + " " + verdict.text, row.verdict);
+    EXPECT_EQ(Names(verdict.asked), row.asked) << row.verdict;
   }
 }
 
@@ -236,7 +137,6 @@ TEST(ProwlTest, MemoryIsBounded) {
   for (int i = 0; i < 100000; ++i) lines.Take(piece.data(), piece.size(), i, other);
   EXPECT_EQ(lines.Dropped() + lines.Kept().size(), 200000u);
   EXPECT_EQ(lines.Kept().back().text, string(1000, 'x'));
-  EXPECT_EQ(lines.Kept().back().seconds, 99999);
   const string endless(1000000, 'y');
   for (int i = 0; i < 100; ++i) lines.Take(endless.data(), endless.size(), 0, other);
   std::size_t bytes = lines.Unfinished().text.size();
@@ -251,23 +151,21 @@ TEST(ProwlTest, ShowsAnythingSafely) {
   result.ending = {Kind::kExited, 2, "exit status 2", 1.25};
   string output = FullReport(2, 0, "glgpu[1].GLVendorID");
   output.replace(output.find("glgpu[0].GLRenderer=1"), 21,
-                 "glgpu[0].GLRenderer=\"a\xFF\n# b\x1B[2J\"\n\xC2\x9Bnoise");
+                 "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise");
   result.report = Read(output + "cut", "exception: x\n");
   const prowl::Verdict verdict = Judge(result.ending, result.report);
 
   const auto document = nlohmann::json::parse(AsJSON({"gpu\xFF", {"-a\"\xFF"}, 1, {}, {}}, result, verdict));
   EXPECT_EQ(document["verdict"], "finished-with-failures");
   EXPECT_EQ(document["run"]["NumGLGPUs"], 2);
-  EXPECT_EQ(document["gpus"][0]["findings"]["GLRenderer"], "a\uFFFD\n# b\x1B[2J");
+  EXPECT_EQ(document["gpus"][0]["findings"]["GLRenderer"], "a\uFFFD\n\n# b\x1B[2J");
   EXPECT_EQ(document["gpus"][1]["failed"].back(), "glgpu[1].GLVendorID");
-  EXPECT_EQ(document["stdout"]["lines"][0]["seconds"], 0.5);
-  EXPECT_EQ(document["stdout"]["unfinished"], "cut");
   EXPECT_EQ(document["stderr"]["lines"][0]["kind"], "failure");
 
   const string text = AsText(result, verdict);
   for (const char* const part :
        {"glgpu[1] was dropped, having failed one of:\n  glgpu[1].GLName (its marketing name)\n",
-        "\nglgpu[1]\n", "  GLRenderer              \"a\uFFFD\\x0A# b\\x1B[2J\"\n",
+        "\nglgpu[1]\n", "  GLRenderer              \"a\uFFFD\\x0A\\x0A# b\\x1B[2J\"\n",
         "  \\x9Bnoise\n  cut (without a line end)\n", "Standard error\n  exception: x\n"})
     EXPECT_NE(text.find(part), string::npos) << part << "\n" << text;
 }
