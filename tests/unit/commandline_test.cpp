@@ -13,10 +13,8 @@ TEST(CommandLine, QuotesEachArgument) {
     std::u16string behindProgram;
   } rows[] = {
       {{}, u""},
-      {{"x"}, uR"( "x")"},
       {{""}, uR"( "")"},
       {{"a b", R"(say "hi")", R"("it's")"}, uR"( "a b" 'say "hi"' "\"it's\"")"},
-      {{"it's"}, uR"( "it's")"},
       {{R"(a'b"c)"}, uR"( "a'b\"c")"},
       {{R"(c:\)", R"(\")"}, uR"( "c:\" '\"')"},
       {{"\xE9\x7F"}, u" \"\uFFE9\x7F\""},
@@ -32,8 +30,6 @@ TEST(WideText, BytesRoundTripWhateverTheyAre) {
     std::string bytes;
     std::wstring wide;
   } rows[] = {
-      {"", L""},
-      {"a\u00e9\u20ac\U0001f600", L"a\u00e9\u20ac\U0001f600"},
       {"\x7F\u0080\u07ff\u0800\uffff\U00010000\U0010ffff",
        L"\x7F\u0080\u07ff\u0800\uffff\U00010000\U0010ffff"},
       {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},

@@ -19,29 +19,22 @@ TEST(Launcher, TellsHowAChildEnded) {
     std::deque<std::string> actions;
     const char* end;
   } rows[] = {
-      {{}, "0 0"},
-      {{"exit:1"}, "0 1"},
       {{"exit:255"}, "0 255"},
       {{"crash"}, "1 77"},
       {{"flood:300000", "exit:3"}, "0 3"},
   };
   const auto launcher = CreateLauncher();
-  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
-  EXPECT_EQ(launcher->GetRawEnd(), std::nullopt);
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.actions));
     EXPECT_EQ(RunChild(*launcher, row.actions), row.end);
     EXPECT_EQ(WaitFor(*launcher), row.end);
     EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "");
-    const bool crashed = row.actions == std::deque<std::string>{"crash"};
-    EXPECT_EQ(ztutil::DescribeRawEnd(launcher->GetRawEnd().value()).find("exit status ") != 0, crashed);
   }
 }
 
 TEST(Launcher, ConnectsThreeStreams) {
   const auto launcher = CreateLauncher();
   LaunchResult child = launcher->Launch(TestChild(), {"say:out", "warn:err", "close:2", "echo", "half:end"});
-  EXPECT_EQ(child.fAppOutput[0], nullptr);
   EXPECT_EQ(ReadAll(*child.fAppOutput[2]), "err\n");
   const std::string text = std::string("a\0\r\n\xFF", 5);
   child.fStdin->Write(text.data(), text.size());
@@ -49,12 +42,9 @@ TEST(Launcher, ConnectsThreeStreams) {
   EXPECT_EQ(ReadAll(*child.fAppOutput[1]), "out\n" + text + "end");
   EXPECT_EQ(WaitFor(*launcher), "0 0");
 
-  std::string folder;
-  RunChild(*launcher, {"folder"}, &folder);
-  EXPECT_EQ(folder, std::filesystem::current_path().string() + "\n");
-  std::string path;
-  RunChild(*launcher, {"variable:PATH"}, &path);
-  EXPECT_EQ(path, std::getenv("PATH"));
+  std::string inherited;
+  RunChild(*launcher, {"folder", "variable:PATH"}, &inherited);
+  EXPECT_EQ(inherited, std::filesystem::current_path().string() + "\n" + std::getenv("PATH"));
 }
 
 TEST(Launcher, WritingToADeadChildFails) {
@@ -62,7 +52,6 @@ TEST(Launcher, WritingToADeadChildFails) {
   const LaunchResult child = launcher->Launch(TestChild(), {});
   EXPECT_EQ(WaitFor(*launcher), "0 0");
   EXPECT_EQ(Outcome([&] { child.fStdin->Write("x", 1); }), "runtime: WriteFile failed");
-  EXPECT_EQ(ReadAll(*child.fAppOutput[1]), "");
 }
 
 TEST(Launcher, KillsWhatRuns) {
@@ -79,8 +68,7 @@ TEST(Launcher, KillsWhatRuns) {
 
 TEST(Launcher, AFailedLaunchHasNoChild) {
   const auto launcher = CreateLauncher();
-  for (const std::wstring& program :
-       {std::wstring(L"/no/such/program"), std::wstring(L"no-such-program"), std::wstring()}) {
+  for (const wchar_t* const program : {L"/no/such/program", L"no-such-program", L""}) {
     EXPECT_EQ(RunChild(*launcher, {"exit:5"}), "0 5");
     EXPECT_EQ(Outcome([&] { launcher->Launch(program, {}); }), "runtime: CreateProcessW failed");
     EXPECT_EQ(Outcome([&] { launcher->Kill(); }), kNoProcess);
@@ -90,30 +78,27 @@ TEST(Launcher, AFailedLaunchHasNoChild) {
 
 // A thread that was given up on goes on with its own run, whatever its launcher does meanwhile.
 TEST(Launcher, KeepsARunApartFromTheNext) {
-  for (const bool kills : {false, true}) {
-    const auto launcher = CreateLauncher();
-    std::promise<LaunchResult> launched;
-    std::promise<void> next;
-    auto former = std::async(std::launch::async, [&] {
-      launched.set_value(launcher->Launch(TestChild(), {"drain", "exit:3"}));
-      next.get_future().wait();
-      if (kills) launcher->Kill();
-      return WaitFor(*launcher);
-    });
-    LaunchResult formerChild = launched.get_future().get();
-    LaunchResult child = launcher->Launch(TestChild(), {"drain", "exit:4"});
-    next.set_value();
-    if (!kills) formerChild.fStdin.reset();
-    EXPECT_EQ(former.get(), kills ? "2 77" : "0 3");
-    EXPECT_EQ(launcher->GetRawEnd(), std::nullopt);
-    child.fStdin.reset();
-    EXPECT_EQ(WaitFor(*launcher), "0 4");
-    EXPECT_EQ(ztutil::DescribeRawEnd(launcher->GetRawEnd().value()), "exit status 4");
-    // Any other thread's kill is for the last one.
-    const LaunchResult last = launcher->Launch(TestChild(), {"hang"});
-    std::thread([&] { launcher->Kill(); }).join();
-    EXPECT_EQ(WaitFor(*launcher), "2 77");
-  }
+  const auto launcher = CreateLauncher();
+  std::promise<LaunchResult> launched;
+  std::promise<void> next;
+  auto former = std::async(std::launch::async, [&] {
+    launched.set_value(launcher->Launch(TestChild(), {"hang"}));
+    next.get_future().wait();
+    launcher->Kill();
+    return WaitFor(*launcher);
+  });
+  const LaunchResult formerChild = launched.get_future().get();
+  LaunchResult child = launcher->Launch(TestChild(), {"drain", "exit:4"});
+  next.set_value();
+  EXPECT_EQ(former.get(), "2 77");
+  EXPECT_EQ(launcher->GetRawEnd(), std::nullopt);
+  child.fStdin.reset();
+  EXPECT_EQ(WaitFor(*launcher), "0 4");
+  EXPECT_EQ(ztutil::DescribeRawEnd(launcher->GetRawEnd().value()), "exit status 4");
+  // Any other thread's kill is for the last one.
+  const LaunchResult last = launcher->Launch(TestChild(), {"hang"});
+  std::thread([&] { launcher->Kill(); }).join();
+  EXPECT_EQ(WaitFor(*launcher), "2 77");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ std::string ReadAll(ztutil::Reader& reader);
 // A child as one row of a table: launched with those arguments, its input closed and its output read.
 // Gives Wait's answer and the exit code, 77 where Wait sets none: "0 3".
 std::string RunChild(ztutil::Launcher& launcher, const std::deque<std::string>& arguments,
-                     std::string* output = nullptr, std::string* errors = nullptr);
+                     std::string* output = nullptr);
 
 // Wait's answer and the exit code for a child that was launched.
 std::string WaitFor(ztutil::Launcher& launcher);

@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <future>
-#include <vector>
 
 namespace {
 
@@ -19,9 +18,7 @@ TEST(LauncherWin, EndsAreCodesOf32Bits) {
     const char* end;
     const char* description;
   } rows[] = {
-      {"exit:255", "0 255", "exit status 255"},
       {"exit:256", "1 77", "exit status 256"},
-      {"exit:3221225477", "1 77", "exception 0xC0000005 (access violation)"},
       {"crash", "1 77", "exception 0xC0000005 (access violation)"},
       {"exit:0xC0FFEE00", "1 77", "exception 0xC0FFEE00"},
       {"exit:0xFFFFFFFF", "1 77", "exit status 4294967295"},
@@ -40,22 +37,19 @@ TEST(LauncherWin, EndsAreCodesOf32Bits) {
 TEST(LauncherWin, TheChildGetsOneLine) {
   const auto launcher = CreateLauncher();
   std::string arrived;
-  RunChild(*launcher, {"arguments", "", "a b", "say \"hi\"", "it's", "a'b\"c", "c:\\", "\xE9"}, &arrived);
-  const std::wstring line =
-      TestChild() + LR"( "arguments" "" "a b" 'say "hi"' "it's" "a'b\"c" "c:\" ")" + L"\xFFE9\"";
+  RunChild(*launcher, {"arguments", "", "a b", "say \"hi\"", "c:\\", "\xE9"}, &arrived);
+  const std::wstring line = TestChild() + LR"( "arguments" "" "a b" 'say "hi"' "c:\" ")" + L"\xFFE9\"";
   EXPECT_EQ(arrived, std::string(reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]));
 }
 
-// All that this process has open. Wine's GetProcessHandleCount says 0.
-std::vector<HANDLE> OpenHandles() {
+// Wine's GetProcessHandleCount says 0.
+std::size_t CountHandles() {
   constexpr std::uintptr_t kMost = 4000;
-  std::vector<HANDLE> open;
-  for (std::uintptr_t number = 1; number <= kMost; ++number) {
-    HANDLE const handle = reinterpret_cast<HANDLE>(4 * number);
-    DWORD flags = 0;
-    if (GetHandleInformation(handle, &flags)) open.push_back(handle);
-  }
-  return open;
+  std::size_t count = 0;
+  DWORD flags = 0;
+  for (std::uintptr_t number = 1; number <= kMost; ++number)
+    if (GetHandleInformation(reinterpret_cast<HANDLE>(4 * number), &flags)) ++count;
+  return count;
 }
 
 TEST(LauncherWin, EachLaunchKeepsTwoHandles) {
@@ -65,45 +59,9 @@ TEST(LauncherWin, EachLaunchKeepsTwoHandles) {
     EXPECT_NE(Outcome([&] { launcher->Launch(L"no-such-program", {}); }), "");
   };
   launch();  // what is made at first use stays
-  const std::size_t before = OpenHandles().size();
+  const std::size_t before = CountHandles();
   for (int i = 0; i < 10; ++i) launch();
-  EXPECT_EQ(OpenHandles().size(), before + 2 * 10);
-}
-
-// The handle by which this process holds the child that runs.
-HANDLE HandleOfRunningChild() {
-  for (HANDLE const handle : OpenHandles()) {
-    const DWORD id = GetProcessId(handle);
-    if (id != 0 && id != GetCurrentProcessId() && WaitForSingleObject(handle, 0) == WAIT_TIMEOUT)
-      return handle;
-  }
-  return nullptr;
-}
-
-HANDLE Duplicate(HANDLE handle, DWORD rights) {
-  HANDLE const self = GetCurrentProcess();
-  HANDLE copy = nullptr;
-  DuplicateHandle(self, handle, self, &copy, rights, FALSE, rights == 0 ? DUPLICATE_SAME_ACCESS : 0);
-  return copy;
-}
-
-// Windows refuses to end a process that has ended. Wine doesn't, so that a handle without the right to end it
-// has to take the place of the launcher's own.
-TEST(LauncherWin, ADeniedKillIsNoErrorButAnyOtherFailureIs) {
-  const auto launcher = CreateLauncher();
-  const ztutil::LaunchResult child = launcher->Launch(TestChild(), {"hang"});
-  HANDLE const process = HandleOfRunningChild();
-  ASSERT_NE(process, nullptr);
-  HANDLE const able = Duplicate(process, 0);
-  HANDLE const unable = Duplicate(process, SYNCHRONIZE | PROCESS_QUERY_INFORMATION);
-  CloseHandle(process);
-  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "runtime: TerminateProcess failed");
-  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
-  for (int tries = 0; GetProcessId(process) == 0 && tries < 100; ++tries) Duplicate(unable, 0);
-  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "");
-  EXPECT_EQ(WaitForSingleObject(able, 0), DWORD{WAIT_TIMEOUT});
-  TerminateProcess(able, 300);
-  EXPECT_EQ(WaitFor(*launcher), "2 77");
+  EXPECT_EQ(CountHandles(), before + 2 * 10);
 }
 
 // A child that inherits an end of another's pipe holds up the end of that one's data until it ends itself.
