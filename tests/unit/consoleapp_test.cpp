@@ -378,7 +378,8 @@ TEST(ConsoleAppRun, ATaskAtWorkIsNeitherCopiedNorUsedAgain) {
   ConsoleAppLauncher launcher(Params({"drain"}, task), app);
   launcher.Launch();
   begun->wait();
-  EXPECT_EQ(Outcome([&] { Task{*task}; }), "runtime: OutputTask::AssignLocked: task is running");
+  for (const auto& use : {std::function<void()>([&] { Task{*task}; }), {[&] { *task = Task(); }}})
+    EXPECT_EQ(Outcome(use), "runtime: OutputTask::AssignLocked: task is running");
   launcher.Reset();
   EXPECT_EQ(RunToEnd(app, Params({}, task)), "other: Launcher: OutputTask::Configure: task is running 77");
   EXPECT_EQ(RunToEnd(app, Params({"exit:3"})), "Finished 3");
@@ -419,6 +420,27 @@ TEST(ConsoleAppRun, ALateLaunchCleansUpBehindItself) {
   EXPECT_EQ(killed->wait_for(boost::chrono::seconds(30)), boost::cv_status::no_timeout);
   EXPECT_EQ(host.Wait(nullptr, 0.1), State::Timeout);
   host.CloseAppStdin();
+  EXPECT_EQ(host.Wait(nullptr, kLong), State::Finished);
+}
+
+// It was left alone, and is the last that the launcher knows.
+TEST(ConsoleAppRun, AKillNeverMeansTheChildOfAnEarlierRun) {
+  const auto launcher = boost::make_shared<FakeLauncher>();
+  const Gate end = NewGate(), launching = NewGate();
+  launcher->wait = [=](std::int32_t*) { return end->wait(), 0; };
+  launcher->kill = [] { ADD_FAILURE(); };
+  const auto app = boost::make_shared<App>(
+      [=, launches = std::make_shared<int>(0)](const std::string& name) {
+        if (name == "OnLaunching" && ++*launches == 2) launching->wait();
+      },
+      launcher);
+  ConsoleAppLauncher host(LaunchParams(), app);
+  host.Launch();
+  host.Reset();
+  host.Launch();
+  EXPECT_EQ(Outcome([&] { host.Kill(); }), "runtime: TerminateProcess failed");
+  launching->count_down();
+  end->count_down();
   EXPECT_EQ(host.Wait(nullptr, kLong), State::Finished);
 }
 
