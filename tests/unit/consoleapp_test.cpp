@@ -378,7 +378,8 @@ TEST(ConsoleAppRun, ATaskAtWorkIsNeitherCopiedNorUsedAgain) {
   ConsoleAppLauncher launcher(Params({"drain"}, task), app);
   launcher.Launch();
   begun->wait();
-  for (const auto& use : {std::function<void()>([&] { Task{*task}; }), {[&] { *task = Task(); }}})
+  for (const auto& use :
+       {std::function<void()>([&] { Task{*task}; }), {[&] { task->OutputTask::operator=(OutputTask()); }}})
     EXPECT_EQ(Outcome(use), "runtime: OutputTask::AssignLocked: task is running");
   launcher.Reset();
   EXPECT_EQ(RunToEnd(app, Params({}, task)), "other: Launcher: OutputTask::Configure: task is running 77");
