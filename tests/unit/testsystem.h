@@ -6,7 +6,6 @@
 #include <ztutil/nativehandle.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 // Has the process find its user directory there. Where that can't be done, no test of the program runs.
@@ -29,9 +28,6 @@ std::string StateOf(ztutil::NativeHandle handle);
 
 // How many processes start within a second, also on a busy machine.
 extern const unsigned kStartsAtOnce;
-
-// A file on which every flush fails. The caller closes it.
-std::FILE* OpenFullFile();
 
 // What the runtime puts in front of the line feed that ends a line of a text file.
 extern const char kCarriageReturn[];

@@ -2,48 +2,33 @@
 
 #include <ztutil/platform.h>
 
-#include <boost/thread/thread.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <utility>
 
 namespace {
 
 // What a driver opens must not become a standard stream, and what is written to a closed one must fail.
-int StandardStreamsStayClosed() {
+void CheckClosedStreams() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) close(descriptor);
   ztutil::platform::PrepareProberProcess();
   char byte = 'x';
   const bool fail = read(0, &byte, 1) == -1 && write(1, &byte, 1) == -1 && write(2, &byte, 1) == -1;
-  return fail && open("/dev/null", O_RDWR) > 2 ? 0 : 1;
+  std::exit(fail && open("/dev/null", O_RDWR) > 2 ? 0 : 1);
 }
 
 TEST(ProberProcess, ClosedStandardStreamsFailAndAreNobodyElses) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
-  EXPECT_EXIT(std::_Exit(StandardStreamsStayClosed()), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(CheckClosedStreams(), testing::ExitedWithCode(0), "");
 }
 
 TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
   const std::string fifo = OwnHome() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
-}
-
-TEST(ThreadName, IsCutToTheSystemsRoom) {
-  boost::thread([] {
-    for (const auto& [name, expected] : {std::pair("a name longer than the system's", "a name longer t"),
-                                         {"1a2c(app.Launcher)", "app.Launcher"}}) {
-      ztutil::platform::NameThreadForDebugger(name);
-      char shown[16] = "";
-      pthread_getname_np(pthread_self(), shown, sizeof shown);
-      EXPECT_STREQ(shown, expected);
-    }
-  }).join();
 }
 
 }  // namespace

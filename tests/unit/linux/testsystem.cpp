@@ -47,6 +47,4 @@ std::string StateOf(ztutil::NativeHandle handle) {
   return flags == FD_CLOEXEC ? "own" : "inherited";
 }
 
-std::FILE* OpenFullFile() { return std::fopen("/dev/full", "w"); }
-
 std::string SystemText(std::uint32_t code) { return strerror(static_cast<int>(code)); }

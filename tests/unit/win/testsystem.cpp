@@ -1,9 +1,7 @@
 #include "../testsystem.h"
 
 #include <boost/filesystem.hpp>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <io.h>
 #include <shlobj.h>
 #include <windows.h>
 
@@ -19,33 +17,28 @@ const std::uint32_t kBadHandle = ERROR_INVALID_HANDLE;
 
 namespace {
 
+boost::filesystem::path Desktop() { return boost::filesystem::path(std::getenv("TEST_PROFILE")) / "Desktop"; }
+
 // The desktop folder is a value in the user's registry, which only a session made for tests lets a variable
 // decide.
 class NeedsDesktopOfItsOwn : public testing::Environment {
- public:
-  explicit NeedsDesktopOfItsOwn(boost::filesystem::path desktop) : fDesktop(std::move(desktop)) {}
-
   void SetUp() override {
     PWSTR desktop = nullptr;
     SHGetKnownFolderPath(FOLDERID_Desktop, 0, nullptr, &desktop);
-    const bool isOurs = desktop != nullptr && desktop == fDesktop;
+    const bool isOurs = desktop != nullptr && desktop == Desktop();
     CoTaskMemFree(desktop);
     if (!isOurs)
       GTEST_SKIP() << "the desktop folder isn't %TEST_PROFILE%\\Desktop, and the user's own settings and log "
                       "aren't to be touched";
   }
-
- private:
-  const boost::filesystem::path fDesktop;
 };
 
 }  // namespace
 
 void UseAsUserDirectory(const std::string& folder) {
-  const boost::filesystem::path desktop = folder + "\\Desktop";
-  boost::filesystem::create_directory(desktop);
   _putenv_s("TEST_PROFILE", folder.c_str());
-  testing::AddGlobalTestEnvironment(new NeedsDesktopOfItsOwn(desktop));
+  boost::filesystem::create_directory(Desktop());
+  testing::AddGlobalTestEnvironment(new NeedsDesktopOfItsOwn);
 }
 
 void UseForTemporaryFiles(const std::string& folder) { _putenv_s("TMP", folder.c_str()); }
@@ -73,14 +66,6 @@ std::string StateOf(ztutil::NativeHandle handle) {
   DWORD flags = 0;
   if (!GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) return "closed";
   return (flags & HANDLE_FLAG_INHERIT) == 0 ? "own" : "inherited";
-}
-
-// A pipe that nobody reads.
-std::FILE* OpenFullFile() {
-  int ends[2];
-  if (_pipe(ends, 1, _O_BINARY) != 0) return nullptr;
-  _close(ends[0]);
-  return _fdopen(ends[1], "w");
 }
 
 // Not told literally, since Wine has texts of its own.
