@@ -3,8 +3,9 @@
 #ifndef TESTSYSTEM_H_
 #define TESTSYSTEM_H_
 
-#include <ztutil/nativehandle.h>
+#include <ztutil/winhandle.h>
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -17,8 +18,14 @@ void UseForTemporaryFiles(const std::string& folder);
 // The local time zone of the process from now on, as in POSIX's TZ: "IST-5:30".
 void SetZone(const char* zone);
 
-// The end to read from and the end to write to; false if there is none to be had.
-bool MakePipe(ztutil::NativeHandle (&ends)[2]);
+// The end to read from and the end to write to; both invalid if there is none to be had.
+std::array<ztutil::NativeHandle, 2> MakePipe();
+
+struct Pipe {
+  const std::array<ztutil::NativeHandle, 2> raw = MakePipe();
+  ztutil::WinHandle in{raw[0], true, nullptr};
+  ztutil::WinHandle out{raw[1], true, nullptr};
+};
 
 // Makes it the process's standard input.
 void UseAsStandardInput(ztutil::NativeHandle handle);

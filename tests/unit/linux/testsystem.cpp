@@ -31,12 +31,10 @@ void SetZone(const char* zone) {
   while (std::time(nullptr) == set) std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
 
-bool MakePipe(ztutil::NativeHandle (&ends)[2]) {
-  int descriptors[2];
-  if (pipe(descriptors) != 0) return false;
-  ends[0] = descriptors[0];
-  ends[1] = descriptors[1];
-  return true;
+std::array<ztutil::NativeHandle, 2> MakePipe() {
+  int ends[2];
+  if (pipe(ends) != 0) return {ztutil::kInvalidHandle, ztutil::kInvalidHandle};
+  return {ends[0], ends[1]};
 }
 
 void UseAsStandardInput(ztutil::NativeHandle handle) { dup2(static_cast<int>(handle), STDIN_FILENO); }

@@ -48,14 +48,12 @@ void SetZone(const char* zone) {
   _tzset();
 }
 
-bool MakePipe(ztutil::NativeHandle (&ends)[2]) {
-  HANDLE in = nullptr;
-  HANDLE out = nullptr;
+std::array<ztutil::NativeHandle, 2> MakePipe() {
+  HANDLE in = INVALID_HANDLE_VALUE;
+  HANDLE out = INVALID_HANDLE_VALUE;
   constexpr DWORD kRoom = 65536;  // as much as on other systems
-  if (!CreatePipe(&in, &out, nullptr, kRoom)) return false;
-  ends[0] = reinterpret_cast<ztutil::NativeHandle>(in);
-  ends[1] = reinterpret_cast<ztutil::NativeHandle>(out);
-  return true;
+  CreatePipe(&in, &out, nullptr, kRoom);
+  return {reinterpret_cast<ztutil::NativeHandle>(in), reinterpret_cast<ztutil::NativeHandle>(out)};
 }
 
 void UseAsStandardInput(ztutil::NativeHandle handle) {
