@@ -2,6 +2,8 @@
 // on the same CPU. A ratio is the time of the bare call over ours, the median of many rounds: 1 is no loss.
 //
 // Exits with 1 if bytes get lost, never for a time.
+#include "median.h"
+
 #include <ztutil/buffer.h>
 #include <ztutil/winhandle.h>
 
@@ -49,11 +51,6 @@ double TimeOf(int calls, const std::function<void()>& timed, const std::function
     between();
   }
   return total / calls;
-}
-
-double Median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + kRounds / 2, values.end());
-  return values[kRounds / 2];
 }
 
 void Compare(const char* name, double aim, int calls, const std::function<void()>& bare,

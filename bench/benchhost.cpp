@@ -3,6 +3,7 @@
 // under.
 //
 // Exits with 1 if something goes wrong, never for a time.
+#include "median.h"
 #include "testchild.h"
 
 #include <ztutil/outputtask.h>
@@ -46,12 +47,6 @@ void Require(bool condition) {
 
 double MicrosecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 // Both give what they have measured. Prints a row and gives ours.

@@ -4,6 +4,7 @@
 //
 // The tree is one of plain files, so that the times of a real machine, whose kernel writes each file when it
 // is read, are somewhat longer on both sides.
+#include "median.h"
 #include "sysfsinventory.h"
 #include "systemtree.h"
 
@@ -12,7 +13,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -83,8 +83,7 @@ double MedianMilliseconds(Action action) {
     times.push_back(
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
   }
-  std::nth_element(times.begin(), times.begin() + kRuns / 2, times.end());
-  return times[kRuns / 2];
+  return Median(times);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 // divided by COUNT; those of a bare test are had with BareTests and "bare":
 //
 //   valgrind --tool=callgrind --toggle-collect='*DisabledStatements*' benchlogging disabled 1000000
+#include "median.h"
 #include "ownhome.h"
 
 #include <ztutil/fmt.h>
@@ -18,7 +19,6 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -117,12 +117,6 @@ double NanosecondsEach(const Side& side, int count) {
   const double start = MonotonicSeconds();
   side(count);
   return (MonotonicSeconds() - start) * 1e9 / count;
-}
-
-double Median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 void Compare(const char* what, const Side& ours, const char* yardstickName, const Side& yardstick,

@@ -63,13 +63,15 @@ class Scratch {
   fs::path fPath;
 };
 
-// Our own environment without the drivers' and the rig's settings, and with these.
+// Our own environment without the drivers', the rig's and the user's settings, and with these.
 Strings Environment(const Strings& settings) {
   Strings environment = settings;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string text = *entry;
     const auto is = [&](const char* prefix) { return text.rfind(prefix, 0) == 0; };
-    if (is("RIG_") || is("OPENCL_LAYERS=") || is("OCL_ICD_") || is("__EGL_VENDOR_")) continue;
+    if (is("RIG_") || is("OPENCL_LAYERS=") || is("OCL_ICD_") || is("__EGL_VENDOR_") || is("HOME=") ||
+        is("XDG_"))
+      continue;
     environment.push_back(text);
   }
   return environment;
@@ -211,13 +213,14 @@ int Main(int argc, char** argv) {
 
   const Scratch scratch;
   fs::create_directory(scratch.Path() / "none");
+  const std::string home = "HOME=" + scratch.Path().string();
   std::vector<Case> cases = {
-      {"gl", {"OCL_ICD_VENDORS=" + (scratch.Path() / "none").string()}, "\nNumCLGPUs=0\n"}};
+      {"gl", {home, "OCL_ICD_VENDORS=" + (scratch.Path() / "none").string()}, "\nNumCLGPUs=0\n"}};
   if (fs::exists("/etc/OpenCL/vendors/pocl.icd")) {
     // The copies' times end the bandwidth measurement after one batch, and the kernel has few work items, so
     // that it isn't the measurements that are measured.
     cases.push_back({"gl+cl",
-                     {"OCL_ICD_VENDORS=pocl.icd", "RIG_CL_CPU_AS_GPU=1", "RIG_CL_WORK_ITEMS=64",
+                     {home, "OCL_ICD_VENDORS=pocl.icd", "RIG_CL_CPU_AS_GPU=1", "RIG_CL_WORK_ITEMS=64",
                       "RIG_CL_NS=copy:200000000;kernel:1000000", layer},
                      "\nNumCLGPUs=1\n"});
   } else {

@@ -73,7 +73,11 @@ function(gpuprowler_test name)
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
   gpuprowler_target_defaults(${name})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120
+  set(timeout 120)
+  if(GPUPROWLER_SANITIZE)
+    set(timeout 600)  # ThreadSanitizer makes software drivers ten times slower
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout}
                        ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
