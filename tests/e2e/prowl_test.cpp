@@ -46,7 +46,7 @@ TEST(ProwlTest, NamesTheStepInWhichADriverDied) {
       const string key = line.substr(0, line.find('='));
       const auto& [death, verdict] = deaths[tried.size() % std::size(deaths)];
       const string fault = std::exchange(call, "") + "=" + death;
-      if (!tried.insert(key.substr(0, key.find("[", key.find('.')))).second) continue;
+      if (!tried.insert(key.substr(0, key.find('[', key.find('.')))).second) continue;
       const JSON document = RunProwlForJSON(Drivers({{"RIG_FAULT", fault}}), {});
       EXPECT_EQ(document["verdict"], verdict) << fault;
       const JSON& asked = document["asked"];

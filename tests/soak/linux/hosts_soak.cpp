@@ -90,7 +90,7 @@ string MetWithClosedStreams(unsigned mask) {
     saved[stream] = fcntl(stream, F_DUPFD_CLOEXEC, 200);
     if ((mask >> stream & 1) != 0) close(stream);
   }
-  const string met = Met();
+  string met = Met();
   for (int stream = 0; stream < 3; ++stream) {
     dup2(saved[stream], stream);
     close(saved[stream]);
@@ -103,7 +103,7 @@ string MetWithoutSignals() {
   sigset_t all, former;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &former);
-  const string met = Met();
+  string met = Met();
   pthread_sigmask(SIG_SETMASK, &former, nullptr);
   std::signal(SIGPIPE, handler);
   return met;
