@@ -67,7 +67,8 @@ function(gpuprowler_driver name)
   gpuprowler_target_defaults(${name})
 endfunction()
 
-# A GoogleTest program; each of its tests is one of CTest's. ENVIRONMENT is followed by variables that they run with.
+# A GoogleTest program; each of its tests is one of CTest's, with the program's name as label. ENVIRONMENT is followed
+# by variables that they run with.
 function(gpuprowler_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" ENVIRONMENT)
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
@@ -78,7 +79,7 @@ function(gpuprowler_test name)
     set(timeout 600)  # ThreadSanitizer makes software drivers ten times slower
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout}
-                       ENVIRONMENT "${arg_ENVIRONMENT}")
+                       LABELS ${name} ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
 # A program for libFuzzer, which brings main. The libraries are instrumented by GPUPROWLER_SANITIZE.
