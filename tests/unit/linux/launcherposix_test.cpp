@@ -57,7 +57,8 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
   const string name = "no UTF-8: \xFF\xE4", link = OwnHome() + "/" + name;
   const string file = WriteInHome("file", "not a program");
   boost::filesystem::create_symlink(ztutil::UTF8FromWide(TestChild()), link);
-  const string path = std::getenv("PATH");
+  const char* const path = std::getenv("PATH");
+  ASSERT_NE(path, nullptr);
   const struct {
     string program, searched;
     const char* outcome;
@@ -72,7 +73,7 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
     const auto launch = [&] { launcher->Launch(ztutil::WideFromUTF8(row.program), {}); };
     EXPECT_EQ(Outcome(launch), row.outcome) << row.program;
   }
-  setenv("PATH", path.c_str(), 1);
+  setenv("PATH", rows[0].searched.c_str(), 1);
 }
 
 TEST(LauncherPosix, SignalsDoNotInterruptAWait) {

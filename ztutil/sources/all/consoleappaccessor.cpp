@@ -214,7 +214,8 @@ ConsoleAppLauncher::ConsoleAppLauncher(const ConsoleAppLauncher& other)
 }
 
 ConsoleAppLauncher& ConsoleAppLauncher::operator=(const ConsoleAppLauncher& other) {
-  const ConsoleAppLauncher copy(other);
+  // Never both locks at once.
+  const ConsoleAppLauncher copy(other);  // NOLINT(performance-unnecessary-copy-initialization)
   const Lock lock(fMutex);
   AssignLocked(copy);
   return *this;
