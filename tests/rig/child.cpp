@@ -2,6 +2,7 @@
 // action, performed in its order; at the end of them the process ends with 0. README.md lists them.
 
 #include "childsystem.h"
+#include "crash.h"
 
 #include <algorithm>
 #include <chrono>
@@ -20,17 +21,15 @@ constexpr std::uint32_t kStreamFailed = 98;
 constexpr std::size_t kPiece = 65536;
 
 void Write(int descriptor, const std::string& text) {
-  if (!rig::WriteAll(descriptor, text.data(), text.size())) rig::EndProcess(kStreamFailed);
+  for (std::size_t done = 0; done < text.size();) {
+    const std::size_t count = rig::WriteSome(descriptor, text.data() + done, text.size() - done);
+    if (count == 0) rig::EndProcess(kStreamFailed);
+    done += count;
+  }
 }
 
 void Sleep(unsigned long milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
-[[noreturn]] void AccessBadAddress() {
-  volatile std::uintptr_t address = 8;
-  *reinterpret_cast<volatile int*>(address) = 1;
-  std::abort();
 }
 
 void Flood(int descriptor, std::size_t bytes) {
@@ -45,11 +44,6 @@ void Read(bool echo) {
     if (echo) Write(kOutput, piece.substr(0, count));
 }
 
-[[noreturn]] void Refuse(const std::string& action) {
-  Write(kErrors, "child: can't do " + action + "\n");
-  rig::EndProcess(kRefused);
-}
-
 void Perform(const char* program, const std::string& action) {
   const std::size_t colon = action.find(':');
   const std::string verb = action.substr(0, colon);
@@ -57,11 +51,10 @@ void Perform(const char* program, const std::string& action) {
   const unsigned long number = std::strtoul(text.c_str(), nullptr, 0);
 
   if (verb == "exit") rig::EndProcess(static_cast<std::uint32_t>(number));
-  if (verb == "crash") AccessBadAddress();
+  if (verb == "crash") rig::AccessBadAddress();
   if (verb == "signal") return rig::RaiseSignal(static_cast<int>(number));
   if (verb == "sleep") return Sleep(number);
-  if (verb == "hang")
-    for (;;) Sleep(60000);
+  while (verb == "hang") Sleep(60000);
   if (verb == "say") return Write(kOutput, text + "\n");
   if (verb == "warn") return Write(kErrors, text + "\n");
   if (verb == "half") return Write(kOutput, text);
@@ -72,12 +65,10 @@ void Perform(const char* program, const std::string& action) {
   if (verb == "close") return rig::CloseStream(static_cast<int>(number));
   if (verb == "descriptors") return Write(kOutput, rig::OpenDescriptors() + "\n");
   if (verb == "folder") return Write(kOutput, std::filesystem::current_path().string() + "\n");
-  if (verb == "variable") {
-    const char* const value = std::getenv(text.c_str());
-    return Write(kOutput, value != nullptr ? value : "");
-  }
+  if (verb == "variable") return Write(kOutput, std::getenv(text.c_str()));
   if (verb == "grandchild" && rig::StartGrandchild(program, text)) return;
-  Refuse(action);
+  Write(kErrors, "child: can't do " + action + "\n");
+  rig::EndProcess(kRefused);
 }
 
 }  // namespace

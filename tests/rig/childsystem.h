@@ -12,11 +12,9 @@ namespace rig {
 // Before anything is read or written: the streams carry bytes as they are.
 void PrepareStreams();
 
-// One call of the system; 0 at the end of the data.
+// One call of the system each; 0 at the end of the data, and if nothing could be written.
 std::size_t ReadSome(void* buf, std::size_t n);
-
-// Writes all, or gives false.
-bool WriteAll(int descriptor, const void* buf, std::size_t n);
+std::size_t WriteSome(int descriptor, const void* buf, std::size_t n);
 
 void CloseStream(int descriptor);
 

@@ -1,22 +1,20 @@
-// The ways in which a driver takes its process down or keeps it. All are real: nothing is simulated by an
-// exit code.
+// How a driver, or a child process, crashes: a real access violation, nothing simulated by an exit code.
 
 #ifndef RIG_CRASH_H
 #define RIG_CRASH_H
 
+#include <cstdint>
+#include <cstdlib>
+
 namespace rig {
 
 // Writes to an address that no process has.
-[[noreturn]] void AccessBadAddress();
-
-// SIGKILL, which nothing can catch.
-[[noreturn]] void KillProcess();
-
-// Sleeps for ever, whatever signals are handled meanwhile.
-[[noreturn]] void SleepForEver();
-
-// Keeps one core busy for ever.
-[[noreturn]] void SpinForEver();
+[[noreturn]] inline void AccessBadAddress() {
+  // Out of the compiler's sight, which rejects a write to a constant address in the first page.
+  volatile std::uintptr_t address = 8;
+  *reinterpret_cast<volatile int*>(address) = 1;
+  std::abort();
+}
 
 }  // namespace rig
 

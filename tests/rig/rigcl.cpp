@@ -15,44 +15,23 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <optional>
+#include <map>
 #include <string>
-#include <vector>
 
 namespace rig {
 namespace {
 
-constexpr char kCpuAsGpuVariable[] = "RIG_CL_CPU_AS_GPU";
 constexpr char kInfoVariable[] = "RIG_CL_INFO";
 constexpr char kTimesVariable[] = "RIG_CL_NS";
 constexpr char kWorkItemsVariable[] = "RIG_CL_WORK_ITEMS";
 
-constexpr char kLayerName[] = "gpuprowler fault rig";
 constexpr cl_ulong kScriptedStart = 1000;  // ns
-
-namespace tag {
-
-#define RIG_CL_TAG(call)                        \
-  struct call {                                 \
-    static constexpr const char* kName = #call; \
-    static constexpr Api kApi = Api::kCl;       \
-  };
-RIG_CL_CALLS(RIG_CL_TAG)
-#undef RIG_CL_TAG
-
-}  // namespace tag
-
-struct InfoAnswer {
-  cl_uint fName;
-  std::string fBytes;
-};
 
 struct Settings {
   bool fCpuAsGpu = false;
-  std::vector<InfoAnswer> fInfoAnswers;
-  std::optional<cl_ulong> fCopyTime;    // ns
-  std::optional<cl_ulong> fKernelTime;  // ns
-  std::optional<std::size_t> fWorkItems;
+  std::map<cl_uint, std::string> fAnswers;     // of the info queries, as the bytes that a driver would give
+  std::map<cl_command_type, cl_ulong> fTimes;  // ns
+  std::size_t fMostWorkItems = std::numeric_limits<std::size_t>::max();
 };
 
 // All three are set while the layer starts and constant from then on. The settings are never destroyed:
@@ -66,50 +45,32 @@ std::string BytesOf(Number number) {
   return std::string(reinterpret_cast<const char*>(&number), sizeof number);
 }
 
-// "TEXT", "#NUMBER" or "##NUMBER" as the bytes that a driver would give.
-std::string ParseInfoValue(const std::string& value, const std::string& whole) {
+// "TEXT", "#NUMBER" or "##NUMBER" as bytes.
+std::string ParseAnswer(const std::string& value) {
   if (value.empty() || value[0] != '#') return value + '\0';
-  const bool isWide = value.compare(0, 2, "##") == 0;
-  const auto number = ParseNumber(value.substr(isWide ? 2 : 1));
-  if (!number) Refuse(kInfoVariable, whole, "not a number behind #");
-  if (isWide) return BytesOf(static_cast<cl_ulong>(*number));
-  if (*number < std::numeric_limits<cl_int>::min() || *number > std::numeric_limits<cl_uint>::max())
-    Refuse(kInfoVariable, whole, "the number needs 64 bits; write ##");
-  return BytesOf(static_cast<cl_uint>(*number));
+  if (value[1] == '#') return BytesOf(static_cast<cl_ulong>(ParseNumber(kInfoVariable, value.substr(2))));
+  return BytesOf(static_cast<cl_uint>(ParseNumber(kInfoVariable, value.substr(1))));
 }
 
-InfoAnswer ParseInfoAnswer(const std::string& text) {
-  const auto halves = Halve(text, '=');
-  const auto name = halves ? ParseNumber(halves->first) : std::nullopt;
-  if (!name || *name < 0 || *name > std::numeric_limits<cl_uint>::max())
-    Refuse(kInfoVariable, text, "an answer is NAME=TEXT, NAME=#NUMBER or NAME=##NUMBER, the name a number");
-  return {static_cast<cl_uint>(*name), ParseInfoValue(halves->second, text)};
-}
-
-void ParseTime(const std::string& text, Settings* settings) {
-  const auto halves = Halve(text, ':');
-  const auto time = halves ? ParseNumber(halves->second) : std::nullopt;
-  if (!time || *time < 0 || (halves->first != "copy" && halves->first != "kernel"))
-    Refuse(kTimesVariable, text, "a time is copy:NS or kernel:NS");
-  (halves->first == "copy" ? settings->fCopyTime : settings->fKernelTime) = static_cast<cl_ulong>(*time);
-}
-
-bool ParseSwitch(const char* variable) {
-  const std::string value = Setting(variable);
-  if (!value.empty() && value != "0" && value != "1") Refuse(variable, value, "must be 0 or 1");
-  return value == "1";
+cl_command_type ParseCommand(const std::string& name) {
+  if (name == "copy") return CL_COMMAND_COPY_BUFFER;
+  if (name == "kernel") return CL_COMMAND_NDRANGE_KERNEL;
+  Refuse(kTimesVariable, name, "a time is copy:NS or kernel:NS");
 }
 
 void LoadSettings() {
-  gSettings.fCpuAsGpu = ParseSwitch(kCpuAsGpuVariable);
-  for (const std::string& text : Split(Setting(kInfoVariable), ';'))
-    gSettings.fInfoAnswers.push_back(ParseInfoAnswer(text));
-  for (const std::string& text : Split(Setting(kTimesVariable), ';')) ParseTime(text, &gSettings);
+  gSettings.fCpuAsGpu = Setting("RIG_CL_CPU_AS_GPU") == "1";
+  for (const std::string& text : Split(Setting(kInfoVariable), ';')) {
+    const auto [name, value] = Halve(text, '=');
+    gSettings.fAnswers[static_cast<cl_uint>(ParseNumber(kInfoVariable, name))] = ParseAnswer(value);
+  }
+  for (const std::string& text : Split(Setting(kTimesVariable), ';')) {
+    const auto [command, time] = Halve(text, ':');
+    gSettings.fTimes[ParseCommand(command)] = static_cast<cl_ulong>(ParseNumber(kTimesVariable, time));
+  }
   const std::string workItems = Setting(kWorkItemsVariable);
-  if (workItems.empty()) return;
-  const auto number = ParseNumber(workItems);
-  if (!number || *number < 1) Refuse(kWorkItemsVariable, workItems, "must be a number of 1 or more");
-  gSettings.fWorkItems = static_cast<std::size_t>(*number);
+  if (!workItems.empty())
+    gSettings.fMostWorkItems = static_cast<std::size_t>(ParseNumber(kWorkItemsVariable, workItems));
 }
 
 // Answers an info query with these bytes, under the rules that all of OpenCL's info functions share.
@@ -120,23 +81,6 @@ cl_int GiveInfo(const std::string& bytes, std::size_t size, void* value, std::si
   return CL_SUCCESS;
 }
 
-const InfoAnswer* FindInfoAnswer(cl_uint name) {
-  const auto& answers = gSettings.fInfoAnswers;
-  const auto found = std::find_if(answers.begin(), answers.end(),
-                                  [&](const InfoAnswer& answer) { return answer.fName == name; });
-  return found == answers.end() ? nullptr : &*found;
-}
-
-// Nothing if the event's command has no scripted time.
-std::optional<cl_ulong> ScriptedTime(cl_event event) {
-  cl_command_type type = 0;
-  if (gNext.clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof type, &type, nullptr) != CL_SUCCESS)
-    return std::nullopt;
-  if (type == CL_COMMAND_COPY_BUFFER) return gSettings.fCopyTime;
-  if (type == CL_COMMAND_NDRANGE_KERNEL) return gSettings.fKernelTime;
-  return std::nullopt;
-}
-
 // Our own functions, between the wrappers and the loader's.
 
 cl_int CL_API_CALL GetDeviceIDs(cl_platform_id platform, cl_device_type type, cl_uint capacity,
@@ -145,16 +89,12 @@ cl_int CL_API_CALL GetDeviceIDs(cl_platform_id platform, cl_device_type type, cl
   return gNext.clGetDeviceIDs(platform, type, capacity, devices, count);
 }
 
-cl_int CL_API_CALL GetPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size,
-                                   void* value, std::size_t* sizeRet) {
-  if (const InfoAnswer* answer = FindInfoAnswer(name)) return GiveInfo(answer->fBytes, size, value, sizeRet);
-  return gNext.clGetPlatformInfo(platform, name, size, value, sizeRet);
-}
-
-cl_int CL_API_CALL GetDeviceInfo(cl_device_id device, cl_device_info name, std::size_t size, void* value,
-                                 std::size_t* sizeRet) {
-  if (const InfoAnswer* answer = FindInfoAnswer(name)) return GiveInfo(answer->fBytes, size, value, sizeRet);
-  return gNext.clGetDeviceInfo(device, name, size, value, sizeRet);
+// Of a platform or a device.
+template <auto cl_icd_dispatch::*next, class Object>
+cl_int CL_API_CALL GetInfo(Object object, cl_uint name, std::size_t size, void* value, std::size_t* sizeRet) {
+  const auto answer = gSettings.fAnswers.find(name);
+  if (answer != gSettings.fAnswers.end()) return GiveInfo(answer->second, size, value, sizeRet);
+  return (gNext.*next)(object, name, size, value, sizeRet);
 }
 
 // The driver is asked all the same, so that it still refuses what's wrong: a queue that doesn't profile, or
@@ -162,10 +102,12 @@ cl_int CL_API_CALL GetDeviceInfo(cl_device_id device, cl_device_info name, std::
 cl_int CL_API_CALL GetEventProfilingInfo(cl_event event, cl_profiling_info name, std::size_t size,
                                          void* value, std::size_t* sizeRet) {
   const cl_int status = gNext.clGetEventProfilingInfo(event, name, size, value, sizeRet);
-  const auto time = status == CL_SUCCESS ? ScriptedTime(event) : std::nullopt;
-  if (!time) return status;
+  cl_command_type command = 0;
+  gNext.clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof command, &command, nullptr);
+  const auto time = gSettings.fTimes.find(command);
+  if (status != CL_SUCCESS || time == gSettings.fTimes.end()) return status;
   const bool isOver = name == CL_PROFILING_COMMAND_END || name == CL_PROFILING_COMMAND_COMPLETE;
-  return GiveInfo(BytesOf(isOver ? kScriptedStart + *time : kScriptedStart), size, value, sizeRet);
+  return GiveInfo(BytesOf(isOver ? kScriptedStart + time->second : kScriptedStart), size, value, sizeRet);
 }
 
 // Only a launch in one dimension is cut, and none is made larger.
@@ -173,36 +115,23 @@ cl_int CL_API_CALL EnqueueNDRangeKernel(cl_command_queue queue, cl_kernel kernel
                                         const std::size_t* offset, const std::size_t* globalSize,
                                         const std::size_t* localSize, cl_uint waitCount,
                                         const cl_event* waitFor, cl_event* event) {
-  std::size_t cutSize = 0;
-  if (gSettings.fWorkItems && dimensions == 1 && globalSize) {
-    cutSize = std::min(*gSettings.fWorkItems, *globalSize);
-    globalSize = &cutSize;
-  }
+  const std::size_t fewer = std::min(gSettings.fMostWorkItems, *globalSize);
+  if (dimensions == 1) globalSize = &fewer;
   return gNext.clEnqueueNDRangeKernel(queue, kernel, dimensions, offset, globalSize, localSize, waitCount,
                                       waitFor, event);
 }
 
-template <class Tag, class Function>
-void Wrap(Function*& entry, std::vector<CallInfo>* calls) {
-  using Wrapper = Wrapped<Tag, Function>;
-  Wrapper::SetReal(entry);
-  entry = &Wrapper::Call;
-  calls->push_back(Wrapper::Info());
-}
-
-// Fills gLayer from gNext, and gives what it wraps.
-std::vector<CallInfo> BuildLayer() {
+// Fills gLayer from gNext.
+void BuildLayer() {
   gLayer = gNext;
   gLayer.clGetDeviceIDs = &GetDeviceIDs;
-  gLayer.clGetPlatformInfo = &GetPlatformInfo;
-  gLayer.clGetDeviceInfo = &GetDeviceInfo;
+  gLayer.clGetPlatformInfo = &GetInfo<&cl_icd_dispatch::clGetPlatformInfo, cl_platform_id>;
+  gLayer.clGetDeviceInfo = &GetInfo<&cl_icd_dispatch::clGetDeviceInfo, cl_device_id>;
   gLayer.clGetEventProfilingInfo = &GetEventProfilingInfo;
   gLayer.clEnqueueNDRangeKernel = &EnqueueNDRangeKernel;
-  std::vector<CallInfo> calls;
-#define RIG_WRAP(call) Wrap<tag::call>(gLayer.call, &calls);
+#define RIG_WRAP(call) gLayer.call = Wrapped<&::call>::Around(#call, gLayer.call);
   RIG_CL_CALLS(RIG_WRAP)
 #undef RIG_WRAP
-  return calls;
 }
 
 }  // namespace
@@ -216,8 +145,6 @@ extern "C" {
 cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size, void* value, std::size_t* sizeRet) {
   const cl_layer_api_version version = CL_LAYER_API_VERSION_100;
   if (name == CL_LAYER_API_VERSION) return rig::GiveInfo(rig::BytesOf(version), size, value, sizeRet);
-  if (name == CL_LAYER_NAME)
-    return rig::GiveInfo(std::string(rig::kLayerName, sizeof rig::kLayerName), size, value, sizeRet);
   return CL_INVALID_VALUE;
 }
 
@@ -226,8 +153,9 @@ cl_int CL_API_CALL clInitLayer(cl_uint count, const cl_icd_dispatch* target, cl_
   // The loader may know fewer functions than our headers, or more.
   const std::size_t size = std::min(count * sizeof(void*), sizeof rig::gNext);
   std::memcpy(&rig::gNext, target, size);
-  rig::LoadFaults(rig::BuildLayer());
+  rig::LoadFaults();
   rig::LoadSettings();
+  rig::BuildLayer();
   *countRet = static_cast<cl_uint>(sizeof rig::gLayer / sizeof(void*));
   *layerRet = &rig::gLayer;
   return CL_SUCCESS;

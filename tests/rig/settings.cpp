@@ -2,9 +2,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <sstream>
 
 namespace rig {
 
@@ -15,41 +16,28 @@ std::string Setting(const char* variable) {
 
 std::vector<std::string> Split(const std::string& text, char separator) {
   std::vector<std::string> parts;
-  std::size_t begin = 0;
-  while (begin < text.size()) {
-    const std::size_t end = std::min(text.find(separator, begin), text.size());
-    if (end > begin) parts.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
+  std::istringstream stream(text);
+  for (std::string part; std::getline(stream, part, separator);)
+    if (!part.empty()) parts.push_back(part);
   return parts;
 }
 
-std::optional<std::pair<std::string, std::string>> Halve(const std::string& text, char separator) {
+std::pair<std::string, std::string> Halve(const std::string& text, char separator) {
   const std::size_t at = text.find(separator);
-  if (at == std::string::npos) return std::nullopt;
-  return std::make_pair(text.substr(0, at), text.substr(at + 1));
+  return {text.substr(0, at), at == std::string::npos ? "" : text.substr(at + 1)};
 }
 
-std::optional<long long> ParseNumber(const std::string& text) {
-  // strtoll alone would also take blanks in front, and a leading 0 for octal.
-  const std::size_t digits = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-  if (digits == text.size() || text[digits] < '0' || text[digits] > '9') return std::nullopt;
-  const bool isHexadecimal = text.compare(digits, 2, "0x") == 0 || text.compare(digits, 2, "0X") == 0;
+long long ParseNumber(const char* source, const std::string& text) {
   char* end = nullptr;
   errno = 0;
-  const long long value = std::strtoll(text.c_str(), &end, isHexadecimal ? 16 : 10);
-  if (errno != 0 || *end != '\0') return std::nullopt;
+  const long long value = std::strtoll(text.c_str(), &end, 0);
+  if (text.empty() || *end != '\0' || errno != 0) Refuse(source, text, "isn't a number");
   return value;
 }
 
-bool WriteLine(int descriptor, const std::string& text) {
-  const std::string line = text + '\n';
-  return write(descriptor, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-}
-
 void Refuse(const char* source, const std::string& part, const std::string& why) {
-  WriteLine(STDERR_FILENO, std::string("rig: ") + source + ": \"" + part + "\": " + why);
-  _exit(kRefusedExitCode);
+  std::fprintf(stderr, "rig: %s: \"%s\": %s\n", source, part.c_str(), why.c_str());
+  _exit(97);
 }
 
 }  // namespace rig

@@ -7,77 +7,53 @@
 
 #include <atomic>
 #include <cstdint>
-#include <string_view>
 #include <tuple>
 #include <type_traits>
 
 namespace rig {
 
-// The wrapper of one function. Tag tells functions of one prototype apart and has two constants: kName, the
-// function's name in the rules, and kApi. Give the function that does the work to SetReal before the first
-// Call. Any thread may use each operation, several at once.
-template <class Tag, class Function>
+// The wrapper of one function, of which the declaration alone is needed:
+//
+//   table.clFinish = Wrapped<&::clFinish>::Around("clFinish", table.clFinish);
+template <auto* declared>
 class Wrapped;
 
-template <class Tag, class Result, class... Args>
-class Wrapped<Tag, Result(Args...)> {
+template <class Result, class... Args, Result (*declared)(Args...)>
+class Wrapped<declared> {
  public:
   using Pointer = Result (*)(Args...);
 
-  static constexpr CallInfo Info() { return {Tag::kName, kCanFail, kCanLeaveGlError, kReturnsText}; }
-
-  static void SetReal(Pointer real) { sReal = real; }
-
-  // What the application gets in place of the real function.
-  static Result Call(Args... args) {
-    // eglGetError tells of the latest call only, which is now this one.
-    if constexpr (Tag::kApi == Api::kEgl && !IsNamed("eglGetError")) TakeError(Api::kEgl);
-    const Verdict verdict = BeforeCall(Tag::kName, ++sCalls);
-    if (verdict.fKind == Verdict::Kind::kProceed) return sReal.load()(args...);
-    if constexpr (kCanFail)
-      if (verdict.fKind == Verdict::Kind::kFail) return Fail(static_cast<int>(verdict.fValue), args...);
-    if constexpr (kReturnsText)
-      if (verdict.fKind == Verdict::Kind::kText) return reinterpret_cast<Result>(verdict.fText);
-    return FromNumber(verdict.fValue);
+  // What the application gets in place of the function `real`, which `name` is the name of in the rules. Any
+  // thread may call it, several at once.
+  static Pointer Around(const char* name, Pointer real) {
+    sName = name;
+    sReal = real;
+    return &Call;
   }
 
  private:
-  // How OpenCL's creating functions give their status: through a pointer in the last place, which may be
-  // null.
-  static constexpr bool HasStatusPointer() {
-    if constexpr (sizeof...(Args) == 0)
-      return false;
+  static Result Call(Args... args) {
+    const Verdict verdict = BeforeCall(sName, ++sCalls);
+    if (verdict.fKind == Verdict::Kind::kProceed) return sReal(args...);
+    if (verdict.fKind == Verdict::Kind::kFail)
+      return Fail(static_cast<std::int32_t>(verdict.fValue), args...);
+    if constexpr (std::is_pointer_v<Result>)
+      return reinterpret_cast<Result>(verdict.fValue);
     else
-      return std::is_same_v<std::tuple_element_t<sizeof...(Args) - 1, std::tuple<Args...>>, std::int32_t*>;
+      return static_cast<Result>(verdict.fValue);
   }
 
-  static constexpr bool IsNamed(std::string_view name) { return name == Tag::kName; }
-
-  static constexpr bool kReturnsText =
-      std::is_same_v<Result, const char*> || std::is_same_v<Result, const unsigned char*>;
-  static constexpr bool kReturnsStatus = Tag::kApi == Api::kCl && std::is_same_v<Result, std::int32_t>;
-  static constexpr bool kCanFail =
-      (Tag::kApi == Api::kEgl && !IsNamed("eglGetError") && !IsNamed("__egl_Main")) ||
-      (Tag::kApi == Api::kCl && (kReturnsStatus || HasStatusPointer()));
-  static constexpr bool kCanLeaveGlError = Tag::kApi == Api::kGl && !IsNamed("glGetError");
-
-  static Result Fail(int code, Args... args) {
-    if constexpr (kReturnsStatus) return code;
-    if constexpr (Tag::kApi == Api::kEgl) LeaveError(Api::kEgl, code);
-    if constexpr (Tag::kApi == Api::kCl && HasStatusPointer()) {
-      std::int32_t* status = std::get<sizeof...(Args) - 1>(std::tie(args...));
-      if (status) *status = code;
-    }
+  // OpenCL's functions give their status as the result, or, if they create something, through a pointer in
+  // the last place, which may be null.
+  static Result Fail([[maybe_unused]] std::int32_t code, Args... args) {
+    using Last = std::tuple_element_t<sizeof...(Args), std::tuple<void, Args...>>;
+    if constexpr (std::is_same_v<Result, std::int32_t>) return code;
+    if constexpr (std::is_pointer_v<Result> && std::is_same_v<Last, std::int32_t*>)
+      if (std::int32_t* const status = std::get<sizeof...(Args) - 1>(std::tie(args...))) *status = code;
     return Result();
   }
 
-  static Result FromNumber(long long number) {
-    if constexpr (std::is_pointer_v<Result>)
-      return reinterpret_cast<Result>(static_cast<std::intptr_t>(number));
-    else
-      return static_cast<Result>(number);
-  }
-
+  static inline std::atomic<const char*> sName{nullptr};
   static inline std::atomic<Pointer> sReal{nullptr};
   static inline std::atomic<unsigned long> sCalls{0};
 };

@@ -5,7 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 
 namespace rig {
@@ -17,22 +17,11 @@ void PrepareStreams() {
 }
 
 std::size_t ReadSome(void* buf, std::size_t n) {
-  ssize_t count = 0;
-  do count = read(STDIN_FILENO, buf, n);
-  while (count == -1 && errno == EINTR);
-  return count > 0 ? static_cast<std::size_t>(count) : 0;
+  return static_cast<std::size_t>(std::max<ssize_t>(read(STDIN_FILENO, buf, n), 0));
 }
 
-bool WriteAll(int descriptor, const void* buf, std::size_t n) {
-  const char* from = static_cast<const char*>(buf);
-  while (n > 0) {
-    const ssize_t count = write(descriptor, from, n);
-    if (count == -1 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    from += count;
-    n -= static_cast<std::size_t>(count);
-  }
-  return true;
+std::size_t WriteSome(int descriptor, const void* buf, std::size_t n) {
+  return static_cast<std::size_t>(std::max<ssize_t>(write(descriptor, buf, n), 0));
 }
 
 void CloseStream(int descriptor) { close(descriptor); }

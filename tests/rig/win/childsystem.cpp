@@ -17,15 +17,9 @@ std::size_t ReadSome(void* buf, std::size_t n) {
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-bool WriteAll(int descriptor, const void* buf, std::size_t n) {
-  const char* from = static_cast<const char*>(buf);
-  while (n > 0) {
-    const int count = _write(descriptor, from, static_cast<unsigned>(n));
-    if (count <= 0) return false;
-    from += count;
-    n -= static_cast<std::size_t>(count);
-  }
-  return true;
+std::size_t WriteSome(int descriptor, const void* buf, std::size_t n) {
+  const int count = _write(descriptor, buf, static_cast<unsigned>(n));
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 void CloseStream(int descriptor) { _close(descriptor); }
