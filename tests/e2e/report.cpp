@@ -1,7 +1,6 @@
 #include "report.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -143,39 +142,40 @@ Outcome Foretell(const std::vector<Step>& steps, const Failures& failures) {
   return outcome;
 }
 
-Texts MarkedRun(Environment drivers) {
-  drivers["RIG_TRACE"] = ScratchFile("calls");
-  std::filesystem::remove(drivers["RIG_TRACE"]);
-  RunProber(drivers);
-  std::ifstream trace(drivers["RIG_TRACE"]);
-  for (const std::string& function :
-       std::set<std::string>(std::istream_iterator<std::string>(trace), std::istream_iterator<std::string>()))
-    drivers["RIG_FAULT"] += function + "=say:@" + function + ";";
-  return RunProber(drivers).lines;
-}
-
 const Texts& MarkedRun() {
-  static const Texts lines = MarkedRun(Drivers());
+  static const Texts lines = [] {
+    const std::string trace = ScratchFile("functions");
+    RunProber(Drivers({{"RIG_TRACE", trace}}));
+    std::ifstream file(trace);
+    std::string faults;
+    for (const std::string& function : std::set<std::string>(std::istream_iterator<std::string>(file),
+                                                             std::istream_iterator<std::string>()))
+      faults += function + "=say:@" + function + ";";
+    return RunWithFault(faults).lines;
+  }();
   return lines;
 }
 
 std::string FaultIn(const std::string& key, const std::string& fault) {
   const std::size_t mark = fault.find('#');
   if (mark == std::string::npos) return fault;
-  // The step begins behind the last line of the steps before it.
-  std::string lineBefore;
+  std::size_t linesBefore = 0;
   for (auto step = CleanSteps().begin(); step != CleanSteps().end() && step->key != key; ++step)
-    if (!step->lines.empty()) lineBefore = step->lines.back();
-  const auto begin = std::find(MarkedRun().begin(), MarkedRun().end(), lineBefore);
-  EXPECT_NE(begin, MarkedRun().end()) << key;
-  const auto callsBefore = std::count(MarkedRun().begin(), begin, "@" + fault.substr(0, mark));
-  const auto call = callsBefore + std::stoi(fault.substr(mark + 1));
-  return fault.substr(0, mark) + "@" + std::to_string(call) + fault.substr(fault.find('='));
+    linesBefore += step->lines.size();
+  const std::string function = fault.substr(0, mark);
+  int call = std::stoi(fault.substr(mark + 1));
+  for (auto line = MarkedRun().begin(); linesBefore > 0; ++line) {
+    linesBefore -= line->front() != '@';
+    call += *line == "@" + function;
+  }
+  return function + "@" + std::to_string(call) + fault.substr(fault.find('='));
 }
+
+std::string KeyOf(const std::string& line) { return line.substr(0, line.find('=')); }
 
 std::string ValueOf(const Outcome& outcome, const std::string& key) {
   for (const std::string& line : outcome.lines)
-    if (line.substr(0, key.size() + 1) == key + "=") return line.substr(key.size() + 1);
+    if (KeyOf(line) == key) return line.substr(std::min(key.size() + 1, line.size()));
   return "none";
 }
 

@@ -48,14 +48,16 @@ Failures FailureIn(const std::string& key, const Failure& failure);
 // What comes of it: a failed step on a GPU ends the testing of that GPU, another one ends the run.
 Outcome Foretell(const std::vector<Step>& steps, const Failures& failures);
 
-// The lines of a clean run on those drivers, with a line "@function" among them for each driver call that the
-// rig traces, as it's made. On Drivers() it's made once.
-Texts MarkedRun(Environment drivers);
+// The same lines, with a line "@function" among them for each driver call that the rig traces, as it's made.
+// Made once.
 const Texts& MarkedRun();
 
 // Replaces the "#1" of a rule of the rig, the first call in the step of that key, by the call's number in the
 // whole run.
 std::string FaultIn(const std::string& key, const std::string& fault);
+
+// What stands before a line's equals sign.
+std::string KeyOf(const std::string& line);
 
 // What stands behind the equals sign of that key; "none" if no line has it.
 std::string ValueOf(const Outcome& outcome, const std::string& key);
