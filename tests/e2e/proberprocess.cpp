@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
@@ -26,12 +25,6 @@ struct Scratch {
   ~Scratch() { std::filesystem::remove_all(folder); }
   std::string folder = std::filesystem::temp_directory_path() / "prober-XXXXXX";
 };
-
-std::vector<char*> Pointers(Texts& texts) {
-  std::vector<char*> pointers(texts.size() + 1);
-  std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
-  return pointers;
-}
 
 }  // namespace
 
@@ -68,86 +61,77 @@ std::string ScratchFile(const std::string& name) {
 
 ProberProcess::ProberProcess(const Environment& environment, const Texts& arguments, int output, int errors,
                              const std::string& program) {
-  Texts words = {BuildFile("bin/" + program)};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  Texts variables;
-  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
-  const std::vector<char*> argv = Pointers(words);
-  const std::vector<char*> envp = Pointers(variables);
+  Texts words = arguments;
+  words.insert(words.begin(), BuildFile("bin/" + program));
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
 
-  int theirs[3] = {kPipe, output, errors};
-  std::vector<int> piped;
-  for (int number = 0; number < 3; ++number) {
-    if (theirs[number] != kPipe) continue;
+  int theirs[2] = {output, errors};
+  for (const int stream : {0, 1}) {
+    if (theirs[stream] != kPipe) continue;
     int ends[2];
     Require(pipe2(ends, O_CLOEXEC) == 0, "pipe2");
-    fStreams[number] = ends[number == 0 ? 1 : 0];
-    piped.push_back(theirs[number] = ends[number == 0 ? 0 : 1]);
+    fStreams[stream] = ends[0];
+    theirs[stream] = ends[1];
   }
   fPid = fork();
   Require(fPid >= 0, "fork");
   if (fPid == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::signal(SIGPIPE, SIG_DFL);
-    for (int number = 0; number < 3; ++number)
-      theirs[number] == kClosed ? close(number) : dup2(theirs[number], number);
+    for (const int stream : {0, 1})
+      theirs[stream] == kClosed ? close(stream + 1) : dup2(theirs[stream], stream + 1);
     alarm(kPatienceSeconds);
-    execve(argv[0], argv.data(), envp.data());
+    clearenv();
+    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+    execv(argv[0], argv.data());
     _exit(127);
   }
-  for (const int descriptor : piped) close(descriptor);
+  for (const int stream : {0, 1})
+    if (fStreams[stream] >= 0) close(theirs[stream]);
 }
 
 ProberProcess::~ProberProcess() {
   if (fPid < 0) return;
-  Kill();
+  kill(fPid, SIGKILL);
   Finish();
 }
 
 // Waits for something to happen and takes it in; false if nothing does for so long.
 bool ProberProcess::Pump(int milliseconds) {
-  pollfd polled[3] = {{fStreams[0], 0, 0}, {fStreams[1], POLLIN, 0}, {fStreams[2], POLLIN, 0}};
-  if (poll(polled, 3, milliseconds) <= 0) return false;
-  for (int number = 0; number < 3; ++number) {
-    if (polled[number].revents == 0) continue;
+  pollfd polled[2] = {{fStreams[0], POLLIN, 0}, {fStreams[1], POLLIN, 0}};
+  if (poll(polled, 2, milliseconds) <= 0) return false;
+  for (const int stream : {0, 1}) {
+    if (polled[stream].revents == 0) continue;
     char buffer[65536];
-    const ssize_t count = number == 0 ? 0 : read(fStreams[number], buffer, sizeof buffer);
-    fTexts[number].append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-    if (count <= 0) close(std::exchange(fStreams[number], -1));
+    const ssize_t count = read(fStreams[stream], buffer, sizeof buffer);
+    fTexts[stream].append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+    if (count <= 0) close(std::exchange(fStreams[stream], -1));
   }
   return true;
 }
 
 bool ProberProcess::WaitForLines(std::size_t output, std::size_t errors) {
-  while (Lines(fTexts[1]).size() < output || Lines(fTexts[2]).size() < errors) {
-    if (fStreams[0] < 0) return false;
+  while (Lines(fTexts[0]).size() < output || Lines(fTexts[1]).size() < errors) {
+    if (IsAtEnd()) return false;
     Pump(-1);
   }
   return true;
 }
 
-bool ProberProcess::StaysSilent(int milliseconds) { return fStreams[0] >= 0 && !Pump(milliseconds); }
-
-void ProberProcess::Kill() { kill(fPid, SIGKILL); }
+bool ProberProcess::StaysSilent(int milliseconds) { return !IsAtEnd() && !Pump(milliseconds); }
 
 Outcome ProberProcess::Finish() {
-  while (fStreams[0] >= 0 || fStreams[1] >= 0 || fStreams[2] >= 0) Pump(-1);
+  while (!IsAtEnd()) Pump(-1);
   int status = 0;
   Require(waitpid(std::exchange(fPid, -1), &status, 0) > 0, "waitpid");
-  Outcome outcome{{}, "", fTexts[2], "status " + std::to_string(WEXITSTATUS(status))};
-  outcome.lines = Lines(fTexts[1], &outcome.rest);
+  Outcome outcome{{}, "", fTexts[1], "status " + std::to_string(WEXITSTATUS(status))};
+  outcome.lines = Lines(fTexts[0], &outcome.rest);
   if (WIFSIGNALED(status)) outcome.ending = "signal " + std::to_string(WTERMSIG(status));
   return outcome;
 }
 
 Outcome RunProber(const Environment& environment, const Texts& arguments) {
   return ProberProcess(environment, arguments).Finish();
-}
-
-Outcome RunHangingProber(const Environment& environment, const Texts& arguments, std::size_t lines) {
-  ProberProcess prober(environment, arguments);
-  const bool hangs = prober.WaitForLines(lines, 0) && prober.StaysSilent(200);
-  prober.Kill();
-  const Outcome outcome = prober.Finish();
-  return {outcome.lines, outcome.rest, outcome.errors, hangs ? "hanging" : outcome.ending};
 }

@@ -29,7 +29,7 @@ std::string ScratchFile(const std::string& name);
 // One prober, from its start on. For one thread.
 class ProberProcess {
  public:
-  // What a standard stream leads to, beside a descriptor of the caller's.
+  // What standard output or error leads to, beside a descriptor of the caller's.
   static constexpr int kPipe = -1;  // to the outcome
   static constexpr int kClosed = -2;
 
@@ -46,25 +46,19 @@ class ProberProcess {
   // True if the prober writes nothing and doesn't end for so long.
   bool StaysSilent(int milliseconds);
 
-  void Kill();
-
   // Reads on to the end. Once.
   Outcome Finish();
 
  private:
   bool Pump(int milliseconds);
+  bool IsAtEnd() const { return fStreams[0] < 0 && fStreams[1] < 0; }
 
   int fPid = -1;  // -1 once it's reaped
-  // Our ends of the prober's standard streams, -1 once there is nothing to come. The first fails when the
-  // prober is gone, since it reads nothing.
-  int fStreams[3] = {-1, -1, -1};
-  std::string fTexts[3];
+  // Our ends of the prober's standard output and error, -1 once there is nothing to come.
+  int fStreams[2] = {-1, -1};
+  std::string fTexts[2];
 };
 
 Outcome RunProber(const Environment& environment, const Texts& arguments = {});
-
-// For a prober that is to hang once it has written so many lines. It's killed then, and its ending is
-// "hanging"; that of one that does something else is what it is.
-Outcome RunHangingProber(const Environment& environment, const Texts& arguments, std::size_t lines);
 
 #endif  // PROBERPROCESS_H_

@@ -3,6 +3,7 @@
 
 #include "unheardprober.h"
 
+#include <boost/dll/runtime_symbol_info.hpp>
 #include <boost/filesystem.hpp>
 #include <windows.h>
 
@@ -41,37 +42,15 @@ HANDLE CreateOutput(const std::string& path) {
   return file;
 }
 
-std::string Content(const std::string& path) {
+// The file's text with line feeds alone at the ends of its lines, which had carriage returns, too; others are
+// shown.
+std::string ReadOutput(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// The text with line feeds alone at the ends of its lines, which had carriage returns, too; others are shown.
-std::string Unixed(std::string text) {
+  std::string text{std::istreambuf_iterator<char>(file), {}};
   text = std::regex_replace(text, std::regex("\r\n"), "\v");
   text = std::regex_replace(text, std::regex("\n"), "[a bare line feed]\n");
   return std::regex_replace(text, std::regex("\v"), "\n");
 }
-
-// Variables of this process, which a child inherits. An empty one isn't there.
-class Variables {
- public:
-  explicit Variables(const Environment& environment) {
-    for (const auto& [name, value] : environment) {
-      const char* const former = std::getenv(name.c_str());
-      fFormer[name] = former != nullptr ? former : "";
-      _putenv_s(name.c_str(), value.c_str());
-    }
-  }
-  ~Variables() {
-    for (const auto& [name, value] : fFormer) _putenv_s(name.c_str(), value.c_str());
-  }
-  Variables(const Variables&) = delete;
-  Variables& operator=(const Variables&) = delete;
-
- private:
-  Environment fFormer;
-};
 
 // Runs the command to its end, and gives its status.
 DWORD Run(std::string command, HANDLE output, HANDLE errors) {
@@ -97,18 +76,18 @@ DWORD Run(std::string command, HANDLE output, HANDLE errors) {
 // Closes the file.
 Outcome RunProberInto(HANDLE output, const Environment& environment, const Texts& arguments) {
   // It stands beside this program.
-  char self[MAX_PATH];
-  Require(GetModuleFileNameA(nullptr, self, sizeof self) < sizeof self, "GetModuleFileName");
-  std::string command = "\"" + (fs::path(self).parent_path() / "gpuprowler.exe").string() + "\"";
+  const fs::path program = boost::dll::program_location().parent_path() / "gpuprowler.exe";
+  std::string command = "\"" + program.string() + "\"";
   for (const std::string& argument : arguments) command += " " + argument;
 
   const std::string errors = ScratchFile("errors");
   HANDLE const errorsFile = CreateOutput(errors);
-  const Variables variables(environment);
+  // A child inherits the variables of this process.
+  for (const auto& [name, value] : environment) _putenv_s(name.c_str(), value.c_str());
   const DWORD status = Run(command, output, errorsFile);
   CloseHandle(output);
   CloseHandle(errorsFile);
-  return {{}, "", Unixed(Content(errors)), "status " + std::to_string(status)};
+  return {{}, "", ReadOutput(errors), "status " + std::to_string(status)};
 }
 
 }  // namespace
@@ -126,7 +105,7 @@ std::string ScratchFile(const std::string& name) {
 Outcome RunProber(const Environment& environment, const Texts& arguments) {
   const std::string output = ScratchFile("output");
   Outcome outcome = RunProberInto(CreateOutput(output), environment, arguments);
-  outcome.lines = Lines(Unixed(Content(output)), &outcome.rest);
+  outcome.lines = Lines(ReadOutput(output), &outcome.rest);
   return outcome;
 }
 
