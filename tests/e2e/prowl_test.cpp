@@ -38,6 +38,9 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
        "something that the prober has started holds its output open, which was read no longer"},
       {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/stdout/lines/0/kind", "other"},
       {kChild, "-- say:\xFF crash", "crashed: status 4", "/lastLine", "\uFFFD"},
+      {"env", "-- --ignore-signal=CHLD " + BuildFile("bin/prowl") + " --prober " + kChild + " -- exit:7",
+       "finished-with-failures: status 2", "/exitStatus",
+       "3"},  // the inner one has seen its prober end early
       {"/none/gpuprowler", "", "not-started: status 6", "/end",
        "there is no such file (Launcher: CreateProcessW failed)"},
       {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/end",
