@@ -72,6 +72,8 @@ TEST(CommandLineTest, HangSleepsBehindTheReport) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(Same(RunProber(NoDrivers(), {"-hang=0x12c", "-exit=5"}), WholeRun({}, "", "status 5")));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+  ProberProcess hangs(NoDrivers(), {"-hang=-1"});
+  EXPECT_TRUE(hangs.WaitForLines(WholeRun({}, "", "").lines.size(), 0) && hangs.StaysSilent(200));
   // A failure of the run leaves it out.
   EXPECT_EQ(RunProber(NoDrivers(), {"-hang=600000", "-throwAfter=3"}).ending, "status 2");
 }

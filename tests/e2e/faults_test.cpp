@@ -1,5 +1,5 @@
-// Drivers that crash or give errors; tests/matrix has each call. Faults are rules of the rig; "glClear#1" is
-// the function's first call in the step that stands beside it.
+// Drivers that crash or give errors; tests/matrix has each function. Faults are rules of the rig; "glClear#1"
+// is the function's first call in the step that stands beside it.
 #include "report.h"
 
 namespace {

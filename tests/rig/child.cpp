@@ -65,7 +65,8 @@ void Perform(const char* program, const std::string& action) {
   if (verb == "close") return rig::CloseStream(static_cast<int>(number));
   if (verb == "descriptors") return Write(kOutput, rig::OpenDescriptors() + "\n");
   if (verb == "folder") return Write(kOutput, std::filesystem::current_path().string() + "\n");
-  if (verb == "variable") return Write(kOutput, std::getenv(text.c_str()));
+  if (const char* const value = std::getenv(text.c_str()); verb == "variable" && value != nullptr)
+    return Write(kOutput, value);
   if (verb == "grandchild" && rig::StartGrandchild(program, text)) return;
   Write(kErrors, "child: can't do " + action + "\n");
   rig::EndProcess(kRefused);

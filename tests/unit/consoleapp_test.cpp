@@ -17,6 +17,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -184,6 +185,17 @@ TEST(ConsoleApp, KeepsFailuresInTheirOrderAndFiresAFaultOnce) {
   EXPECT_EQ(look(), "Idle");
   app.NotifyRunning(nullptr);
   EXPECT_EQ(look(), "Running");
+}
+
+TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
+  const auto waits = [] {
+    return std::tuple(GetShortWaitSeconds(), GetDefaultWaitSeconds(), GetDefaultStateWaitSeconds());
+  };
+  EXPECT_EQ(waits(), std::tuple(1.0, 10.0, 0.1));
+  ztutil::DebugFlag tenths{"ConsoleAppDefaultStateWaitSecondsTimesTenMinus1"};
+  ztutil::DebugFlagValue(tenths) = 4;
+  EXPECT_EQ(waits(), std::tuple(1.0, 10.0, 0.5));
+  ztutil::DebugFlagValue(tenths) = 0;
 }
 
 TEST(ConsoleApp, SaysWhatItDoesByLevels) {
@@ -427,8 +439,11 @@ TEST(ConsoleAppRun, ALateLaunchCleansUpBehindItself) {
 // It was left alone, and is the last that the launcher knows.
 TEST(ConsoleAppRun, AKillNeverMeansTheChildOfAnEarlierRun) {
   const auto launcher = boost::make_shared<FakeLauncher>();
-  const Gate end = NewGate(), launching = NewGate();
-  launcher->wait = [=](std::int32_t*) { return end->wait(), 0; };
+  const Gate waiting = NewGate(), end = NewGate(), launching = NewGate();
+  launcher->wait = [=](std::int32_t*) {
+    if (!waiting->try_wait()) waiting->count_down();
+    return end->wait(), 0;
+  };
   launcher->kill = [] { ADD_FAILURE(); };
   const auto app = boost::make_shared<App>(
       [=, launches = std::make_shared<int>(0)](const std::string& name) {
@@ -437,6 +452,7 @@ TEST(ConsoleAppRun, AKillNeverMeansTheChildOfAnEarlierRun) {
       launcher);
   ConsoleAppLauncher host(LaunchParams(), app);
   host.Launch();
+  waiting->wait();
   host.Reset();
   host.Launch();
   EXPECT_EQ(Outcome([&] { host.Kill(); }), "runtime: TerminateProcess failed");

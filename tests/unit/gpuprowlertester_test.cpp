@@ -70,4 +70,14 @@ TEST(Tester, TestsAlternateBetweenGPUsAndAFailureEndsOne) {
   EXPECT_TRUE(gpus.empty());
 }
 
+TEST(Tester, ACrashThatReturnsIsACrashAllTheSame) {
+  struct Harmless : Tester {
+    void DoCrash() override { ++crashes; }
+    int crashes = 0;
+  } tester;
+  tester.SetCrashAfter(0);
+  EXPECT_THROW(tester.CountStep(), std::runtime_error);
+  EXPECT_EQ(tester.crashes, 1);
+}
+
 }  // namespace

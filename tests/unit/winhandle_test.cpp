@@ -88,6 +88,8 @@ TEST(TempFile, GoesWhenItCloses) {
   UseForTemporaryFiles(folder.string());
   const auto file = ztutil::CreateTempFile("");
   EXPECT_FALSE(fs::is_empty(folder));
+  file->Seek(5LL << 30);
+  EXPECT_EQ(file->Tell(), 5LL << 30);
   file->Close();
   EXPECT_TRUE(fs::is_empty(folder));
 }

@@ -65,6 +65,8 @@ TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {
     MemoryLogger logger(flags);
     ZT_LOG(gFlag, "x");
     EXPECT_TRUE(Matches(logger.text, expression)) << flags;
+    EXPECT_EQ(logger.SetFormatFlags(0x3FF), flags);
+    EXPECT_EQ(logger.GetFormatFlags(), 0x1FFu);
   }
 }
 
@@ -109,6 +111,7 @@ TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
     for (const char* const text : {"a", "b", "c"}) ZT_LOG(gFlag, text);
   }
   { const ztutil::SingleLineLogger silent("silent"); }
+  EXPECT_THROW(ZTLogger::Above(nullptr)->Flush(), std::runtime_error);  // there is none
   EXPECT_EQ(
       below.text,
       "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n");
@@ -134,6 +137,8 @@ TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
     ZT_LOG(gFlag, "text");
   }
   logger.broken = false;
+  EXPECT_THROW(logger.Outdent(), std::length_error);  // below 0, where it stays
+  logger.Indent();
   ZT_LOG(gFlag, "text");
   EXPECT_EQ(logger.text, "text\n");
 }
@@ -161,6 +166,22 @@ TEST(Logging, TheFileBeginsAnewOnceInAProcessAndLosesOnlyWhatCannotBeWritten) {
 }
 
 // All log and open scopes, and two of them come and go on top of the stack. Every line stays whole.
+TEST(Logging, NobodyGetsBehindTheEndOfASharedLine) {
+  MemoryLogger below;
+  std::atomic<bool> stop{false};
+  boost::thread other([&] {
+    while (!stop) ZT_LOG(gFlag, "b");
+  });
+  for (int i = 0; i < 20000; ++i) {
+    const ztutil::SingleLineLogger line("line");
+    ZT_LOG(gFlag, "a");
+  }
+  stop = true;
+  other.join();
+  EXPECT_EQ(below.text.find("\n "), std::string::npos);
+  EXPECT_EQ(below.text.back(), '\n');
+}
+
 TEST(Logging, ManyThreadsLeaveNoLineTorn) {
   const std::regex line(kPrefix +
                         " *(text|BEGIN scope|END scope, duration=.*|Activating new logger memory)\n");

@@ -2,12 +2,14 @@
 
 #include <ztutil/platform.h>
 
+#include <boost/thread/thread.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -29,6 +31,18 @@ TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
   const std::string fifo = OwnHome() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
+}
+
+TEST(ThreadName, IsCutToTheSystemsRoom) {
+  boost::thread([] {
+    for (const auto& [name, expected] : {std::pair("a name longer than the system's", "a name longer t"),
+                                         {"1a2c(app.Launcher)", "app.Launcher"}}) {
+      ztutil::platform::NameThreadForDebugger(name);
+      char shown[16] = "";
+      pthread_getname_np(pthread_self(), shown, sizeof shown);
+      EXPECT_STREQ(shown, expected);
+    }
+  }).join();
 }
 
 }  // namespace

@@ -135,7 +135,8 @@ TEST(SysfsAdapters, MemoryByDriver) {
   } rows[] = {{"radeon", "0000:01:00.0", {}, 1},    {"nouveau", "0000:01:00.0", {}, 2},
               {"i915", "0000:03:00.0", {}, 4},      {"xe", "0000:03:00.0", {}, 4},
               {"i915", "0000:00:02.0", {}, 0},      {"xe", "0000:00:02.0", tiles, 0},
-              {"xe", "0000:03:00.0", tiles, 16385}, {"amdgpu", "0000:01:00.0", {}, 0}};
+              {"xe", "0000:03:00.0", tiles, 16385}, {"amdgpu", "0000:01:00.0", {}, 0},
+              {"vmwgfx", "0000:00:0f.0", {}, 2},    {"ast", "0000:02:00.0", {}, 1}};
   for (const auto& row : rows) {
     SystemTree tree;
     const string device = tree.AddDevice(row.slot, "8086:56a0 030000", row.driver, row.files);

@@ -158,10 +158,9 @@ double GetDefaultStateWaitSeconds();
 // next Launch, GetState, Wait or Kill. Launch and Wait leave an object Idle that way; GetState and Kill leave
 // it as it is.
 //
-// No call takes longer than its bound and the short wait, Launch not longer than three short waits, with one
-// exception: a write to the standard input
-// of a child that doesn't read lasts until that reads or ends, and every other call but GetTasksRunning waits
-// for it.
+// No call takes longer than its bound and the short wait, and Launch no longer than three short waits, with
+// one exception: a write to the standard input of a child that doesn't read lasts until that reads or ends,
+// and every other call but GetTasksRunning waits for it.
 class ConsoleApp {
  public:
   using Exception = consoleapp::Exception;
@@ -202,7 +201,7 @@ class ConsoleApp {
   void Launch(const boost::shared_ptr<ExecutionData>& executionData, const LaunchParams& launchParams);
 
   // Back to Idle, whatever there was. The run's threads are cut off and given the short wait to end. A child
-  // that has come to Running runs on; one on its way there is killed.
+  // that runs is left to run; one that the launch thread has only just made is killed.
   void Reset();
 
   // The state, once it is stable. When it isn't within that many seconds, it becomes Timeout, until the child

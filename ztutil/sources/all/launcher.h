@@ -32,8 +32,8 @@ class Launcher {
 
   // Starts a program with its three standard streams on pipes, and this process's environment and working
   // directory. On Linux it inherits nothing else; on Windows it does inherit those handles of the host's that
-  // are marked for it. Throws std::runtime_error, and then there is
-  // no child: "CreatePipe failed", "SetHandleInformation failed" or "CreateProcessW failed".
+  // are marked for it. Throws std::runtime_error, and then there is no child: "CreatePipe failed",
+  // "SetHandleInformation failed" or "CreateProcessW failed".
   virtual LaunchResult Launch(const std::wstring& program, const std::deque<std::string>& arguments) = 0;
 
   // Waits for the child's end, without a bound. 0 if it ended by itself, and only then the exit code is set;

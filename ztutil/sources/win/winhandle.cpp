@@ -35,10 +35,12 @@ std::uint32_t Open(const fs::path& path, std::uint32_t access, std::uint32_t cre
 std::uint32_t Read(NativeHandle handle, void* buf, std::size_t n, std::size_t& count) {
   DWORD got = 0;
   std::uint32_t code = 0;
-  // Nothing from a pipe isn't its end: somebody has written nothing.
+  // Nothing from a pipe isn't its end: somebody has written nothing. A socket, to which the system gives the
+  // same file type, isn't one.
   do {
     code = Code(ReadFile(Handle(handle), buf, static_cast<DWORD>(n), &got, nullptr));
-  } while (code == 0 && got == 0 && n != 0 && GetFileType(Handle(handle)) == FILE_TYPE_PIPE);
+  } while (code == 0 && got == 0 && n != 0 &&
+           GetNamedPipeInfo(Handle(handle), nullptr, nullptr, nullptr, nullptr));
   if (code != 0 && code != ERROR_BROKEN_PIPE) return code;
   count = code == 0 ? got : 0;
   return 0;
