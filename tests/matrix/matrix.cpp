@@ -3,6 +3,7 @@
 //
 //   matrix             the first call of each function, and the first for each question, with every action
 //   matrix --diagonal  the same calls with one action each, in turn
+//   matrix --all       each call, with every action
 #include "prowlprocess.h"
 #include "report.h"
 
@@ -57,9 +58,9 @@ constexpr std::size_t kEnds = 4;  // so many of them, in front, end the process 
 
 bool IsSymbol(const string& line) { return line.compare(0, 7, "gputag.") == 0; }
 
-// The first call of each function, and the first for each question; of questions that differ by a symbol
-// alone, for the first.
-std::vector<Call> Calls() {
+// Each call, or the first of each function and the first for each question; of questions that differ by a
+// symbol alone, for the first.
+std::vector<Call> Calls(bool all) {
   const Texts& sound = CleanRun().lines;
   auto next = sound.begin();
   std::map<string, int> numbers;
@@ -73,7 +74,7 @@ std::vector<Call> Calls() {
     const auto answer = std::find_if_not(next, sound.end(), IsSymbol);
     const string function = line.substr(1), question = answer == sound.end() ? "exit" : KeyOf(*answer);
     const bool isAsked = questions.insert(question.substr(0, question.find('[', question.find('.')))).second;
-    if (++numbers[function] == 1 || isAsked)
+    if (++numbers[function] == 1 || isAsked || all)
       calls.push_back({function, numbers[function], next - sound.begin(), question});
   }
   return calls;
@@ -203,12 +204,17 @@ bool Passes(const Call& call, const Action& action) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool diagonal = argc > 1 && string(argv[1]) == "--diagonal";
+  const string mode = argc > 1 ? argv[1] : "";
+  const bool diagonal = mode == "--diagonal", all = mode == "--all";
+  if (argc > 2 || (argc == 2 && !diagonal && !all)) {
+    std::fprintf(stderr, "usage: matrix [--diagonal | --all]\n");
+    return 2;
+  }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   std::set<string> functions;
   std::size_t rows = 0, wrong = 0;
-  for (const Call& call : Calls()) {
+  for (const Call& call : Calls(all)) {
     functions.insert(call.function);
     // Calls beyond the first of a function are there for the question that prowl finds.
     const std::size_t turn = rows % (call.number == 1 ? kActions.size() : kEnds);
