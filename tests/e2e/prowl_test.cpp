@@ -41,6 +41,9 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
       {"env", "-- --ignore-signal=CHLD " + BuildFile("bin/prowl") + " --prober " + kChild + " -- exit:7",
        "finished-with-failures: status 2", "/exitStatus",
        "3"},  // the inner one has seen its prober end early
+      {"timeout",
+       "-- --foreground --preserve-status 0.3 " + BuildFile("bin/prowl") + " --prober " + kChild + " -- hang",
+       "ended-early: status 3", "/exitStatus", "7"},  // the inner one was interrupted
       {"/none/gpuprowler", "", "not-started: status 6", "/end",
        "there is no such file (Launcher: CreateProcessW failed)"},
       {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/end",
@@ -64,6 +67,7 @@ TEST(ProwlTest, PassesBytesOn) {
   EXPECT_EQ(outcome.errors.substr(0, 24), "w\nThe prober ended early");
   EXPECT_EQ(outcome.ending, "status 3");
 
+  EXPECT_EQ(RunProwl(Drivers(), {"--timeout", "0"}).ending, "status 1");
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   for (const char* const how : {"--raw", "--json"})
     EXPECT_EQ(RunProwl(Drivers(), {how, "--prober", kChild, "--", "say:x"}, full).ending, "status 1") << how;

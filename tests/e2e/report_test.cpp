@@ -2,7 +2,9 @@
 #include "report.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -36,6 +38,15 @@ TEST(ReportTest, TimestampsAreLocal) {
   ASSERT_NE(strptime(value.c_str(), "\"%Y-%m-%d_%H:%M:%S\"", &local), nullptr) << value;
   EXPECT_GE(timegm(&local) - 19800, before);
   EXPECT_LE(timegm(&local) - 19800, std::time(nullptr) + 1);  // seconds are rounded
+}
+
+TEST(ReportTest, ASettingDelaysTheBandwidth) {
+  const string home = ScratchFile("delayed");
+  std::filesystem::create_directory(home);
+  std::ofstream(home + "/ztlogSettings.txt") << "GPUProwlerOCLDelay=1\n";
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(RunProber(Drivers({{"HOME", home}})).ending, "status 0");
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
 TEST(ReportTest, MeasuresByTheDevicesClock) {

@@ -5,9 +5,11 @@
 #include <boost/thread/thread.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -31,6 +33,16 @@ TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
   const std::string fifo = OwnHome() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
+}
+
+TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
+  mkdir((OwnHome() + "/.config").c_str(), 0700);
+  const std::string file = WriteInHome(".config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/my/Desktop\"\n");
+  EXPECT_EQ(ztutil::platform::UserDirectory(), OwnHome() + "/my");
+  std::remove(file.c_str());
+  unsetenv("HOME");
+  EXPECT_EQ(ztutil::platform::UserDirectory(), getpwuid(getuid())->pw_dir);
+  setenv("HOME", OwnHome().c_str(), 1);
 }
 
 TEST(ThreadName, IsCutToTheSystemsRoom) {
