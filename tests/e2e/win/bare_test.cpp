@@ -1,6 +1,6 @@
 // The prober where there is neither a display nor OpenCL.
 #include "../report.h"
-#include "unheardprober.h"
+#include "otherruns.h"
 
 namespace {
 

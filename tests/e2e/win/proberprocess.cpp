@@ -1,7 +1,7 @@
 // The Windows side of ../proberprocess.h, of which it has RunProber and what belongs to it.
 #include "../proberprocess.h"
 
-#include "unheardprober.h"
+#include "otherruns.h"
 
 #include <boost/dll/runtime_symbol_info.hpp>
 #include <boost/filesystem.hpp>
@@ -73,11 +73,9 @@ DWORD Run(std::string command, HANDLE output, HANDLE errors) {
   return status;
 }
 
-// Closes the file.
-Outcome RunProberInto(HANDLE output, const Environment& environment, const Texts& arguments) {
-  // It stands beside this program.
-  const fs::path program = boost::dll::program_location().parent_path() / "gpuprowler.exe";
-  std::string command = "\"" + program.string() + "\"";
+// Runs a program that stands beside this one. Closes the file.
+Outcome RunInto(HANDLE output, const char* program, const Environment& environment, const Texts& arguments) {
+  std::string command = "\"" + (boost::dll::program_location().parent_path() / program).string() + "\"";
   for (const std::string& argument : arguments) command += " " + argument;
 
   const std::string errors = ScratchFile("errors");
@@ -88,6 +86,13 @@ Outcome RunProberInto(HANDLE output, const Environment& environment, const Texts
   CloseHandle(output);
   CloseHandle(errorsFile);
   return {{}, "", ReadOutput(errors), "status " + std::to_string(status)};
+}
+
+Outcome RunToEnd(const char* program, const Environment& environment, const Texts& arguments) {
+  const std::string output = ScratchFile("output");
+  Outcome outcome = RunInto(CreateOutput(output), program, environment, arguments);
+  outcome.lines = Lines(ReadOutput(output), &outcome.rest);
+  return outcome;
 }
 
 }  // namespace
@@ -103,11 +108,10 @@ std::string ScratchFile(const std::string& name) {
 }
 
 Outcome RunProber(const Environment& environment, const Texts& arguments) {
-  const std::string output = ScratchFile("output");
-  Outcome outcome = RunProberInto(CreateOutput(output), environment, arguments);
-  outcome.lines = Lines(ReadOutput(output), &outcome.rest);
-  return outcome;
+  return RunToEnd("gpuprowler.exe", environment, arguments);
 }
+
+Outcome RunProwl(const Texts& arguments) { return RunToEnd("prowl.exe", Drivers(), arguments); }
 
 Outcome RunUnheardProber(const Texts& arguments) {
   HANDLE in = nullptr;
@@ -115,5 +119,5 @@ Outcome RunUnheardProber(const Texts& arguments) {
   SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
   Require(CreatePipe(&in, &out, &inheritable, 0), "CreatePipe");
   CloseHandle(in);
-  return RunProberInto(out, Drivers(), arguments);
+  return RunInto(out, "gpuprowler.exe", Drivers(), arguments);
 }
