@@ -34,7 +34,7 @@ class Wrapped<declared> {
  private:
   static Result Call(Args... args) {
     const Verdict verdict = BeforeCall(sName, ++sCalls);
-    if (verdict.fKind == Verdict::Kind::kProceed) return sReal(args...);
+    if (verdict.fKind == Verdict::Kind::kProceed) return sReal.load()(args...);
     if (verdict.fKind == Verdict::Kind::kFail)
       return Fail(static_cast<std::int32_t>(verdict.fValue), args...);
     if constexpr (std::is_pointer_v<Result>)
