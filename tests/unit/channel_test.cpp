@@ -93,15 +93,16 @@ TEST(Channel, LoopsGoOnToTheEndOrSayHowFarTheyGot) {
 }
 
 TEST(Channel, SingleTransfersAreCheckedAtEveryLevel) {
-  Scripted source({0, 12, 0});
+  Scripted source({0, 12, 0, 2});
   RandomAccess middle(&source, false), top(&middle, false);
   const std::string neverZero = "logic: DoWriteSome should never return 0 if nbytes > 0";
   EXPECT_EQ(Outcome([&] { top.Write("x", 1); }), neverZero);
   EXPECT_EQ(Outcome([&] { ReadSome(top, 11); }), "logic: read returned more than asked");
   EXPECT_EQ(Outcome([&] { source.WriteSome("x", 1); }), neverZero);
+  EXPECT_EQ(Outcome([&] { source.WriteSome("x", 1); }), "logic: write returned more than asked");
   EXPECT_EQ(top.WriteSome(nullptr, 0) + top.ReadSome(nullptr, 0), 0u);
   EXPECT_TRUE(top.Read(nullptr, 0));
-  EXPECT_EQ(source.calls, 3u);
+  EXPECT_EQ(source.calls, 4u);
 }
 
 TEST(Channel, RolesWithoutADelegateThatCountsRefuse) {
