@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -84,6 +85,9 @@ TEST_F(BufferTest, FixedOnesTakeWhatFits) {
   copy = fFixed;
   EXPECT_EQ(SizesOf(copy), SizesOf(fFixed));
   EXPECT_TRUE(copy.IsOwner() && !copy.IsGrowable() && copy.GetData() != fFixed.GetData());
+  const auto state = StateOf(copy);
+  const Buffer moved = std::move(copy);
+  EXPECT_TRUE(StateOf(moved) == state && !copy.IsOpen());
   fFixed.Close();
   EXPECT_EQ(SizesOf(fFixed), (Sizes{0, 0, 0, 0, 0}));
   EXPECT_EQ(std::string(fMemory + 95, 5), std::string("\0klmn", 5));

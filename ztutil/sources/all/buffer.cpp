@@ -55,6 +55,14 @@ Buffer& Buffer::operator=(const Buffer& other) {
   return *this;
 }
 
+Buffer::Buffer(Buffer&& other) noexcept : Buffer(nullptr, 0) { Swap(other); }
+
+Buffer& Buffer::operator=(Buffer&& other) noexcept {
+  Buffer taken(std::move(other));
+  Swap(taken);
+  return *this;
+}
+
 Buffer::~Buffer() { Free(); }
 
 void Buffer::Swap(Buffer& other) noexcept {

@@ -17,8 +17,12 @@ namespace ztutil {
 // makes it smaller.
 //
 // A buffer that owns its block may be growable, and then grows to a multiple of 4096 bytes where a write
-// needs it. One on the caller's memory is fixed, and that memory must outlive it. A closed buffer has no
-// block, and all its sizes are 0.
+// needs it. Each time it copies the data, so that many small pieces cost the square of their sum: who knows
+// the sum calls SetCapacity first. One on the caller's memory is fixed, and that memory must outlive it. A
+// closed buffer has no block, and all its sizes are 0.
+//
+// What was put back to it as a Reader isn't part of it: that is read first, also after Reset, Seek and
+// SetBuffer, and isn't copied, moved, assigned or swapped. It waits behind Close for what is assigned next.
 //
 // An operation that throws leaves the buffer as it was.
 class Buffer : public RandomAccess {
@@ -31,9 +35,13 @@ class Buffer : public RandomAccess {
   Buffer(void* data, std::size_t size);
 
   // Copies the data and the state, to a block of its own with the same capacity; of capacity 0 it is closed.
-  // What was put back to the other as a Reader isn't copied, swapped or assigned.
   Buffer(const Buffer& other);
   Buffer& operator=(const Buffer& other);
+
+  // Takes the block and the state, and leaves the other closed.
+  Buffer(Buffer&& other) noexcept;
+  Buffer& operator=(Buffer&& other) noexcept;
+
   ~Buffer() override;
   void Swap(Buffer& other) noexcept;
 

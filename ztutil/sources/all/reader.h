@@ -71,7 +71,7 @@ class Reader : public virtual Channel {
   virtual void OnPushback(std::size_t n);
 
  public:
-  // The next byte, 0 to 255, or -1 at the end of the data.
+  // The next byte, 0 to 255, or -1 at the end of the data. Asks the source for this one byte.
   virtual std::int32_t ReadByte();
 
  private:
