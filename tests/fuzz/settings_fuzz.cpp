@@ -17,9 +17,6 @@ namespace {
 
 using Settings = std::vector<std::pair<std::string, std::int32_t>>;
 
-// What the reader takes from a file at once. With another size the files below test less, but no wrong thing.
-constexpr std::size_t kChunk = 16384;
-
 void Write(int file, const std::string& text) {
   const auto size = static_cast<ssize_t>(text.size());
   Require(ftruncate(file, 0) == 0 && pwrite(file, text.data(), text.size(), 0) == size,
@@ -69,10 +66,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Settings settings = FromLines(text);
   for (const auto& [name, value] : settings) CheckSetting(name, value);
   Require(FromFile(text) == settings, "a file's settings are those of its lines");
-  // Behind a comment of such a length that a chunk ends in the middle.
-  if (size < kChunk)
-    Require(FromFile(std::string(kChunk - size / 2 - 1, '#') + '\n' + text) == settings,
-            "the end of a chunk changes nothing");
   Require(ztutil::ParentOfDesktop(text, "/home/me").front() == '/', "the user's folder has an absolute path");
   return 0;
 }

@@ -26,7 +26,7 @@ std::int32_t Value(const std::string& name) {
 }
 
 TEST(Settings, LinesAreTakenToTheLetter) {
-  const std::string longName(5000000, 'n');
+  const std::string longName(5000000, 'n'), tooLong = "A=1\nB=" + std::string(16777216 - 5, '2');
   const std::pair<std::string, Settings> rows[] = {
       {"A = 1", {{"A ", 1}}},
       {" #A=1", {{" #A", 1}}},
@@ -41,6 +41,8 @@ TEST(Settings, LinesAreTakenToTheLetter) {
       {"A=1\r\n\r\nC=\r\n#\r\nA=2\r\nlast=5", {{"A", 1}, {"A", 2}, {"last", 5}}},
       {std::string("A\0B=7\nD=3", 9), {{"A", 7}, {"D", 3}}},
       {longName + "=1\n" + longName + "\nA=2\n", {{longName, 1}, {"A", 2}}},
+      {tooLong, {}},
+      {tooLong.substr(1), {{"B", 2147483647}}},
   };
   for (const auto& [text, settings] : rows)
     EXPECT_TRUE(Read(WriteInHome("s", text)) == settings) << text.substr(0, 40);

@@ -6,32 +6,39 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
-#include <string_view>
 
 namespace ztutil {
 
-void ReadSettings(const std::string& path, const AcceptSetting& accept) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(platform::OpenRegularFile(path), std::fclose);
-  if (file == nullptr) return;
+namespace {
 
-  std::string line;
-  const auto endLine = [&] {
+constexpr std::size_t kMostText = 16777216;
+
+}  // namespace
+
+std::string ReadSettingsText(const std::string& path) {
+  std::string text;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(platform::OpenRegularFile(path), std::fclose);
+  if (file == nullptr) return text;
+  char buffer[16384];
+  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0;) {
+    text.append(buffer, count);
+    if (text.size() > kMostText) return {};
+  }
+  return text;
+}
+
+void ReadSettings(const std::string& path, const AcceptSetting& accept) {
+  const std::string text = ReadSettingsText(path);
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = text.find('\n', begin);
+    std::string line = text.substr(begin, end - begin);
+    begin = end != std::string::npos ? end + 1 : text.size();
+    // Written on another system.
+    if (end != std::string::npos && !line.empty() && line.back() == '\r') line.pop_back();
     std::string name;
     std::int32_t value = 0;
     if (ParseSetting(line, name, value)) accept(name, value);
-    line.clear();
-  };
-  char buffer[16384];
-  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0;) {
-    std::string_view rest(buffer, count);
-    for (std::size_t feed; (feed = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(feed + 1)) {
-      line.append(rest.substr(0, feed));
-      if (!line.empty() && line.back() == '\r') line.pop_back();  // written on another system
-      endLine();
-    }
-    line.append(rest);
   }
-  endLine();
 }
 
 bool ParseSetting(const std::string& line, std::string& name, std::int32_t& value) {

@@ -1,4 +1,4 @@
-// A file of settings: a line `name=number` each.
+// Files of settings; ours has a line `name=number` each.
 #ifndef ZTUTIL_SETTINGSFILE_H_
 #define ZTUTIL_SETTINGSFILE_H_
 
@@ -10,7 +10,10 @@ namespace ztutil {
 
 using AcceptSetting = std::function<void(const std::string& name, std::int32_t value)>;
 
-// Gives the settings of the file in their order. A file that can't be read has none.
+// The text of a file of settings; empty if it can't be read or has more than 16 MiB.
+std::string ReadSettingsText(const std::string& path);
+
+// Gives the settings of such a file in their order.
 void ReadSettings(const std::string& path, const AcceptSetting& accept);
 
 // The setting of a line, which comes without its line end; false if it has none. A line has none that begins

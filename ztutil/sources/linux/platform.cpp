@@ -1,5 +1,6 @@
 #include "platform.h"
 
+#include "settingsfile.h"
 #include "xdguserdirs.h"
 
 #include <fcntl.h>
@@ -44,17 +45,6 @@ std::string HomeDirectory() {
   return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
 }
 
-std::string ReadFile(const std::string& path) {
-  std::FILE* const file = OpenRegularFile(path);
-  if (file == nullptr) return {};
-  std::string content;
-  char buffer[4096];
-  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
-    content.append(buffer, count);
-  std::fclose(file);
-  return content;
-}
-
 // Gives the descriptor to a stream, or closes it.
 std::FILE* Stream(int descriptor, const char* mode) {
   if (descriptor == -1) return nullptr;
@@ -93,7 +83,7 @@ std::string UserDirectory() {
   const std::string home = HomeDirectory();
   std::string config = Variable("XDG_CONFIG_HOME");
   if (config.empty() || config.front() != '/') config = home + "/.config";
-  return ParentOfDesktop(ReadFile(config + "/user-dirs.dirs"), home);
+  return ParentOfDesktop(ReadSettingsText(config + "/user-dirs.dirs"), home);
 }
 
 std::FILE* OpenRegularFile(const std::string& path) {
