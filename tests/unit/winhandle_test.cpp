@@ -82,12 +82,18 @@ TEST(WinHandle, ClosesAndDeletesWhatItOwns) {
   EXPECT_EQ(ReadInHome("file"), "missing");
 }
 
+// Also when the process has gone elsewhere in the meantime.
 TEST(TempFile, GoesWhenItCloses) {
-  const fs::path folder = OwnHome() + "/temporary";
+  const fs::path folder = OwnHome() + "/temporary", former = fs::current_path();
   fs::create_directory(folder);
-  UseForTemporaryFiles(folder.string());
+  fs::current_path(OwnHome());
+  UseForTemporaryFiles("temporary");
   const auto file = ztutil::CreateTempFile("");
+  const auto other = OpenFile("temporary/other", ztutil::kReadWrite, ztutil::kCreateAlways, true);
+  fs::current_path(former);
+  UseForTemporaryFiles(folder.string());
   EXPECT_FALSE(fs::is_empty(folder));
+  other->Close();
   file->Seek(5LL << 30);
   EXPECT_EQ(file->Tell(), 5LL << 30);
   file->Close();

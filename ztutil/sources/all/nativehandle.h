@@ -39,6 +39,7 @@ std::uint32_t SetEnd(NativeHandle handle);
 void Close(NativeHandle handle);
 void Delete(const boost::filesystem::path& path);
 
+// Gives an absolute path.
 std::uint32_t TempDirectory(boost::filesystem::path& directory);
 
 // Makes an empty file that wasn't there: the prefix's first three characters, hexadecimal digits and ".TMP".

@@ -3,6 +3,8 @@
 #include "fmt.h"
 #include "ztlogging.h"
 
+#include <boost/filesystem/operations.hpp>
+
 #include <algorithm>
 
 namespace ztutil {
@@ -37,6 +39,13 @@ NativeHandle MakeTempFile(const fs::path& prefix, fs::path& path) {
   return handle;
 }
 
+// What stays the file's name when the process goes to another directory. An empty path is none.
+fs::path Absolute(const fs::path& path) {
+  boost::system::error_code error;
+  const fs::path current = fs::current_path(error);
+  return path.empty() || error ? path : fs::absolute(path, current);
+}
+
 }  // namespace
 
 std::string WinErrorText(const char* what, std::uint32_t code) noexcept {
@@ -65,7 +74,7 @@ WinHandle::~WinHandle() { Reset(kInvalidHandle, true, nullptr); }
 
 void WinHandle::Reset(NativeHandle handle, bool owned, const fs::path* deletePath) {
   fs::path newPath;
-  if (deletePath != nullptr) newPath = *deletePath;
+  if (deletePath != nullptr) newPath = Absolute(*deletePath);
   if (fOwned) {
     if (DebugFlagValue(gBinioLog) != 0) {
       LogText(kLogFile, __LINE__, [this](std::ostream& out) {

@@ -37,8 +37,9 @@ class XWinErr : public std::runtime_error {
 // One thread at a time uses an object.
 class WinHandle : public RandomAccess {
  public:
-  // An owned handle is closed with this object, and `deletePath`, unless it is null, deleted then. One that
-  // isn't owned is only forgotten, by all but Close.
+  // An owned handle is closed with this object, and `deletePath`, unless it is null, deleted then: the file
+  // that it names now, wherever the process is by then. One that isn't owned is only forgotten, by all but
+  // Close.
   WinHandle(NativeHandle handle, bool owned, const boost::filesystem::path* deletePath);
   ~WinHandle() override;
 
@@ -93,7 +94,7 @@ std::unique_ptr<WinHandle> OpenFile(const boost::filesystem::path& path, std::ui
                                     std::uint32_t creation, bool deleteOnClose);
 NativeHandle OpenRawFile(const boost::filesystem::path& path, std::uint32_t access, std::uint32_t creation);
 
-// The directory for temporary files. Throws XWinErr with "GetTempPathW".
+// The directory for temporary files, as an absolute path. Throws XWinErr with "GetTempPathW".
 boost::filesystem::path GetTempDirectory();
 
 // Makes an empty file with a name of its own in that directory, which begins with the first three characters

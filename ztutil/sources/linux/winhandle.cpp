@@ -2,6 +2,7 @@
 
 #include "retry.h"
 
+#include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/random.h>
@@ -189,8 +190,10 @@ void Delete(const fs::path& path) { unlink(path.c_str()); }
 
 std::uint32_t TempDirectory(fs::path& directory) {
   const char* const variable = std::getenv("TMPDIR");
-  directory = variable != nullptr && *variable != '\0' ? variable : "/tmp";
-  return 0;
+  boost::system::error_code error;
+  const fs::path named = variable != nullptr && *variable != '\0' ? variable : "/tmp";
+  directory = named.is_absolute() ? named : fs::current_path(error) / named;
+  return static_cast<std::uint32_t>(error.value());
 }
 
 std::uint32_t MakeTempFile(const fs::path& directory, const fs::path& prefix, fs::path& path,
