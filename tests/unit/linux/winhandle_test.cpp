@@ -3,6 +3,7 @@
 #include "../testsystem.h"
 
 #include <boost/filesystem.hpp>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -63,8 +64,13 @@ void ExpectNoSigpipe() {
     pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &sigpipe, nullptr);
     if (waiting) pthread_kill(pthread_self(), SIGPIPE);
     Pipe pipe;
-    pipe.out.Write("x", 1);
-    pipe.in.Close();
+    std::thread reader([&] {  // goes half-way
+      pipe.in.ReadByte();
+      pipe.in.Close();
+    });
+    const std::string bytes(1 << 20, 'x');
+    EXPECT_EQ(Outcome([&] { pipe.out.Write(bytes.data(), bytes.size()); }).substr(0, 9), "underrun ");
+    reader.join();
     EXPECT_EQ(Outcome([&] { pipe.out.Write("x", 1); }), "runtime: WriteFile failed");
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), waiting);
@@ -84,12 +90,13 @@ TEST(WinHandle, NoSigpipeComesOfAWriteAndNoneIsStolen) {
   EXPECT_EQ(action.sa_handler, SIG_DFL);
 }
 
-// Reader and writer are interrupted all the time.
+// Reader and writer are interrupted all the time, and the pipe doesn't wait for them.
 TEST(WinHandle, SignalsLoseNoByte) {
   struct sigaction action {};
   action.sa_handler = [](int) {};  // without SA_RESTART
   sigaction(SIGUSR1, &action, nullptr);
   Pipe pipe;
+  for (const auto end : pipe.raw) fcntl(static_cast<int>(end), F_SETFL, O_NONBLOCK);
   std::string bytes(24 << 20, '\0'), got = bytes;
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i + i / 4099);
   std::thread writer([&] {

@@ -15,8 +15,8 @@ using NativeHandle = std::intptr_t;
 constexpr NativeHandle kInvalidHandle = -1;
 
 // Functions that can fail give the system's error code, and 0 for success; their out values are set on
-// success only. Signals that interrupt a call are no error, and no call leaves one behind. Handles that are
-// made aren't inherited by child processes. Any thread may call.
+// success only. Signals that interrupt a call are no error, and no call leaves a SIGPIPE behind. Handles that
+// are made aren't inherited by child processes. Any thread may call.
 namespace native {
 
 enum class Origin { kBegin, kCurrent, kEnd };
@@ -26,7 +26,8 @@ enum class StandardStream { kInput, kOutput, kError };
 std::uint32_t Open(const boost::filesystem::path& path, std::uint32_t access, std::uint32_t creation,
                    NativeHandle& handle);
 
-// Count is 0 at the end of the data and where a pipe's writer has gone.
+// Count is 0 at the end of the data and where a pipe's writer has gone. On Linux both wait also where the
+// descriptor doesn't block.
 std::uint32_t Read(NativeHandle handle, void* buf, std::size_t n, std::size_t& count);
 std::uint32_t Write(NativeHandle handle, const void* buf, std::size_t n, std::size_t& count);
 

@@ -30,9 +30,13 @@ class XWinErr : public std::runtime_error {
 };
 
 // A stream on a handle of the system. A read blocks until there is something, a write until there is room,
-// and a failure of either is std::runtime_error with "ReadFile failed" or "WriteFile failed"; no signal comes
-// of it. The end of a pipe's data is its writer's closing. Seek operations throw XWinErr with
+// on Linux also where the descriptor is a non-blocking one. A failure of either is std::runtime_error with
+// "ReadFile failed" or "WriteFile failed". A reader that has gone is such a failure and no SIGPIPE; a file
+// beyond its limit of size does bring the SIGXFSZ with which the system then ends a process that hasn't
+// ignored it. The end of a pipe's data is its writer's closing. Seek operations throw XWinErr with
 // "SetFilePointerEx", also for what can't be sought, and SetEnd with "SetEndOfFile".
+//
+// Nothing is kept of what was read or written: each ReadByte is a call of the system.
 //
 // One thread at a time uses an object.
 class WinHandle : public RandomAccess {

@@ -62,11 +62,13 @@ class SigpipeBlocked {
   SigpipeBlocked(const SigpipeBlocked&) = delete;
   SigpipeBlocked& operator=(const SigpipeBlocked&) = delete;
 
-  // Takes the signal away that a write has raised, and none that was waiting before.
+  // Takes the signal away that a write may have raised, and none that was waiting before. Leaves errno alone.
   void Consume() const {
     if (fWasPending) return;
+    const int error = errno;
     const timespec noTime{};
     Retry([&] { return sigtimedwait(&fSigpipe, nullptr, &noTime); });
+    errno = error;
   }
 
  private:
@@ -83,17 +85,15 @@ class SigpipeBlocked {
 
 ssize_t WriteWithSigpipeBlocked(int descriptor, const void* buf, std::size_t n) {
   const SigpipeBlocked blocked;
-  const ssize_t count = Retry([&] { return write(descriptor, buf, n); });
-  if (count == -1 && errno == EPIPE) {
-    blocked.Consume();
-    errno = EPIPE;
-  }
+  const ssize_t count = write(descriptor, buf, n);
+  // A reader that goes half-way leaves the signal and a part of the count.
+  if (count != static_cast<ssize_t>(n)) blocked.Consume();
   return count;
 }
 
 ssize_t WriteNoSignal(int descriptor, const void* buf, std::size_t n) {
   const iovec part{const_cast<void*>(buf), n};
-  return Retry([&] { return pwritev2(descriptor, &part, 1, -1, kRwfNoSignal); });
+  return pwritev2(descriptor, &part, 1, -1, kRwfNoSignal);
 }
 
 // Asked with a pipe, since some devices refuse the flag on every kernel.
@@ -155,14 +155,16 @@ std::uint32_t Open(const fs::path& path, std::uint32_t access, std::uint32_t cre
 }
 
 std::uint32_t Read(NativeHandle handle, void* buf, std::size_t n, std::size_t& count) {
-  const ssize_t result = Retry([&] { return read(Descriptor(handle), buf, n); });
+  const int descriptor = Descriptor(handle);
+  const ssize_t result = RetryWaiting(descriptor, POLLIN, [&] { return read(descriptor, buf, n); });
   if (result == -1 && errno != EPIPE) return LastError();
   count = result == -1 ? 0 : static_cast<std::size_t>(result);
   return 0;
 }
 
 std::uint32_t Write(NativeHandle handle, const void* buf, std::size_t n, std::size_t& count) {
-  const ssize_t result = WriteQuietly(Descriptor(handle), buf, n);
+  const int descriptor = Descriptor(handle);
+  const ssize_t result = RetryWaiting(descriptor, POLLOUT, [&] { return WriteQuietly(descriptor, buf, n); });
   if (result == -1) return LastError();
   count = static_cast<std::size_t>(result);
   return 0;
