@@ -1,16 +1,21 @@
 #include "../ownhome.h"
 
+#include <ztutil/logsinks.h>
 #include <ztutil/platform.h>
 
 #include <boost/thread/thread.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -27,6 +32,61 @@ void CheckClosedStreams() {
 TEST(ProberProcess, ClosedStandardStreamsFailAndAreNobodyElses) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(CheckClosedStreams(), testing::ExitedWithCode(0), "");
+}
+
+// The writer is interrupted all the time, also where it would have to wait and its pipe doesn't.
+TEST(StdioLogger, ASlowReaderAndSignalsLoseNoLine) {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};  // without SA_RESTART
+  sigaction(SIGUSR1, &action, nullptr);
+  for (const int flags : {0, O_NONBLOCK}) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, flags), 0);
+    fcntl(ends[0], F_SETFL, 0);
+    std::FILE* const stream = fdopen(ends[1], "w");
+    std::string expected, text;
+    std::thread writer([&] {
+      ztutil::ZTStdioLogger logger(stream);
+      logger.SetFormatFlags(0);
+      for (std::size_t i = 0; i < 300; ++i) {
+        const std::string line(i * 131 % 7000, static_cast<char>('a' + i % 26));
+        logger.Print("", 0, "%s", line.c_str());
+        expected += line + '\n';
+      }
+      std::fclose(stream);
+    });
+    char bytes[4096];
+    for (ssize_t count; (count = read(ends[0], bytes, sizeof bytes)) > 0;) {
+      text.append(bytes, static_cast<std::size_t>(count));
+      pthread_kill(writer.native_handle(), SIGUSR1);
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    writer.join();
+    close(ends[0]);
+    EXPECT_TRUE(text == expected) << flags;
+  }
+}
+
+TEST(StdioLogger, APieceOfALostLineIsEndedByTheNext) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit former{};
+  getrlimit(RLIMIT_FSIZE, &former);
+  std::FILE* const file = std::tmpfile();
+  {
+    ztutil::ZTStdioLogger logger(file);
+    logger.SetFormatFlags(0);
+    for (const auto& [line, limit] :
+         {std::pair("whole", former.rlim_cur), {"cut", 8}, {"lost", 8}, {"next", former.rlim_cur}}) {
+      const rlimit now{limit, former.rlim_max};
+      setrlimit(RLIMIT_FSIZE, &now);
+      logger.Print("", 0, "%s", line);
+    }
+  }
+  std::rewind(file);
+  char text[32] = "";
+  EXPECT_EQ(std::fread(text, 1, sizeof text, file), 14u);
+  EXPECT_STREQ(text, "whole\ncu\nnext\n");
+  std::fclose(file);
 }
 
 TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {

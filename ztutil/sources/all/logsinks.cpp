@@ -67,19 +67,19 @@ void ZTFileLogger::Write(const void* bytes, std::size_t count) {
 
 ZTStdioLogger::ZTStdioLogger(std::FILE* stream, const Hold&) : ZTLogger(NameOf(stream)), fStream(stream) {}
 
-ZTStdioLogger::~ZTStdioLogger() { Leave(); }
+ZTStdioLogger::~ZTStdioLogger() {
+  Leave();
+  if (!fMessage.empty()) ZTStdioLogger::Flush();
+}
 
 void ZTStdioLogger::Flush() {
   if (fStream == nullptr) return;
-  EndLine(fStream);
-  fInLine = false;
+  WriteWhole(fStream, fMessage);
+  fMessage.clear();
 }
 
 void ZTStdioLogger::Write(const void* bytes, std::size_t count) {
-  if (fStream == nullptr) return;
-  if (!fInLine) BeginLine(fStream);
-  fInLine = true;
-  std::fwrite(bytes, 1, count, fStream);
+  if (fStream != nullptr) fMessage.append(static_cast<const char*>(bytes), count);
 }
 
 ZTDebugStrLogger::~ZTDebugStrLogger() { Leave(); }

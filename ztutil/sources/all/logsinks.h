@@ -37,8 +37,8 @@ class ZTFileLogger : public ZTLogger {
   std::string fPath;
 };
 
-// Writes to a standard stream, which isn't owned, and flushes it after each message. A message that can't be
-// written is lost: no later one carries a piece of it. A null stream swallows everything.
+// Writes to a standard stream, which isn't owned, each message at once when it is flushed. A message that
+// can't be written is lost: no later one carries a piece of it. A null stream swallows everything.
 class ZTStdioLogger : public ZTLogger {
  public:
   explicit ZTStdioLogger(std::FILE* stream, const Hold& = Hold());
@@ -50,7 +50,7 @@ class ZTStdioLogger : public ZTLogger {
 
  private:
   std::FILE* const fStream;
-  bool fInLine = false;  // something of a message has been written
+  std::string fMessage;  // what has been written and not flushed
 };
 
 // Hands its text to the debugger.

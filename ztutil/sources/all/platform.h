@@ -3,6 +3,7 @@
 #ifndef ZTUTIL_PLATFORM_H_
 #define ZTUTIL_PLATFORM_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -41,8 +42,11 @@ void DebugString(const std::string& text);
 // The machine's physical memory in bytes; 0 if the system doesn't tell.
 std::uint64_t InstalledRAM();
 
-// Where the system would write the stream's next byte; -1 where there is no such place, as in a pipe.
-std::int64_t StreamPosition(std::FILE* stream);
+// Writes to the stream's file past what the stream holds, which is to be flushed before, and gives how many
+// of the bytes got there. Nobody else's use of the stream comes between them. What can't tell how far it got,
+// a failure on Windows or a stream on memory, gives all but one. On Linux a file that doesn't block is
+// waited for, and a signal is no failure.
+std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n);
 
 // Takes back what has been written to the stream and not reached the system, and clears its error, so that
 // the next write starts afresh. To be called when a flush has failed.

@@ -2,60 +2,81 @@
 
 #include "platform.h"
 
-#include <atomic>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
+
 #include <iostream>
+#include <set>
 
 namespace ztutil {
 
 namespace {
 
-// What is known of a standard stream's line in the making.
-struct Line {
-  std::atomic<std::int64_t> begin{-1};  // its place in the file
-  std::atomic<bool> isCut{false};       // the line before it ended half-way
+// What the C++ streams begin with passes all on to the C streams, which are then written to directly. What
+// somebody else has put in its place is used as it is.
+const std::streambuf* const gOwnOfCout = std::cout.rdbuf();
+const std::streambuf* const gOwnOfCerr = std::cerr.rdbuf();
+
+// The streams whose last text ended half-way. Never freed: threads may write to the process's end.
+struct CutStreams {
+  boost::mutex mutex;
+  std::set<std::FILE*> streams;
 };
 
-Line gStdoutLine;
-Line gStderrLine;
-
-// Null for a stream that isn't a standard one.
-Line* LineOf(std::FILE* stream) {
-  if (stream == stdout) return &gStdoutLine;
-  return stream == stderr ? &gStderrLine : nullptr;
+CutStreams& Cut() {
+  static auto* const cut = new CutStreams;
+  return *cut;
 }
 
-// The C++ streams keep nothing of their own: they write through the C streams, and what failed is left there.
-bool WriteLine(std::ostream& stream, std::FILE* file, const std::string& line) noexcept {
-  BeginLine(file);
+bool TakeCut(std::FILE* stream) {
+  const boost::lock_guard<boost::mutex> lock(Cut().mutex);
+  return Cut().streams.erase(stream) != 0;
+}
+
+void AddCut(std::FILE* stream) {
+  const boost::lock_guard<boost::mutex> lock(Cut().mutex);
+  Cut().streams.insert(stream);
+}
+
+bool Flush(std::FILE* stream) {
+  if (std::fflush(stream) == 0) return true;
+  platform::PurgeStream(stream);
+  return false;
+}
+
+bool WriteLine(std::ostream& stream, const std::streambuf* own, std::FILE* file,
+               const std::string& line) noexcept {
   try {
-    stream << line + '\n' << std::flush;
+    if (stream.rdbuf() == own) return WriteWhole(file, line + '\n');
+    stream.clear();  // of what has failed before
+    return (stream << line + '\n' << std::flush).good();
   } catch (...) {
+    return false;
   }
-  const bool isWritten = stream.good();
-  stream.clear();
-  return EndLine(file) && isWritten;
 }
 
 }  // namespace
 
-bool WriteStdoutLine(const std::string& line) noexcept { return WriteLine(std::cout, stdout, line); }
-
-bool WriteStderrLine(const std::string& line) noexcept { return WriteLine(std::cerr, stderr, line); }
-
-void BeginLine(std::FILE* stream) noexcept {
-  Line* const line = LineOf(stream);
-  if (line == nullptr) return;
-  line->begin = platform::StreamPosition(stream);
-  if (line->isCut) std::fputc('\n', stream);
+bool WriteStdoutLine(const std::string& line) noexcept {
+  return WriteLine(std::cout, gOwnOfCout, stdout, line);
 }
 
-bool EndLine(std::FILE* stream) noexcept {
-  const bool isWritten = std::fflush(stream) == 0 && std::ferror(stream) == 0;
-  if (!isWritten) platform::PurgeStream(stream);
-  if (Line* const line = LineOf(stream); line != nullptr) {
-    line->isCut = !isWritten && (line->isCut || platform::StreamPosition(stream) != line->begin);
+bool WriteStderrLine(const std::string& line) noexcept {
+  return WriteLine(std::cerr, gOwnOfCerr, stderr, line);
+}
+
+bool WriteWhole(std::FILE* stream, const std::string& text) noexcept {
+  try {
+    const bool held = Flush(stream);
+    if (text.empty()) return held;
+    const bool isCut = TakeCut(stream) || !held;
+    const std::string all = isCut ? '\n' + text : text;
+    const std::size_t count = platform::WriteToFile(stream, all.data(), all.size());
+    if (count == all.size()) return true;
+    if (count != 0 ? all[count - 1] != '\n' : isCut) AddCut(stream);
+  } catch (...) {
   }
-  return isWritten;
+  return false;
 }
 
 }  // namespace ztutil

@@ -1,5 +1,6 @@
 #include "platform.h"
 
+#include "retry.h"
 #include "settingsfile.h"
 #include "xdguserdirs.h"
 
@@ -51,6 +52,24 @@ std::FILE* Stream(int descriptor, const char* mode) {
   std::FILE* const file = fdopen(descriptor, mode);
   if (file == nullptr) close(descriptor);
   return file;
+}
+
+// Gives how many bytes were written; fewer than n is a failure.
+std::size_t WriteToDescriptor(int descriptor, const char* bytes, std::size_t n) {
+  for (std::size_t done = 0; done < n;) {
+    const ssize_t count =
+        RetryWaiting(descriptor, POLLOUT, [&] { return write(descriptor, bytes + done, n - done); });
+    if (count <= 0) return done;
+    done += static_cast<std::size_t>(count);
+  }
+  return n;
+}
+
+// The same for a stream without a file, which doesn't tell how far it got.
+std::size_t WriteBuffered(std::FILE* stream, const char* bytes, std::size_t n) {
+  if (std::fwrite(bytes, 1, n, stream) == n && std::fflush(stream) == 0) return n;
+  PurgeStream(stream);
+  return n - 1;
 }
 
 }  // namespace
@@ -120,7 +139,14 @@ std::uint64_t InstalledRAM() {
                                    : 0;
 }
 
-std::int64_t StreamPosition(std::FILE* stream) { return lseek(fileno(stream), 0, SEEK_CUR); }
+std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n) {
+  const int descriptor = fileno(stream);
+  if (descriptor == -1) return WriteBuffered(stream, bytes, n);
+  flockfile(stream);
+  const std::size_t count = WriteToDescriptor(descriptor, bytes, n);
+  funlockfile(stream);
+  return count;
+}
 
 void PurgeStream(std::FILE* stream) {
   __fpurge(stream);

@@ -8,6 +8,8 @@
 #include <share.h>
 #include <shlobj.h>
 
+#include <algorithm>
+#include <climits>
 #include <ctime>
 #include <memory>
 
@@ -115,10 +117,20 @@ std::uint64_t InstalledRAM() {
   return GlobalMemoryStatusEx(&status) ? status.ullTotalPhys : 0;
 }
 
-std::int64_t StreamPosition(std::FILE* stream) {
+std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n) {
   const int descriptor = _fileno(stream);
-  const auto file = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
-  return GetFileType(file) == FILE_TYPE_DISK ? _lseeki64(descriptor, 0, SEEK_CUR) : -1;
+  if (descriptor < 0) return 0;  // a standard stream of a process that has none
+  _lock_file(stream);
+  constexpr std::size_t kMostAtOnce = INT_MAX;
+  std::size_t done = 0;
+  while (done < n) {
+    const auto rest = static_cast<unsigned>(std::min(n - done, kMostAtOnce));
+    const int count = _write(descriptor, bytes + done, rest);
+    done = count > 0 ? done + static_cast<std::size_t>(count) : n - 1;
+    if (count <= 0) break;
+  }
+  _unlock_file(stream);
+  return done;
 }
 
 // The failed flush has emptied the buffer.
