@@ -2,6 +2,7 @@
 
 #include <ztutil/logsinks.h>
 #include <ztutil/platform.h>
+#include <ztutil/standardstreams.h>
 
 #include <boost/thread/thread.hpp>
 #include <fcntl.h>
@@ -32,6 +33,27 @@ void CheckClosedStreams() {
 TEST(ProberProcess, ClosedStandardStreamsFailAndAreNobodyElses) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(CheckClosedStreams(), testing::ExitedWithCode(0), "");
+}
+
+// A driver closes standard output, and what it opens then gets its number.
+void CheckKeptOutput() {
+  std::fflush(stdout);  // of the test program's own
+  int ends[2];
+  bool kept = pipe(ends) == 0 && dup2(ends[1], 1) == 1;
+  ztutil::platform::PrepareProberProcess();
+  for (const char c : {'a', 'b'}) {
+    close(1);
+    if (c == 'b') kept = kept && open("/dev/null", O_WRONLY) == 1;
+    char line[3] = "";
+    kept =
+        kept && ztutil::WriteStdoutLine({c}) && read(ends[0], line, 3) == 2 && line == std::string{c, '\n'};
+  }
+  std::exit(kept ? 0 : 1);
+}
+
+TEST(ProberProcess, LinesGoWhereStandardOutputLedAtTheStart) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(CheckKeptOutput(), testing::ExitedWithCode(0), "");
 }
 
 // The writer is interrupted all the time, also where it would have to wait and its pipe doesn't.

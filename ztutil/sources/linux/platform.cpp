@@ -54,6 +54,9 @@ std::FILE* Stream(int descriptor, const char* mode) {
   return file;
 }
 
+// What standard output was at the start, for drivers that close it; -1 unless that is kept.
+int gKeptOutput = -1;
+
 // Gives how many bytes were written; fewer than n is a failure.
 std::size_t WriteToDescriptor(int descriptor, const char* bytes, std::size_t n) {
   for (std::size_t done = 0; done < n;) {
@@ -143,7 +146,11 @@ std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n) {
   const int descriptor = fileno(stream);
   if (descriptor == -1) return WriteBuffered(stream, bytes, n);
   flockfile(stream);
-  const std::size_t count = WriteToDescriptor(descriptor, bytes, n);
+  const bool isKept = stream == stdout && gKeptOutput != -1;
+  std::size_t count = WriteToDescriptor(isKept ? gKeptOutput : descriptor, bytes, n);
+  // It's gone if a driver closes what it hasn't opened.
+  if (isKept && count == 0 && fcntl(gKeptOutput, F_GETFD) == -1)
+    count = WriteToDescriptor(descriptor, bytes, n);
   funlockfile(stream);
   return count;
 }
@@ -168,6 +175,10 @@ void PrepareProberProcess() {
     if (fcntl(descriptor, F_GETFD) != -1) continue;
     if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1) return;
   }
+  constexpr int kOutOfTheWay = 100;  // of numbers that a driver's files get
+  gKeptOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kOutOfTheWay);
+  // What a driver forks off and leaves running holds no host's pipe open by it.
+  pthread_atfork(nullptr, nullptr, [] { close(gKeptOutput); });
 }
 
 }  // namespace ztutil::platform
