@@ -19,14 +19,16 @@ endif()
 # What every target of ours is compiled with.
 function(gpuprowler_target_defaults target)
   if(MSVC)
-    target_compile_options(${target} PRIVATE /EHsc /utf-8 /W4)
-  elseif(GPUPROWLER_DEVELOPER)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
-  endif()
-  if(NOT MSVC)
+    set(options /EHsc /utf-8 /W4)
+  else()
     # What a message tells of its place in the source is the same wherever it was built.
-    target_compile_options(${target} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    set(options -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    if(GPUPROWLER_DEVELOPER)
+      list(APPEND options -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+    endif()
   endif()
+  # The compiler of Windows' resources knows none of these.
+  target_compile_options(${target} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${options}>")
   if(GPUPROWLER_SANITIZE)
     # Assertions too. With a sanitizer's code in between, GCC takes initialized variables of the standard library for
     # uninitialized ones.
@@ -58,6 +60,22 @@ endfunction()
 function(gpuprowler_program name)
   add_executable(${name} ${ARGN})
   gpuprowler_target_defaults(${name})
+endfunction()
+
+# Gives a program a manifest, by which its narrow texts are UTF-8, and a version. Windows alone has either.
+function(gpuprowler_windows_resources target description)
+  if(NOT WIN32)
+    return()
+  endif()
+  set(manifest ${CMAKE_CURRENT_BINARY_DIR}/${target}.manifest)
+  set(resources ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/win/program.manifest.in ${manifest} @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/win/program.rc.in ${resources} @ONLY)
+  set_source_files_properties(${resources} PROPERTIES OBJECT_DEPENDS ${manifest})
+  target_sources(${target} PRIVATE ${resources})
+  if(MSVC)
+    target_link_options(${target} PRIVATE /MANIFEST:NO)  # the linker's own would be a second one
+  endif()
 endfunction()
 
 # A library that a driver's loader opens: never linked, never installed.

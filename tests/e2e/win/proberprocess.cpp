@@ -73,9 +73,10 @@ DWORD Run(std::string command, HANDLE output, HANDLE errors) {
   return status;
 }
 
-// Runs a program that stands beside this one. Closes the file.
-Outcome RunInto(HANDLE output, const char* program, const Environment& environment, const Texts& arguments) {
-  std::string command = "\"" + (boost::dll::program_location().parent_path() / program).string() + "\"";
+// Closes the file.
+Outcome RunInto(HANDLE output, const std::string& program, const Environment& environment,
+                const Texts& arguments) {
+  std::string command = "\"" + program + "\"";
   for (const std::string& argument : arguments) command += " " + argument;
 
   const std::string errors = ScratchFile("errors");
@@ -88,7 +89,7 @@ Outcome RunInto(HANDLE output, const char* program, const Environment& environme
   return {{}, "", ReadOutput(errors), "status " + std::to_string(status)};
 }
 
-Outcome RunToEnd(const char* program, const Environment& environment, const Texts& arguments) {
+Outcome RunToEnd(const std::string& program, const Environment& environment, const Texts& arguments) {
   const std::string output = ScratchFile("output");
   Outcome outcome = RunInto(CreateOutput(output), program, environment, arguments);
   outcome.lines = Lines(ReadOutput(output), &outcome.rest);
@@ -107,11 +108,17 @@ std::string ScratchFile(const std::string& name) {
   return (scratch.folder / name).string();
 }
 
-Outcome RunProber(const Environment& environment, const Texts& arguments) {
-  return RunToEnd("gpuprowler.exe", environment, arguments);
+std::string Built(const std::string& program) {
+  return (boost::dll::program_location().parent_path() / program).string();
 }
 
-Outcome RunProwl(const Texts& arguments) { return RunToEnd("prowl.exe", Drivers(), arguments); }
+Outcome RunProber(const Environment& environment, const Texts& arguments) {
+  return RunToEnd(Built("gpuprowler.exe"), environment, arguments);
+}
+
+Outcome RunProwl(const Texts& arguments, const Environment& environment, const std::string& program) {
+  return RunToEnd(program, environment, arguments);
+}
 
 Outcome RunUnheardProber(const Texts& arguments) {
   HANDLE in = nullptr;
@@ -119,5 +126,5 @@ Outcome RunUnheardProber(const Texts& arguments) {
   SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
   Require(CreatePipe(&in, &out, &inheritable, 0), "CreatePipe");
   CloseHandle(in);
-  return RunInto(out, "gpuprowler.exe", Drivers(), arguments);
+  return RunInto(out, Built("gpuprowler.exe"), Drivers(), arguments);
 }

@@ -2,14 +2,17 @@
 #include "../report.h"
 #include "otherruns.h"
 
-#include <boost/dll/runtime_symbol_info.hpp>
+#include <boost/filesystem.hpp>
+
+#include <fstream>
 
 namespace {
 
+namespace fs = boost::filesystem;
 using std::string;
 
 TEST(ProwlTest, JudgesWhateverItStarts) {
-  const string child = (boost::dll::program_location().parent_path() / "rigchild.exe").string();
+  const string child = Built("rigchild.exe");
   const struct {
     string prober, arguments, summary;
   } rows[] = {
@@ -26,6 +29,20 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
   const Outcome outcome = RunProwl({});
   EXPECT_EQ(outcome.lines.at(0).substr(0, 19), "The prober finished");
   EXPECT_EQ(outcome.ending, "status 0");
+}
+
+TEST(ProwlTest, LivesInAFolderOfAnyName) {
+  const fs::path folder = ScratchFile(u8"\u6F22 \u0436");
+  fs::create_directories(folder / "Desktop");
+  for (const char* program : {"prowl.exe", "gpuprowler.exe"}) fs::copy_file(Built(program), folder / program);
+  std::ofstream(folder / "ztlogSettings.txt") << "ConsoleAppLog=3\n";
+  const string option = "--prober \"" + (folder / "gpuprowler.exe").string() + "\" ";
+  for (const string& prober : {string(), option})  // which has failed when it has said how it is used
+    EXPECT_EQ(
+        RunProwl({prober + "-- -help"}, {{"TEST_PROFILE", folder.string()}}, (folder / "prowl.exe").string())
+            .ending,
+        "status 2");
+  EXPECT_TRUE(fs::exists(folder / "ztlog.txt"));
 }
 
 }  // namespace
