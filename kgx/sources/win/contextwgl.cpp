@@ -3,6 +3,8 @@
 #include "libopengl.h"
 #include "openglplatform.h"
 
+#include <imm.h>
+
 #include <cstdint>
 #include <string>
 
@@ -53,7 +55,7 @@ POINTL Position(const DisplayDeviceKey& device) {
   return mode.dmPosition;
 }
 
-// A window at that place, and so on the device there.
+// A window at that place, and so on the device there. Nobody reads its messages.
 class HiddenWindow {
  public:
   explicit HiddenWindow(const POINTL& position)
@@ -67,6 +69,13 @@ class HiddenWindow {
 
   // The window's own, which needn't be released.
   HDC DeviceContext() const { return GetDC(fWindow); }
+
+  // To no longer get what is sent to all windows, whose sender waits for each. The device stays the same.
+  void LeaveDesktop() const {
+    SetParent(fWindow, HWND_MESSAGE);
+    MSG message;
+    PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE);  // answers what has been sent until now
+  }
 
  private:
   HWND const fWindow;
@@ -92,6 +101,7 @@ class WGLNativeContext : public NativeContext {
     // Without attributes a driver gives its newest compatibility profile.
     fContext = WGL().wglCreateContext(fDeviceContext);
     if (fContext == nullptr) throw LogicalException(WGLFailure("wglCreateContext"));
+    fWindow.LeaveDesktop();
   }
 
   ~WGLNativeContext() override { WGL().wglDeleteContext(fContext); }
@@ -121,6 +131,7 @@ void Initialize() {
   State& state = TheState();
   if (state.isInitialized) return;
   WGL();
+  ImmDisableIME(0);  // else the thread's first window brings another one along, which stays on the desktop
   RegisterWindowClass();
   FindDisplayDevices(state);
   state.isInitialized = true;
