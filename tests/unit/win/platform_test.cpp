@@ -16,10 +16,11 @@ TEST(UserDirectory, IsTheCurrentOneWithoutADesktop) {
   EXPECT_EQ(ztutil::platform::UserDirectory(), OwnHome());
 }
 
-TEST(ProberProcess, CrashesWithoutADialogAndKeepsTheModeBesides) {
-  const UINT former = SetErrorMode(SEM_FAILCRITICALERRORS);
+TEST(ProberProcess, FailsWithoutADialogAndKeepsTheModeBesides) {
+  const UINT former = SetErrorMode(SEM_NOOPENFILEERRORBOX);
   ztutil::platform::PrepareProberProcess();
-  EXPECT_EQ(SetErrorMode(former), UINT{SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX});
+  EXPECT_EQ(SetErrorMode(former),
+            UINT{SEM_NOOPENFILEERRORBOX | SEM_NOGPFAULTERRORBOX | SEM_FAILCRITICALERRORS});
 }
 
 }  // namespace

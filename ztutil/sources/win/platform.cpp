@@ -141,6 +141,8 @@ void PurgeStream(std::FILE* stream) { std::clearerr(stream); }
 void PrepareProberProcess() {
   const UINT mode = SetErrorMode(SEM_NOGPFAULTERRORBOX);
   SetErrorMode(mode | SEM_NOGPFAULTERRORBOX);
+  // Nor is the user asked about a library that a driver misses, or a disk that isn't in its drive.
+  SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
 }
 
 }  // namespace ztutil::platform
