@@ -15,6 +15,9 @@ std::wstring LaunchText(const std::string& path);
 // Undoes what a parent can have left to us and would keep us from seeing how a child ends.
 void PrepareHostProcess();
 
+// A text of lines as this system's programs write one.
+std::string WithLineEnds(const std::string& text);
+
 // Whether somebody looks at standard error.
 bool IsErrorTerminal();
 

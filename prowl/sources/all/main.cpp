@@ -110,7 +110,8 @@ int Run(Options options) {
   if (options.raw) {
     std::cerr << Summary(result, verdict);
   } else {
-    const std::string text = options.json ? AsJSON(options.run, result, verdict) : AsText(result, verdict);
+    const std::string text = prowl::platform::WithLineEnds(options.json ? AsJSON(options.run, result, verdict)
+                                                                        : AsText(result, verdict));
     WriteOutput(text.data(), text.size());
   }
   if (!gOutputFailed) return verdict.status;

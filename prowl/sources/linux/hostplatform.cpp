@@ -19,6 +19,8 @@ std::wstring LaunchText(const std::string& path) { return ztutil::WideFromUTF8(p
 // Where its signal is ignored, the kernel forgets a child as soon as it ends.
 void PrepareHostProcess() { std::signal(SIGCHLD, SIG_DFL); }
 
+std::string WithLineEnds(const std::string& text) { return text; }
+
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 }  // namespace prowl::platform

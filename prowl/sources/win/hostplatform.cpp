@@ -31,6 +31,15 @@ std::wstring LaunchText(const std::string& path) { return L"\"" + Wide(path) + L
 
 void PrepareHostProcess() {}
 
+std::string WithLineEnds(const std::string& text) {
+  std::string ended;
+  for (const char c : text) {
+    if (c == '\n') ended += '\r';
+    ended += c;
+  }
+  return ended;
+}
+
 bool IsErrorTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
 }  // namespace prowl::platform

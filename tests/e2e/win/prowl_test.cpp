@@ -21,10 +21,12 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
       {child, "-- exit:5", "The prober ended early: status 5"},
       {child, "--timeout 1 -- hang", "The prober hung"},
       {"no.exe", "", "The prober could not start"},
+      {child, "--json -- say:x", "{"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = RunProwl(Words("--prober " + row.prober + " " + row.arguments));
     EXPECT_EQ(outcome.lines.at(0).substr(0, row.summary.size()), row.summary) << outcome.ending;
+    for (const string& line : outcome.lines) EXPECT_EQ(line.find("[a bare line feed]"), string::npos) << line;
   }
   const Outcome outcome = RunProwl({});
   EXPECT_EQ(outcome.lines.at(0).substr(0, 19), "The prober finished");
