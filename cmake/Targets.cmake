@@ -46,14 +46,16 @@ function(gpuprowler_target_defaults target)
   endif()
 endfunction()
 
-# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>.
+# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>: a header of
+# that name in the build folder includes each, since not every system lets everybody link a folder.
 function(gpuprowler_library name)
   add_library(${name} STATIC ${ARGN})
-  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
-  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/sources/all ${PROJECT_BINARY_DIR}/include/${name}
-       SYMBOLIC COPY_ON_ERROR)
-  target_include_directories(${name} PUBLIC ${PROJECT_BINARY_DIR}/include)
-  target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/all)
+  set(folder ${CMAKE_CURRENT_SOURCE_DIR}/sources/all)
+  file(GLOB headers RELATIVE ${folder} CONFIGURE_DEPENDS ${folder}/*.h)
+  foreach(header ${headers})
+    file(CONFIGURE OUTPUT include/${name}/${header} CONTENT "#include \"${folder}/${header}\"\n" @ONLY)
+  endforeach()
+  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_BINARY_DIR}/include PRIVATE ${folder})
   gpuprowler_target_defaults(${name})
 endfunction()
 
