@@ -32,8 +32,8 @@ bool IsInitialized();
 // In an order that is the same at each call. Empty before a successful Initialize.
 const std::vector<DisplayDeviceKey>& DisplayDevices();
 
-// False for a device of DisplayDevices that renders in software, while one in front of it has given a
-// context.
+// False for a device of DisplayDevices that renders in software, if one in front of it gave a context when
+// last asked for one.
 bool IsOffered(std::size_t index);
 
 // The place in DisplayDevices of the device that the machine starts up with; 0 where none stands out. Where a
