@@ -9,9 +9,7 @@
 
 class MemoryLogger : public ztutil::ZTLogger {
  public:
-  explicit MemoryLogger(std::uint32_t flags = 0, const Hold& = Hold()) : ZTLogger("memory") {
-    SetFormatFlags(flags);
-  }
+  explicit MemoryLogger(std::uint32_t flags = 0) : MemoryLogger(Hold(), flags) {}
   ~MemoryLogger() override { Leave(); }
 
   bool IsEnabled() const override { return enabled; }
@@ -23,6 +21,9 @@ class MemoryLogger : public ztutil::ZTLogger {
   std::string text;
   bool enabled = true;
   bool broken = false;
+
+ private:
+  MemoryLogger(const Hold&, std::uint32_t flags) : ZTLogger("memory") { SetFormatFlags(flags); }
 };
 
 #endif  // MEMORYLOGGER_H_

@@ -117,6 +117,16 @@ TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
       "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n");
 }
 
+TEST(Logging, WhoeverMakesALoggerHoldsUpNobodyBeforeAndAfter) {
+  MemoryLogger below;
+  const auto otherLogs = [] {
+    boost::thread other([] { ZT_LOG(gFlag, "other"); });
+    return other.try_join_for(boost::chrono::seconds(10)) ? "free" : "held";
+  };
+  EXPECT_STREQ((ztutil::SingleLineLogger(otherLogs()), otherLogs()), "free");
+  EXPECT_EQ(below.text, "other\nActivating new logger free\nother\n");
+}
+
 TEST(Logging, ScopesIndentWhatIsSaidInThem) {
   MemoryLogger logger;
   {

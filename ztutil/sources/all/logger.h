@@ -23,7 +23,8 @@ namespace ztutil {
 // and a blank: sequence number, local date and time, seconds since the message before, thread; then the
 // indentation.
 //
-// Operations are called through a ZTLoggerLock, or under LoggingMutex.
+// Operations are called through a ZTLoggerLock; to indent, through CurrentLogger. The lock of the stack comes
+// before LoggingMutex: nobody who has only the second may log, or make or destroy a logger.
 class ZTLogger : public Stackable<ZTLogger> {
  public:
   // The fields of the prefix.

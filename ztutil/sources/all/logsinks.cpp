@@ -65,7 +65,7 @@ void ZTFileLogger::Write(const void* bytes, std::size_t count) {
   if (fStream != nullptr) std::fwrite(bytes, 1, count, fStream);
 }
 
-ZTStdioLogger::ZTStdioLogger(std::FILE* stream, const Hold&) : ZTLogger(NameOf(stream)), fStream(stream) {}
+ZTStdioLogger::ZTStdioLogger(const Hold&, std::FILE* stream) : ZTLogger(NameOf(stream)), fStream(stream) {}
 
 ZTStdioLogger::~ZTStdioLogger() {
   Leave();
@@ -90,7 +90,7 @@ void ZTDebugStrLogger::Write(const void* bytes, std::size_t count) {
   platform::DebugString(std::string(static_cast<const char*>(bytes), count));
 }
 
-SingleLineLogger::SingleLineLogger(const char* name, const Hold&)
+SingleLineLogger::SingleLineLogger(const Hold&, const char* name)
     : ZTLogger(name != nullptr ? name : "SingleLineLogger") {}
 
 SingleLineLogger::~SingleLineLogger() {

@@ -11,13 +11,16 @@ namespace ztutil {
 // Silences a stretch of the program.
 class ZTNullLogger : public ZTLogger {
  public:
-  explicit ZTNullLogger(const Hold& = Hold()) : ZTLogger("ZTNullLogger") {}
+  ZTNullLogger() : ZTNullLogger(Hold()) {}
   ~ZTNullLogger() override;
 
   // ZTLogger
   bool IsEnabled() const override;
   void VPrint(const char* file, int line, const char* format, std::va_list arguments) override;
   void Write(const void* bytes, std::size_t count) override;
+
+ private:
+  explicit ZTNullLogger(const Hold&) : ZTLogger("ZTNullLogger") {}
 };
 
 // Writes to "ztlog.txt" in the LogDirectory. The first one of a process begins a new file, a later one adds
@@ -25,7 +28,7 @@ class ZTNullLogger : public ZTLogger {
 // logger.
 class ZTFileLogger : public ZTLogger {
  public:
-  explicit ZTFileLogger(const Hold& = Hold());
+  ZTFileLogger() : ZTFileLogger(Hold()) {}
   ~ZTFileLogger() override;
 
   // ZTLogger
@@ -33,6 +36,8 @@ class ZTFileLogger : public ZTLogger {
   void Write(const void* bytes, std::size_t count) override;
 
  private:
+  explicit ZTFileLogger(const Hold&);
+
   std::FILE* fStream = nullptr;
   std::string fPath;
 };
@@ -41,7 +46,7 @@ class ZTFileLogger : public ZTLogger {
 // can't be written is lost: no later one carries a piece of it. A null stream swallows everything.
 class ZTStdioLogger : public ZTLogger {
  public:
-  explicit ZTStdioLogger(std::FILE* stream, const Hold& = Hold());
+  explicit ZTStdioLogger(std::FILE* stream) : ZTStdioLogger(Hold(), stream) {}
   ~ZTStdioLogger() override;
 
   // ZTLogger
@@ -49,6 +54,8 @@ class ZTStdioLogger : public ZTLogger {
   void Write(const void* bytes, std::size_t count) override;
 
  private:
+  ZTStdioLogger(const Hold&, std::FILE* stream);
+
   std::FILE* const fStream;
   std::string fMessage;  // what has been written and not flushed
 };
@@ -56,12 +63,15 @@ class ZTStdioLogger : public ZTLogger {
 // Hands its text to the debugger.
 class ZTDebugStrLogger : public ZTLogger {
  public:
-  explicit ZTDebugStrLogger(const Hold& = Hold()) : ZTLogger("DebugStr") {}
+  ZTDebugStrLogger() : ZTDebugStrLogger(Hold()) {}
   ~ZTDebugStrLogger() override;
 
   // ZTLogger
   std::string GetEndOfLine() const override;
   void Write(const void* bytes, std::size_t count) override;
+
+ private:
+  explicit ZTDebugStrLogger(const Hold&) : ZTLogger("DebugStr") {}
 };
 
 // Gathers the messages that are said during its life into one line of the logger beneath it, with a blank
@@ -69,7 +79,7 @@ class ZTDebugStrLogger : public ZTLogger {
 class SingleLineLogger : public ZTLogger {
  public:
   // Null means "SingleLineLogger".
-  explicit SingleLineLogger(const char* name = nullptr, const Hold& = Hold());
+  explicit SingleLineLogger(const char* name = nullptr) : SingleLineLogger(Hold(), name) {}
   ~SingleLineLogger() override;
 
   // ZTLogger
@@ -78,6 +88,8 @@ class SingleLineLogger : public ZTLogger {
   void Write(const void* bytes, std::size_t count) override;
 
  private:
+  SingleLineLogger(const Hold&, const char* name);
+
   std::int32_t fCalls = 0;
 };
 

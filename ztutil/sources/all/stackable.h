@@ -21,9 +21,14 @@ class StackableBase {
 // Base of a T whose objects make up a stack. An object is on the stack from the beginning of its
 // construction; it may leave from anywhere on it. Any thread may do all of this.
 //
-// Another thread must not meet an object that is half made or half gone. For the first, constructors take a
-// Hold by default argument, in the class of the object itself: the argument lives, and holds the stack, until
-// the whole object stands. For the second, the destructor of such a class begins with Leave.
+// Another thread must not meet an object that is half made or half gone. So a class of which objects are made
+// delegates each of its constructors, with a Hold that lives until the whole object stands, and begins its
+// destructor with Leave:
+//
+//   explicit FileLogger(const char* path) : FileLogger(Hold(), path) {}
+//   ~FileLogger() override { Leave(); }
+//  private:
+//   FileLogger(const Hold&, const char* path) : ZTLogger("file") ...
 template <class T>
 class Stackable : public StackableBase {
  public:

@@ -19,11 +19,14 @@ class GPUProwlerTester;
 // The log of a run, on standard output among the report's lines: each of its lines begins with "# ".
 class ProwlerLogger : public ztutil::ZTStdioLogger {
  public:
-  explicit ProwlerLogger(std::FILE* stream, const Hold& = Hold()) : ZTStdioLogger(stream) {}
+  explicit ProwlerLogger(std::FILE* stream) : ProwlerLogger(Hold(), stream) {}
   ~ProwlerLogger() override;
 
   // ZTLogger
   std::string MakePrefix(const char* file, int line) override;
+
+ private:
+  ProwlerLogger(const Hold&, std::FILE* stream) : ZTStdioLogger(stream) {}
 };
 
 class GPUProwlerApp : public GPUProwlerAppAndHost {
