@@ -117,6 +117,16 @@ TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
   EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
 }
 
+TEST(FileToAddTo, IsNoWayToAnother) {
+  const std::string other = WriteInHome("other", "");
+  const std::string path = OwnHome() + "/path";
+  for (const auto put : {symlink, link}) {
+    ASSERT_EQ(put(other.c_str(), path.c_str()), 0);
+    EXPECT_EQ(ztutil::platform::OpenForAppending(path), nullptr);
+    std::remove(path.c_str());
+  }
+}
+
 TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
   mkdir((OwnHome() + "/.config").c_str(), 0700);
   const std::string file = WriteInHome(".config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/my/Desktop\"\n");

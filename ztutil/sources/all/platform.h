@@ -29,7 +29,10 @@ std::string UserDirectory();
 std::FILE* OpenRegularFile(const std::string& path);
 
 // Opens a file for adding to its end, in text mode, while others may read and write it and, where the system
-// allows that, remove it; null on failure. The caller closes it. No child process inherits either file.
+// allows that, remove it; makes it if there is none. Null on failure, and where somebody may have meant us to
+// write to another file: nothing is added through a link, and, where files have such, to one that has a
+// second name, is no regular file, or is neither ours nor that of its folder's owner. The caller closes it.
+// No child process inherits either file.
 std::FILE* OpenForAppending(const std::string& path);
 
 // Shows the calling thread's name to debuggers and to the system, cut where that has no room. Of a name that

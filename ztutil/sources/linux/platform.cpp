@@ -46,11 +46,26 @@ std::string HomeDirectory() {
   return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
 }
 
-// Gives the descriptor to a stream, or closes it.
-std::FILE* Stream(int descriptor, const char* mode) {
-  if (descriptor == -1) return nullptr;
-  std::FILE* const file = fdopen(descriptor, mode);
-  if (file == nullptr) close(descriptor);
+// What the system knows of an open file; nothing where it isn't open.
+struct stat StatusOf(int descriptor) {
+  struct stat status {};
+  fstat(descriptor, &status);
+  return status;
+}
+
+// Whether nobody can have put the file there so that we write to another one.
+bool IsHonest(const struct stat& status, const std::string& path) {
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) return false;
+  struct stat folder {};
+  return status.st_uid == geteuid() ||
+         (stat((path.substr(0, path.rfind('/') + 1) + '.').c_str(), &folder) == 0 &&
+          status.st_uid == folder.st_uid);
+}
+
+// Gives the descriptor to a stream, or closes it where it isn't wanted.
+std::FILE* Stream(int descriptor, bool isWanted, const char* mode) {
+  std::FILE* const file = isWanted ? fdopen(descriptor, mode) : nullptr;
+  if (file == nullptr && descriptor != -1) close(descriptor);
   return file;
 }
 
@@ -110,17 +125,13 @@ std::string UserDirectory() {
 
 std::FILE* OpenRegularFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  struct stat status {};
-  if (descriptor != -1 && !(fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))) {
-    close(descriptor);
-    return nullptr;
-  }
-  return Stream(descriptor, "r");
+  return Stream(descriptor, S_ISREG(StatusOf(descriptor).st_mode), "r");
 }
 
 std::FILE* OpenForAppending(const std::string& path) {
-  return Stream(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666),
-                "a");
+  constexpr int kHow = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const int descriptor = open(path.c_str(), kHow, 0666);
+  return Stream(descriptor, IsHonest(StatusOf(descriptor), path), "a");
 }
 
 void NameThreadForDebugger(const std::string& name) {

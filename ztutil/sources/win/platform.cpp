@@ -2,7 +2,7 @@
 
 #include "windowsheader.h"
 
-#include <boost/filesystem/path.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <io.h>
 #include <objbase.h>
 #include <share.h>
@@ -101,7 +101,12 @@ std::string UserDirectory() {
 
 std::FILE* OpenRegularFile(const std::string& path) { return _fsopen(path.c_str(), "rN", _SH_DENYNO); }
 
-std::FILE* OpenForAppending(const std::string& path) { return _fsopen(path.c_str(), "aN", _SH_DENYNO); }
+std::FILE* OpenForAppending(const std::string& path) {
+  boost::system::error_code ignored;
+  if (boost::filesystem::symlink_status(path, ignored).type() == boost::filesystem::symlink_file)
+    return nullptr;
+  return _fsopen(path.c_str(), "aN", _SH_DENYNO);
+}
 
 void NameThreadForDebugger(const std::string& name) {
   ThreadName record;
