@@ -21,7 +21,10 @@ TEST(ManagedThread, WaitsNoLongerThanToldAndForgetsWhatHasEnded) {
   ManagedThread thread("name");
   EXPECT_FALSE(thread.TimedJoin(0.0));  // there is none
   std::promise<void> go;
-  thread.Start([until = go.get_future().share()] { until.wait(); });
+  thread.Start([&, until = go.get_future().share()] {
+    until.wait();
+    EXPECT_THROW(thread.TimedJoin(0.0), boost::thread_resource_error);  // itself
+  });
   EXPECT_EQ(ManagedThread::GetRunningThreadCount(), before + 1);
   const double start = ztutil::Now();
   EXPECT_FALSE(thread.TimedJoin(0.05));

@@ -103,7 +103,7 @@ void ManagedThread::Join() {
 }
 
 bool ManagedThread::TimedJoin(double seconds) {
-  if (fThread == nullptr || fThread->get_id() == boost::this_thread::get_id()) return false;
+  if (fThread == nullptr) return false;
   // One more, so that the wait is never short of what was asked for.
   const auto wait = ToMilliseconds(seconds) + boost::chrono::milliseconds(seconds > 0.0 ? 1 : 0);
   const WithoutInterruption scope;

@@ -46,13 +46,13 @@ class ManagedThread {
   boost::thread* GetThread() const;
   boost::thread* Thread() const;
 
-  // Waits for the thread to end, and forgets it. Throws boost::thread_resource_error when a thread joins
-  // itself.
+  // Waits for the thread to end, and forgets it. This and TimedJoin throw boost::thread_resource_error when a
+  // thread joins itself.
   void Join();
 
   // Waits at most `seconds`; 0 and less only look, infinity waits for ever. True once the thread has ended,
   // and then it is forgotten; false if there is none or time ran out, and then the caller may wait again or
-  // call Abandon. A thread that waits for itself gets that at once.
+  // call Abandon.
   bool TimedJoin(double seconds);
 
   // Gives up on the thread, and says so in the log. Without a thread it does nothing.
