@@ -4,11 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <thread>
 
 const unsigned kStartsAtOnce = 16;
 const char kCarriageReturn[] = "";
@@ -24,12 +21,7 @@ void UseAsUserDirectory(const std::string& folder) {
 
 void UseForTemporaryFiles(const std::string& folder) { setenv("TMPDIR", folder.c_str(), 1); }
 
-void SetZone(const char* zone) {
-  setenv("TZ", zone, 1);
-  // The zone is kept for the second in which it was asked for.
-  const std::time_t set = std::time(nullptr);
-  while (std::time(nullptr) == set) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-}
+void SetZone(const char* zone) { setenv("TZ", zone, 1); }
 
 std::array<ztutil::NativeHandle, 2> MakePipe() {
   int ends[2];

@@ -99,20 +99,15 @@ std::int64_t MonotonicFrequency() { return kNanosecondsPerSecond; }
 std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 
 std::int64_t LocalOffsetSeconds() {
-  // Asked for on each line, and the same all through a second; finding it costs as much as writing a line. So
-  // a second is kept together with its offset.
-  constexpr int kOffsetBits = 20;
-  constexpr std::int64_t kBias = std::int64_t{1} << (kOffsetBits - 1);
-  static std::atomic<std::int64_t> known{0};
-
+  // The C library looks for another zone than before only when it's told to, and where TZ isn't set this
+  // costs a system call. So it's told when TZ is another one, and else once a second.
+  static std::atomic<const char*> lastZone{nullptr};
+  static std::atomic<std::time_t> lastTold{0};
+  const char* const zone = std::getenv("TZ");
   const std::time_t now = std::time(nullptr);
-  const std::int64_t last = known.load(std::memory_order_relaxed);
-  if (last >> kOffsetBits == now) return (last & (2 * kBias - 1)) - kBias;
-
+  if (lastZone.exchange(zone) != zone || lastTold.exchange(now) != now) tzset();
   std::tm local{};
-  tzset();
   localtime_r(&now, &local);
-  known.store((std::int64_t{now} << kOffsetBits) | (local.tm_gmtoff + kBias), std::memory_order_relaxed);
   return local.tm_gmtoff;
 }
 
