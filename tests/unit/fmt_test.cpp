@@ -19,7 +19,7 @@ TEST(Fmt, EachTypeHasItsForm) {
   EXPECT_EQ(FmtChar('a') + FmtChar('\'') + FmtChar('\n'), R"('a''\'''\n')");
   EXPECT_EQ(FmtString("a\"\n") + FmtString(nullptr) + FmtString("b", "<%s>"), R"("a\"\n"<nullptr><b>)");
   EXPECT_EQ(FmtFourCC(0x61626364) + FmtFourCC(0x61620064), "'abcd'0x61620064");
-  EXPECT_EQ(FmtColumn(1) + FmtColumn(2) + FmtColumn(4) + FmtColumn(8), "%4d%6d%11d%21lld");
+  EXPECT_EQ(FmtColumn(1) + FmtColumn(2) + FmtColumn(4) + FmtColumn(8), "%4d%6d%11d%20lld");
 }
 
 TEST(Fmt, TheNewestOneIsActive) {

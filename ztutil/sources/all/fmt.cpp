@@ -296,7 +296,7 @@ std::string FmtFourCC(std::uint32_t value) {
 }
 
 std::string FmtColumn(std::size_t bytes) {
-  const auto largest = std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * bytes);
+  const auto largest = std::numeric_limits<std::int64_t>::max() >> (64 - 8 * bytes);
   std::string format;
   FmtPrintf(format, "%%%d%sd", static_cast<int>(std::to_string(largest).size() + 1), bytes == 8 ? "ll" : "");
   return format;

@@ -98,7 +98,7 @@ std::string FmtPointer(const void* value, const char* format = nullptr);
 std::string FmtFourCC(std::uint32_t value);
 
 // A format for a column of decimal numbers of that many bytes, 1 to 8: "%4d" for 1, "%6d" for 2, "%11d"
-// for 4.
+// for 4, "%20lld" for 8.
 std::string FmtColumn(std::size_t bytes);
 
 // A printf into a string: the result replaces what `out` held, and `out` stays as it is if the format is bad.
