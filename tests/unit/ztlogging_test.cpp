@@ -59,14 +59,15 @@ TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {
       {0, "x\n"},
       {ZTLogger::kLogSequence | ZTLogger::kLogMonth | ZTLogger::kLogMinute, R"(00000_\d\d_\d\d x\n)"},
       {ZTLogger::kLogHour, R"(\d\d x\n)"},
+      {0x400, " x\n"},
       {ZTLogger::kLogYear | ZTLogger::kLogDay | ZTLogger::kLogSecond, R"(\d{4}/\d\d_\d\d\.\d{3} x\n)"},
   };
   for (const auto& [flags, expression] : rows) {
     MemoryLogger logger(flags);
     ZT_LOG(gFlag, "x");
     EXPECT_TRUE(Matches(logger.text, expression)) << flags;
-    EXPECT_EQ(logger.SetFormatFlags(0x3FF), flags);
-    EXPECT_EQ(logger.GetFormatFlags(), 0x1FFu);
+    EXPECT_EQ(logger.SetFormatFlags(0xFFFFFFFF), flags);
+    EXPECT_EQ(logger.GetFormatFlags(), 0xFFFFFDFFu);
   }
 }
 

@@ -168,7 +168,7 @@ std::string ZTLogger::MakePrefix(const char*, int) {
   prefix.reserve(96);  // most fit
   prefix = text.Text();
   if (has(kLogThread)) prefix.append(1, '[').append(ManagedThread::GetCurrentThreadName()).append(1, ']');
-  if (has(kLogAll)) prefix += ' ';
+  if (fFormatFlags != 0) prefix += ' ';
   prefix += fIndentText;
   return prefix;
 }
@@ -197,7 +197,7 @@ void ZTLogger::Print(const char* file, int line, const char* format, ...) {
 
 std::uint32_t ZTLogger::SetFormatFlags(std::uint32_t flags) {
   const std::uint32_t former = fFormatFlags;
-  fFormatFlags = flags & kLogAll;
+  fFormatFlags = flags & ~kLogReserved;
   return former;
 }
 

@@ -39,6 +39,7 @@ class ZTLogger : public Stackable<ZTLogger> {
     kLogDelta = 0x080,
     kLogThread = 0x100,
     kLogAll = 0x1FF,
+    kLogReserved = 0x200,  // never set
   };
 
   ~ZTLogger() override;
@@ -77,7 +78,8 @@ class ZTLogger : public Stackable<ZTLogger> {
 #endif
       ;
 
-  // Setting gives back the old flags.
+  // Setting gives back the old flags. Bits without a field are kept; with any bit set a blank ends
+  // the prefix.
   std::uint32_t GetFormatFlags() const { return fFormatFlags; }
   std::uint32_t SetFormatFlags(std::uint32_t flags);
 
