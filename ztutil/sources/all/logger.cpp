@@ -192,7 +192,7 @@ void ZTLogger::Print(const char* file, int line, const char* format, ...) {
     throw;
   }
   va_end(arguments);
-  ++fLineCount;
+  fLineCount = static_cast<std::int32_t>(static_cast<std::uint32_t>(fLineCount) + 1);  // wraps
 }
 
 std::uint32_t ZTLogger::SetFormatFlags(std::uint32_t flags) {
