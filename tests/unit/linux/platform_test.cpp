@@ -140,7 +140,10 @@ TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
 TEST(ThreadName, IsCutToTheSystemsRoom) {
   boost::thread([] {
     for (const auto& [name, expected] : {std::pair("a name longer than the system's", "a name longer t"),
-                                         {"1a2c(app.Launcher)", "app.Launcher"}}) {
+                                         {"1a2c(app.Launcher)", "app.Launcher"},
+                                         {"main()", "main()"},
+                                         {"a long function()", "a long function"},
+                                         {"vierzehn Byte \u00e4", "vierzehn Byte "}}) {
       ztutil::platform::NameThreadForDebugger(name);
       char shown[16] = "";
       pthread_getname_np(pthread_self(), shown, sizeof shown);

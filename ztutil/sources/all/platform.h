@@ -35,8 +35,8 @@ std::FILE* OpenRegularFile(const std::string& path);
 // No child process inherits either file.
 std::FILE* OpenForAppending(const std::string& path);
 
-// Shows the calling thread's name to debuggers and to the system, cut where that has no room. Of a name that
-// ends in brackets what stands in these may do.
+// Shows the calling thread's name to debuggers and to the system. Of a name for which the system has no room
+// it shows what stands in the brackets at its end, if there is anything, and cuts that between characters.
 void NameThreadForDebugger(const std::string& name);
 
 // Hands a text to the process's debugger, up to its first NUL.

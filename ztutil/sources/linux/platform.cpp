@@ -131,11 +131,17 @@ std::FILE* OpenForAppending(const std::string& path) {
 
 void NameThreadForDebugger(const std::string& name) {
   constexpr std::size_t kRoom = 15;
+  std::string shown = name;
   // Of "1a2c(app.Launcher)" what says most.
   const std::size_t bracket = name.find('(');
-  const bool bracketed = bracket != std::string::npos && name.back() == ')';
-  const std::string shown = bracketed ? name.substr(bracket + 1, name.size() - bracket - 2) : name;
-  pthread_setname_np(pthread_self(), shown.substr(0, kRoom).c_str());
+  if (name.size() > kRoom && name.back() == ')' && bracket < name.size() - 2)
+    shown = name.substr(bracket + 1, name.size() - bracket - 2);
+  if (shown.size() > kRoom) {
+    std::size_t end = kRoom;
+    while (end > 0 && (shown[end] & 0xC0) == 0x80) --end;  // the first byte left out begins a character
+    shown.resize(end);
+  }
+  pthread_setname_np(pthread_self(), shown.c_str());
 }
 
 // Debuggers of this system take no texts.
