@@ -100,6 +100,9 @@ std::size_t OutputChannelIndex(OutputChannel channel);
 class Exception : public std::runtime_error {
  public:
   Exception(TaskID taskID, const char* message);
+  // A copy shares nothing with its original: the two may be used in different threads.
+  Exception(const Exception& other);
+  Exception& operator=(const Exception& other);
 
   // The party that raised it.
   TaskID GetTaskID() const { return fTaskID; }
