@@ -3,6 +3,8 @@
 #ifndef ZTUTIL_FMT_H_
 #define ZTUTIL_FMT_H_
 
+#include "printfformat.h"
+
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -102,8 +104,8 @@ std::string FmtFourCC(std::uint32_t value);
 std::string FmtColumn(std::size_t bytes);
 
 // A printf into a string: the result replaces what `out` held, and `out` stays as it is if the format is bad.
-void FmtPrintf(std::string& out, const char* format, ...);
-void FmtVPrintf(std::string& out, const char* format, std::va_list arguments);
+void FmtPrintf(std::string& out, const char* format, ...) ZTUTIL_PRINTF_FORMAT(2, 3);
+void FmtVPrintf(std::string& out, const char* format, std::va_list arguments) ZTUTIL_PRINTF_FORMAT(2, 0);
 
 // The text as it stands between double quotes: quotes, backslashes and control characters are escaped,
 // everything that isn't printable ASCII as \x and two digits a byte, or four a wide unit. Null gives

@@ -2,6 +2,7 @@
 #ifndef ZTUTIL_LOGGER_H_
 #define ZTUTIL_LOGGER_H_
 
+#include "printfformat.h"
 #include "stackable.h"
 
 #include <boost/shared_ptr.hpp>
@@ -55,7 +56,8 @@ class ZTLogger : public Stackable<ZTLogger> {
   virtual std::string GetBaseName(const char* path) const;
 
   // Writes one message and flushes. A text that ends a line itself gets no second end.
-  virtual void VPrint(const char* file, int line, const char* format, std::va_list arguments);
+  virtual void VPrint(const char* file, int line, const char* format, std::va_list arguments)
+      ZTUTIL_PRINTF_FORMAT(4, 0);
 
   // What stands in front of a message. The place in the source isn't shown.
   virtual std::string MakePrefix(const char* file, int line);
@@ -72,11 +74,7 @@ class ZTLogger : public Stackable<ZTLogger> {
   virtual void Write(const void* bytes, std::size_t count) = 0;
 
   // Says something; `file` and `line` are the caller's. The format is printf's.
-  void Print(const char* file, int line, const char* format, ...)
-#ifdef __GNUC__
-      __attribute__((format(printf, 4, 5)))
-#endif
-      ;
+  void Print(const char* file, int line, const char* format, ...) ZTUTIL_PRINTF_FORMAT(4, 5);
 
   // Setting gives back the old flags. Bits without a field are kept; with any bit set a blank ends
   // the prefix.
