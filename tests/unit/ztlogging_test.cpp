@@ -39,6 +39,12 @@ TEST(Logging, TextsAreBuiltOnlyForAFlagThatIsOnAndALoggerThatListens) {
   EXPECT_EQ(logger.text, "text 1\n");
 }
 
+struct Grouped : std::numpunct<char> {
+  char do_thousands_sep() const override { return '_'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+const int kWord = std::ios_base::xalloc();
+
 TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
   MemoryLogger logger;
   const auto inner = [] {
@@ -50,7 +56,13 @@ TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
   ZT_LOG(gFlag, "lost " << std::hex << std::setw(9) << broken());
   ZT_LOG(gFlag, static_cast<const char*>(nullptr));
   ZT_LOG(gFlag, 255 << ' ' << 0.1234567 << std::setw(3) << 1);
-  EXPECT_EQ(logger.text, "inner 10\nouter ff\n\n255 0.123457  1\n");
+  const auto spoil = [](std::ostream& stream) -> std::ostream& {
+    stream.exceptions(std::ios_base::badbit);
+    stream.imbue(std::locale(stream.getloc(), new Grouped));
+    return stream << ++stream.iword(kWord);
+  };
+  for (int i = 0; i < 2; ++i) ZT_LOG(gFlag, 1234567 << ' ' << +spoil << ' ' << 1234567);
+  EXPECT_EQ(logger.text, "inner 10\nouter ff\n\n255 0.123457  1\n1234567 1 1_234_567\n1234567 1 1_234_567\n");
 }
 
 TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {

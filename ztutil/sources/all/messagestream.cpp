@@ -1,8 +1,10 @@
 #include "messagestream.h"
 
+#include <charconv>
 #include <cstddef>
 #include <locale>
 #include <utility>
+#include <vector>
 
 namespace ztutil {
 
@@ -10,6 +12,23 @@ namespace {
 
 // A text of more bytes takes its stream along.
 constexpr std::size_t kKept = 4096;
+
+// Neither is ever freed: threads may still log while the process ends.
+
+std::vector<std::unique_ptr<MessageStream>>& Spare() {
+  static auto* const spare = new std::vector<std::unique_ptr<MessageStream>>;
+  return *spare;
+}
+
+// All of a stream that isn't its state, as it is in a new one.
+const std::ios& NewFormat() {
+  static const auto* const format = [] {
+    auto* const made = new std::ios(nullptr);
+    made->imbue(std::locale::classic());
+    return made;
+  }();
+  return *format;
+}
 
 }  // namespace
 
@@ -23,39 +42,44 @@ MessageStream::TextBuffer::int_type MessageStream::TextBuffer::overflow(int_type
   return traits_type::not_eof(byte);
 }
 
-MessageStream::Stream::Stream() { stream.imbue(std::locale::classic()); }
+MessageStream::MessageStream() : std::ostream(nullptr) { Renew(); }
 
-void MessageStream::Stream::Renew() {
-  buffer.fText.clear();
-  stream.clear();
-  stream.flags(std::ios_base::skipws | std::ios_base::dec);
-  stream.precision(6);
-  stream.width(0);
-  stream.fill(' ');
+void MessageStream::Renew() {
+  fBuffer.fText.clear();
+  if (fIsAsNew && good()) return;
+  rdbuf(&fBuffer);  // and the state is good again
+  copyfmt(NewFormat());
 }
 
-// Never freed: threads may still log while the process ends.
-std::vector<std::unique_ptr<MessageStream::Stream>>& MessageStream::Spare() {
-  static auto* const spare = new std::vector<std::unique_ptr<Stream>>;
-  return *spare;
-}
-
-MessageStream::MessageStream() {
-  if (Spare().empty()) {
-    fStream = std::make_unique<Stream>();
-    return;
-  }
-  fStream = std::move(Spare().back());
+MessageStream::Borrowed MessageStream::Borrow() {
+  if (Spare().empty()) return Borrowed(new MessageStream);
+  Borrowed stream(Spare().back().release());
   Spare().pop_back();
+  return stream;
 }
 
-MessageStream::~MessageStream() {
+void MessageStream::GiveBack::operator()(MessageStream* stream) const noexcept {
+  std::unique_ptr<MessageStream> owned(stream);
   try {
-    if (Text().size() > kKept) return;
-    fStream->Renew();
-    Spare().push_back(std::move(fStream));
+    if (owned->Text().size() > kKept) return;
+    owned->Renew();
+    Spare().push_back(std::move(owned));
   } catch (...) {
   }
+}
+
+void MessageStream::Put(const char* text) {
+  if (text == nullptr) setstate(badbit);
+  if (good()) fBuffer.fText += text;
+}
+
+void MessageStream::Put(const std::string& text) {
+  if (good()) fBuffer.fText += text;
+}
+
+void MessageStream::Put(int value) {
+  char digits[12];
+  if (good()) fBuffer.fText.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
 }  // namespace ztutil

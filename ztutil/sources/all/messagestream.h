@@ -6,48 +6,63 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
-#include <vector>
+#include <type_traits>
 
 namespace ztutil {
 
-// A stream as if newly made, deaf to the global locale, taken from those that earlier messages have left:
-// making one costs more than writing a message to it. To be used under LoggingMutex. Several may live at
-// once, since what is put into a message may log.
-class MessageStream {
+// A stream that puts what is written into a string. All is to be done under LoggingMutex.
+class MessageStream : public std::ostream {
  public:
-  MessageStream();
-  ~MessageStream();
-  MessageStream(const MessageStream&) = delete;
-  MessageStream& operator=(const MessageStream&) = delete;
+  struct GiveBack {
+    void operator()(MessageStream* stream) const noexcept;
+  };
+  using Borrowed = std::unique_ptr<MessageStream, GiveBack>;
 
-  std::ostream& operator*() const { return fStream->stream; }
+  // A stream as if newly made, deaf to the global locale: one that an earlier message has left, since making
+  // one costs more than writing a message to it. Several may be out at once, since what is put into a message
+  // may log.
+  static Borrowed Borrow();
 
-  // What was written so far.
-  const std::string& Text() const { return fStream->buffer.fText; }
+  // Has `build` write to the stream. One that gives back the stream as it came, and not as a std::ostream,
+  // has put in nothing but what the operator below is for: then there is nothing to undo afterwards.
+  template <class Build>
+  void Fill(Build build) {
+    fIsAsNew = false;
+    build(*this);
+    fIsAsNew = std::is_same_v<decltype(build(*this)), MessageStream&>;
+  }
+
+  const std::string& Text() const { return fBuffer.fText; }
+
+  // Behind the operator.
+  void Put(const char* text);
+  void Put(const std::string& text);
+  void Put(int value);
 
  private:
-  // Puts what is written into a string.
-  class TextBuffer : public std::streambuf {
-   public:
-    std::string fText;
-
-   protected:
+  struct TextBuffer : public std::streambuf {
     std::streamsize xsputn(const char* bytes, std::streamsize count) override;
     int_type overflow(int_type byte) override;
+
+    std::string fText;
   };
 
-  struct Stream {
-    Stream();
-    void Renew();  // undoes what a message may have changed
+  MessageStream();
+  void Renew();
 
-    TextBuffer buffer;
-    std::ostream stream{&buffer};
-  };
-
-  static std::vector<std::unique_ptr<Stream>>& Spare();
-
-  std::unique_ptr<Stream> fStream;
+  TextBuffer fBuffer;
+  bool fIsAsNew = false;  // but for the text
 };
+
+// What most messages are made of goes past the stream's machinery. It looks as if it had gone through, as
+// long as it comes first: behind anything else there is only a std::ostream.
+template <class Value, class Plain = std::decay_t<const Value>,
+          class = std::enable_if_t<std::is_same_v<Plain, const char*> || std::is_same_v<Plain, std::string> ||
+                                   std::is_same_v<Plain, int>>>
+MessageStream& operator<<(MessageStream& stream, const Value& value) {
+  stream.Put(value);
+  return stream;
+}
 
 }  // namespace ztutil
 

@@ -17,19 +17,18 @@
 
 // Says something if the flag isn't 0, for example ZT_LOG(gGPUProwler, "count=" << count). While the flag is 0
 // the text isn't built. Never throws.
-#define ZT_LOG(flag, text)                                                                            \
-  do {                                                                                                \
-    if (::ztutil::DebugFlagValue(flag) != 0) {                                                        \
-      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostream& ztLogStream) { ztLogStream << text; }); \
-    }                                                                                                 \
-  } while (false)
+#define ZT_LOG(flag, text) ZT_LOG_IF(::ztutil::DebugFlagValue(flag) != 0, text)
 
 // The same for a flag that is a level: if it is at least that high.
-#define ZT_LOG_LEVEL(flag, level, text)                                                               \
-  do {                                                                                                \
-    if (::ztutil::DebugFlagValue(flag) >= (level)) {                                                  \
-      ::ztutil::LogText(__FILE__, __LINE__, [&](std::ostream& ztLogStream) { ztLogStream << text; }); \
-    }                                                                                                 \
+#define ZT_LOG_LEVEL(flag, level, text) ZT_LOG_IF(::ztutil::DebugFlagValue(flag) >= (level), text)
+
+#define ZT_LOG_IF(condition, text)                                                                        \
+  do {                                                                                                    \
+    if (condition) {                                                                                      \
+      ::ztutil::LogText(__FILE__, __LINE__, [&](::ztutil::MessageStream& ztLogStream) -> decltype(auto) { \
+        return ztLogStream << text;                                                                       \
+      });                                                                                                 \
+    }                                                                                                     \
   } while (false)
 
 // Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
@@ -49,9 +48,9 @@ template <class Build>
 void LogText(const char* file, int line, Build build) noexcept {
   try {
     if (const ZTLoggerLock logger; logger) {
-      const MessageStream text;
-      build(*text);
-      logger->Print(file, line, "%s", text.Text().c_str());
+      const auto text = MessageStream::Borrow();
+      text->Fill(build);
+      logger->Print(file, line, "%s", text->Text().c_str());
     }
   } catch (...) {
   }
