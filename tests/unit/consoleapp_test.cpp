@@ -103,6 +103,9 @@ class FakeLauncher : public ztutil::Launcher {
   std::int32_t Wait(std::int32_t* exitCode) override { return wait(exitCode); }
   void Kill() override { kill(); }
   std::optional<std::uint32_t> GetRawEnd() const override { return std::nullopt; }
+  LaunchResult LaunchToEndWithHost(const std::wstring& program, const Actions& arguments) override {
+    return launch(program, arguments);
+  }
 
   std::function<LaunchResult(const std::wstring&, const Actions&)> launch = [](auto&...) {
     return LaunchResult();

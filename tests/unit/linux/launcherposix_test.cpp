@@ -8,6 +8,9 @@
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
@@ -89,6 +92,26 @@ TEST(LauncherPosix, SignalsDoNotInterruptAWait) {
   EXPECT_EQ(WaitFor(*launcher), "0 6");
   done = true;
   disturber.join();
+}
+
+// Orphans come to the test, which sees how they end.
+TEST(LauncherPosix, AChildEndsWithItsHostWhereItIsToAndRunsOnElsewhere) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  while (waitpid(-1, nullptr, 0) > 0) {  // what other tests have left
+  }
+  for (const auto& [launch, end] : {std::pair(&ztutil::Launcher::Launch, 0),
+                                    std::pair(&ztutil::Launcher::LaunchToEndWithHost, SIGKILL)}) {
+    const pid_t host = fork();
+    if (host == 0) {
+      ((*CreateLauncher()).*launch)(TestChild(), {"sleep:300"});
+      raise(SIGKILL);
+    }
+    EXPECT_EQ(waitpid(host, nullptr, 0), host);
+    int status = -1;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);
+    EXPECT_EQ(status, end);
+  }
+  prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "../outcome.h"
 #include "../testchild.h"
 
+#include <boost/dll/runtime_symbol_info.hpp>
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -40,6 +41,23 @@ TEST(LauncherWin, TheChildGetsOneLine) {
   RunChild(*launcher, {"arguments", "", "a b", "say \"hi\"", "c:\\", "\xE9"}, &arrived);
   const std::wstring line = TestChild() + LR"( "arguments" "" "a b" 'say "hi"' "c:\" ")" + L"\xFFE9\"";
   EXPECT_EQ(arrived, std::string(reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]));
+}
+
+TEST(LauncherWin, AChildEndsWithItsHostIfItIsTo) {
+  constexpr char kIsHost[] = "TEST_IS_HOST";
+  const auto launcher = CreateLauncher();
+  if (std::getenv(kIsHost) != nullptr) {
+    launcher->LaunchToEndWithHost(TestChild(), {"sleep:20000"});
+    TerminateProcess(GetCurrentProcess(), 7);
+  }
+  const ULONGLONG begin = GetTickCount64();
+  SetEnvironmentVariableA(kIsHost, "1");
+  const ztutil::LaunchResult host = launcher->Launch(
+      boost::dll::program_location().wstring(), {"--gtest_filter=LauncherWin.AChildEndsWithItsHostIfItIsTo"});
+  SetEnvironmentVariableA(kIsHost, nullptr);
+  ReadAll(*host.fAppOutput[1]);  // the host's child has inherited it
+  EXPECT_LT(GetTickCount64() - begin, 10000u);
+  EXPECT_EQ(WaitFor(*launcher), "0 7");
 }
 
 // Wine's GetProcessHandleCount says 0.

@@ -128,6 +128,11 @@ class LaunchParams {
   bool GetKeepStdinOpen() const { return fKeepStdinOpen; }
   void SetKeepStdinOpen(bool keep) { fKeepStdinOpen = keep; }
 
+  // Whether the child is killed when the host's process ends, however that happens. If not, and so at first,
+  // it runs on.
+  bool GetEndsWithHost() const { return fEndsWithHost; }
+  void SetEndsWithHost(bool ends) { fEndsWithHost = ends; }
+
   // The task that reads a channel. Without one nobody does, and the child writes to a broken pipe.
   boost::shared_ptr<OutputTask> GetOutputTask(OutputChannel channel) const;
   void SetOutputTask(OutputChannel channel, const boost::shared_ptr<OutputTask>& task);
@@ -137,6 +142,7 @@ class LaunchParams {
   std::deque<std::string> fArguments;
   bool fKeepStdinOpen = false;
   std::array<boost::shared_ptr<OutputTask>, kTaskArraySize> fOutputTasks;
+  bool fEndsWithHost = false;
 };
 
 // The library's bounds in seconds, each from a debug flag, asked anew at each call.

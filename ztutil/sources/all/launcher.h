@@ -50,6 +50,12 @@ class Launcher {
   // full 32-bit exit code. Nothing before the first; a run that ends after a later Launch doesn't count. Any
   // thread may call.
   virtual std::optional<std::uint32_t> GetRawEnd() const = 0;
+
+  // As Launch, and the child is killed when this process ends, however that happens; what the child has
+  // started itself is not. On Linux it also goes with the calling thread, which is to stay until Wait has
+  // returned, and a program that gains rights by being started (setuid) outlives both.
+  virtual LaunchResult LaunchToEndWithHost(const std::wstring& program,
+                                           const std::deque<std::string>& arguments) = 0;
 };
 
 // This platform's launcher.

@@ -68,7 +68,9 @@ void LaunchThreadTask::RunChild(OutputThreads& threads, bool& mustKill) {
   ThrowIfInjected(Fault::LauncherLaunch, "LauncherLaunch");
   {
     // Lets go of the pipes before the wait: nobody else has the child's standard input if it isn't kept.
-    const LaunchResult launched = fLauncher->Launch(fLaunchParams.GetProgram(), fLaunchParams.GetArguments());
+    const auto launch = fLaunchParams.GetEndsWithHost() ? &Launcher::LaunchToEndWithHost : &Launcher::Launch;
+    const LaunchResult launched =
+        (*fLauncher.*launch)(fLaunchParams.GetProgram(), fLaunchParams.GetArguments());
     mustKill = true;
     NotifyLaunched();
     for (const OutputChannel channel : {TaskID::Stdout, TaskID::Stderr})

@@ -6,15 +6,19 @@
 #include "winhandle.h"
 #include "ztlogging.h"
 
+#include <boost/algorithm/string/split.hpp>
 #include <boost/make_shared.hpp>
 #include <fcntl.h>
-#include <spawn.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
 #include <mutex>
 #include <vector>
 
@@ -108,61 +112,106 @@ struct Pipe {
 
 // --- Spawning ----------------------------------------------------------------------------------------------
 
-void RequireSpawn(const char* call, int error) {
-  if (error != 0) Fail("CreateProcessW failed", call, error);
+// What a new process is to become.
+struct ChildPlan {
+  char* const* paths;  // where the program may be, in the order of the search, up to a null
+  char* const* arguments;
+  const int* streams;
+  pid_t host;     // 0 if it outlives that
+  int error = 0;  // why there is no program
+};
+
+// The kernel's, which isn't libc's.
+struct SignalAction {
+  void (*handler)(int);
+  unsigned long flags;
+  void (*restorer)();
+  std::uint64_t mask;
+};
+
+// A new process up to its program. It shares the host's memory, so it calls the system directly: libc and the
+// sanitizers keep books, and these are the host's. No handler of the host's may run, so signals are blocked.
+[[gnu::no_sanitize("address", "thread", "undefined")]] int BecomeProgram(void* argument) {
+  ChildPlan& plan = *static_cast<ChildPlan*>(argument);
+  if (plan.host != 0) {
+    syscall(SYS_prctl, PR_SET_PDEATHSIG, SIGKILL);
+    if (syscall(SYS_getppid) != plan.host) return 0;  // it was gone before
+  }
+  for (int number = 1; number < NSIG; ++number) {
+    SignalAction action{};
+    syscall(SYS_rt_sigaction, number, nullptr, &action, sizeof action.mask);
+    if (action.handler == SIG_IGN && number != SIGPIPE && number != SIGCHLD) continue;
+    action = {};
+    syscall(SYS_rt_sigaction, number, &action, nullptr, sizeof action.mask);
+  }
+  for (int stream = 0; stream < kFirstFreeDescriptor; ++stream)
+    syscall(SYS_dup3, plan.streams[stream], stream, 0);
+  // What the host itself has open without close-on-exec. A loop over all numbers would take seconds where the
+  // limit is high.
+  closefrom(kFirstFreeDescriptor);
+  const std::uint64_t none = 0;
+  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, sizeof none);
+
+  int error = ENOENT;
+  for (char* const* path = plan.paths; *path != nullptr; ++path) {
+    syscall(SYS_execve, *path, plan.arguments, environ);
+    if (errno == ENOENT || errno == ENOTDIR) continue;
+    error = errno;
+    if (error != EACCES) break;
+  }
+  plan.error = error;
+  return 0;
 }
 
-struct FileActions {
-  FileActions() { RequireSpawn("posix_spawn_file_actions_init", posix_spawn_file_actions_init(&fActions)); }
-  ~FileActions() { posix_spawn_file_actions_destroy(&fActions); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
+// Under this name the sanitizers let it through. Under its usual one they take every new process for one with
+// memory of its own.
+extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 
-  posix_spawn_file_actions_t fActions;
-};
+// Where a program may be, in the order of the search.
+std::vector<std::string> PathsOf(const std::string& program) {
+  if (program.empty() || program.find('/') != std::string::npos) return {program};
+  const char* const path = std::getenv("PATH");
+  const std::string folders = path != nullptr ? path : "/bin:/usr/bin";
+  std::vector<std::string> paths;
+  boost::split(paths, folders, [](char c) { return c == ':'; });
+  for (std::string& folder : paths) folder += (folder.empty() ? "" : "/") + program;
+  return paths;
+}
 
-struct SpawnAttributes {
-  SpawnAttributes() { RequireSpawn("posix_spawnattr_init", posix_spawnattr_init(&fAttributes)); }
-  ~SpawnAttributes() { posix_spawnattr_destroy(&fAttributes); }
-  SpawnAttributes(const SpawnAttributes&) = delete;
-  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-
-  posix_spawnattr_t fAttributes;
-};
-
-char* Argument(const std::string& text) {
-  // The child would see what stands in front of the NUL.
-  if (text.find('\0') != std::string::npos) RequireSpawn("posix_spawnp", EINVAL);
-  return const_cast<char*>(text.c_str());
+// As the system takes them.
+std::vector<char*> Pointers(const std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (const std::string& text : texts) {
+    // The child would see what stands in front of the NUL.
+    if (text.find('\0') != std::string::npos) Fail("CreateProcessW failed", "execve", EINVAL);
+    pointers.push_back(const_cast<char*>(text.c_str()));
+  }
+  pointers.push_back(nullptr);
+  return pointers;
 }
 
 // Starts the child with those descriptors as its standard streams.
-pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments, const int (&streams)[3]) {
-  FileActions files;
-  for (int stream = 0; stream < kFirstFreeDescriptor; ++stream)
-    RequireSpawn("posix_spawn_file_actions_adddup2",
-                 posix_spawn_file_actions_adddup2(&files.fActions, streams[stream], stream));
-  // What the host itself has open without close-on-exec. A loop over all numbers would take seconds where the
-  // limit is high.
-  RequireSpawn("posix_spawn_file_actions_addclosefrom_np",
-               posix_spawn_file_actions_addclosefrom_np(&files.fActions, kFirstFreeDescriptor));
+pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments, const int (&streams)[3],
+            bool endsWithHost) {
+  std::vector<std::string> words{program};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  const std::vector<std::string> paths = PathsOf(program);
+  const std::vector<char*> wordPointers = Pointers(words), pathPointers = Pointers(paths);
+  ChildPlan plan{pathPointers.data(), wordPointers.data(), streams, endsWithHost ? getpid() : 0};
 
-  SpawnAttributes attributes;
-  sigset_t signals;
-  sigemptyset(&signals);
-  posix_spawnattr_setsigmask(&attributes.fAttributes, &signals);
-  sigaddset(&signals, SIGPIPE);
-  sigaddset(&signals, SIGCHLD);
-  posix_spawnattr_setsigdefault(&attributes.fAttributes, &signals);
-  posix_spawnattr_setflags(&attributes.fAttributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-  std::vector<char*> argv{Argument(program)};
-  for (const std::string& argument : arguments) argv.push_back(Argument(argument));
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  RequireSpawn("posix_spawnp",
-               posix_spawnp(&pid, argv[0], &files.fActions, &attributes.fAttributes, argv.data(), environ));
-  return pid;
+  std::vector<char> stack(16384);
+  sigset_t all, former;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &former);
+  // Comes back when the child has its program, or has gone.
+  const pid_t pid =
+      __clone(BecomeProgram, stack.data() + stack.size(), CLONE_VM | CLONE_VFORK | SIGCHLD, &plan);
+  const int cloneError = errno;
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
+  if (pid == -1) Fail("CreateProcessW failed", "clone", cloneError);
+  if (plan.error == 0) return pid;
+  Retry([&] { return waitpid(pid, nullptr, 0); });
+  Fail("CreateProcessW failed", "execve", plan.error);
 }
 
 }  // namespace
@@ -253,11 +302,22 @@ LauncherPosix::LauncherPosix() = default;
 LauncherPosix::~LauncherPosix() { fRuns.GetLast()->GiveUp(); }
 
 LaunchResult LauncherPosix::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
+  return Start(program, arguments, false);
+}
+
+LaunchResult LauncherPosix::LaunchToEndWithHost(const std::wstring& program,
+                                                const std::deque<std::string>& arguments) {
+  return Start(program, arguments, true);
+}
+
+LaunchResult LauncherPosix::Start(const std::wstring& program, const std::deque<std::string>& arguments,
+                                  bool endsWithHost) {
   const std::shared_ptr<Run> run = fRuns.Begin();
   Orphans::Get().Bury();
   const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
   run->Start(Spawn(UTF8FromWide(program), arguments,
-                   {input.fRead.fDescriptor, output.fWrite.fDescriptor, errors.fWrite.fDescriptor}));
+                   {input.fRead.fDescriptor, output.fWrite.fDescriptor, errors.fWrite.fDescriptor},
+                   endsWithHost));
   return {input.fWrite.fHandle, {nullptr, output.fRead.fHandle, errors.fRead.fHandle}};
 }
 

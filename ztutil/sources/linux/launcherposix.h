@@ -1,4 +1,4 @@
-// Child processes by posix_spawn.
+// Child processes by clone and execve.
 #ifndef ZTUTIL_LAUNCHERPOSIX_H_
 #define ZTUTIL_LAUNCHERPOSIX_H_
 
@@ -24,9 +24,14 @@ class LauncherPosix : public Launcher {
   std::int32_t Wait(std::int32_t* exitCode) override;
   void Kill() override;
   std::optional<std::uint32_t> GetRawEnd() const override;
+  LaunchResult LaunchToEndWithHost(const std::wstring& program,
+                                   const std::deque<std::string>& arguments) override;
 
  private:
   class Run;
+
+  LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments,
+                     bool endsWithHost);
 
   LauncherRuns<Run> fRuns;
 };

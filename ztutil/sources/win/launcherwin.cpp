@@ -11,7 +11,9 @@
 #include <atomic>
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace ztutil {
 
@@ -67,6 +69,41 @@ struct Pipe {
   boost::shared_ptr<WinHandle> fWrite = NoHandle();
 };
 
+// A job that ends its processes with its last handle, which is this process's. What these start is not in it.
+HANDLE HostJob() {
+  static const HANDLE job = [] {
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags =
+        JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
+    const HANDLE made = CreateJobObjectW(nullptr, nullptr);
+    if (!SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof limits))
+      Fail("CreateProcessW");
+    return made;
+  }();
+  return job;
+}
+
+// What a launch has beyond the classic startup information: the job in which the child begins. Put into one
+// later, a host that is killed in between leaves the child behind.
+class JobAttribute {
+ public:
+  explicit JobAttribute(HANDLE job) : fJob(job) {
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    fBytes.resize(size);
+    if (!InitializeProcThreadAttributeList(Get(), 1, 0, &size)) Fail("CreateProcessW");
+    constexpr DWORD_PTR kJobList = 0x2000D;  // PROC_THREAD_ATTRIBUTE_JOB_LIST, of Windows 10
+    if (!UpdateProcThreadAttribute(Get(), 0, kJobList, &fJob, sizeof fJob, nullptr, nullptr))
+      Fail("CreateProcessW");
+  }
+
+  LPPROC_THREAD_ATTRIBUTE_LIST Get() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(fBytes.data()); }
+
+ private:
+  HANDLE fJob;
+  std::vector<char> fBytes;  // nothing that has to be deleted: the list only points to the job
+};
+
 }  // namespace
 
 // The child of one launch. Its handles are never closed.
@@ -79,9 +116,20 @@ LauncherWin::LauncherWin() = default;
 LauncherWin::~LauncherWin() = default;
 
 LaunchResult LauncherWin::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
+  return Start(program, arguments, false);
+}
+
+LaunchResult LauncherWin::LaunchToEndWithHost(const std::wstring& program,
+                                              const std::deque<std::string>& arguments) {
+  return Start(program, arguments, true);
+}
+
+LaunchResult LauncherWin::Start(const std::wstring& program, const std::deque<std::string>& arguments,
+                                bool endsWithHost) {
   const std::shared_ptr<Run> run = fRuns.Begin();
   std::u16string line = CommandLine(program, arguments);
-  STARTUPINFOW startup{};
+  STARTUPINFOEXW extended{};
+  STARTUPINFOW& startup = extended.StartupInfo;
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
   startup.wShowWindow = SW_HIDE;
@@ -90,13 +138,21 @@ LaunchResult LauncherWin::Launch(const std::wstring& program, const std::deque<s
   startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
 
+  std::optional<JobAttribute> job;
+  DWORD flags = 0;
+  if (endsWithHost) {
+    startup.cb = sizeof extended;
+    flags = EXTENDED_STARTUPINFO_PRESENT;
+    extended.lpAttributeList = job.emplace(HostJob()).Get();
+  }
+
   const std::lock_guard<std::mutex> lock(LaunchMutex());
   const Pipe input("childStdin", Direction::kToChild, startup.hStdInput);
   const Pipe output("childStdout", Direction::kFromChild, startup.hStdOutput);
   const Pipe errors("childStderr", Direction::kFromChild, startup.hStdError);
   PROCESS_INFORMATION information{};
-  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE, 0, nullptr,
-                      nullptr, &startup, &information))
+  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE, flags,
+                      nullptr, nullptr, &startup, &information))
     Fail("CreateProcessW");
   run->fProcess = information.hProcess;
   return {input.fWrite, {nullptr, output.fRead, errors.fRead}};

@@ -24,9 +24,14 @@ class LauncherWin : public Launcher {
   std::int32_t Wait(std::int32_t* exitCode) override;
   void Kill() override;
   std::optional<std::uint32_t> GetRawEnd() const override;
+  LaunchResult LaunchToEndWithHost(const std::wstring& program,
+                                   const std::deque<std::string>& arguments) override;
 
  private:
   struct Run;
+
+  LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments,
+                     bool endsWithHost);
 
   LauncherRuns<Run> fRuns;
 };
