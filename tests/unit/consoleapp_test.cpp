@@ -106,6 +106,7 @@ class FakeLauncher : public ztutil::Launcher {
   LaunchResult LaunchToEndWithHost(const std::wstring& program, const Actions& arguments) override {
     return launch(program, arguments);
   }
+  std::string GetStartError() const override { return {}; }
 
   std::function<LaunchResult(const std::wstring&, const Actions&)> launch = [](auto&...) {
     return LaunchResult();

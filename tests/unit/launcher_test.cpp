@@ -70,7 +70,9 @@ TEST(Launcher, AFailedLaunchHasNoChild) {
   const auto launcher = CreateLauncher();
   for (const wchar_t* const program : {L"/no/such/program", L"no-such-program", L""}) {
     EXPECT_EQ(RunChild(*launcher, {"exit:5"}), "0 5");
+    EXPECT_EQ(launcher->GetStartError(), "");
     EXPECT_EQ(Outcome([&] { launcher->Launch(program, {}); }), "runtime: CreateProcessW failed");
+    EXPECT_NE(launcher->GetStartError(), "");
     EXPECT_EQ(Outcome([&] { launcher->Kill(); }), kNoProcess);
     EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
   }

@@ -58,23 +58,27 @@ TEST(LauncherPosix, ArgumentsArriveByteForByte) {
 TEST(LauncherPosix, FindsProgramsByPathOrName) {
   const auto launcher = CreateLauncher();
   const string name = "no UTF-8: \xFF\xE4", link = OwnHome() + "/" + name;
-  const string file = WriteInHome("file", "not a program");
+  const string file = WriteInHome("file", "not a program"), script = WriteInHome("script", "nor this");
+  boost::filesystem::permissions(script, boost::filesystem::owner_all);
   boost::filesystem::create_symlink(ztutil::UTF8FromWide(TestChild()), link);
   const char* const path = std::getenv("PATH");
   ASSERT_NE(path, nullptr);
   const struct {
     string program, searched;
-    const char* outcome;
+    const char* refusal;
   } rows[] = {
       {link, path, ""},
-      {name, OwnHome(), ""},
-      {"./" + name, OwnHome(), kCreateProcessFailed},
-      {file, path, kCreateProcessFailed},
+      {name, "/no:" + OwnHome(), ""},
+      {"./" + name, OwnHome(), "No such file or directory"},
+      {file, path, "Permission denied"},
+      {"file", OwnHome() + ":/no", "Permission denied"},
+      {script, path, "Exec format error"},
   };
   for (const auto& row : rows) {
     setenv("PATH", row.searched.c_str(), 1);
     const auto launch = [&] { launcher->Launch(ztutil::WideFromUTF8(row.program), {}); };
-    EXPECT_EQ(Outcome(launch), row.outcome) << row.program;
+    EXPECT_EQ(Outcome(launch), *row.refusal == '\0' ? "" : kCreateProcessFailed);
+    EXPECT_EQ(launcher->GetStartError(), row.refusal) << row.program;
   }
   setenv("PATH", rows[0].searched.c_str(), 1);
 }

@@ -235,6 +235,9 @@ class ConsoleApp {
   // How the last child that was waited for has ended: see Launcher::GetRawEnd.
   std::optional<std::uint32_t> GetRawEnd() const { return fLauncher->GetRawEnd(); }
 
+  // Why the last launch has failed: see Launcher::GetStartError. Still there when Launch has thrown.
+  std::string GetStartError() const { return fLauncher->GetStartError(); }
+
   // Write to the child's standard input, the latter two a text and a line feed in one piece. Throw
   // std::runtime_error: "ztutil::Channel not open" if it was closed, or there is none since the run doesn't
   // keep it or hasn't come to Running; "WriteFile failed" if the child is gone; XUnderrun if that happens

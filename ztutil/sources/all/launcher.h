@@ -56,6 +56,10 @@ class Launcher {
   // returned, and a program that gains rights by being started (setuid) outlives both.
   virtual LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                            const std::deque<std::string>& arguments) = 0;
+
+  // Why the last launch has failed, in the system's words such as "No such file or directory"; empty if it
+  // hasn't, or the system isn't to blame. Any thread may call.
+  virtual std::string GetStartError() const = 0;
 };
 
 // This platform's launcher.

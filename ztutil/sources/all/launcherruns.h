@@ -1,6 +1,8 @@
-// Which of a launcher's runs a thread means when it waits or kills.
+// Which of a launcher's runs a thread means when it waits or kills, and what is known of the last one.
 #ifndef ZTUTIL_LAUNCHERRUNS_H_
 #define ZTUTIL_LAUNCHERRUNS_H_
+
+#include "winhandle.h"
 
 #include <boost/thread/tss.hpp>
 
@@ -9,22 +11,33 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
+#include <string>
 
 namespace ztutil {
 
-// The runs of one launcher and how the last one has ended. Run is what a platform knows of one child, from
-// before there is one. Any thread may call.
+// Thrown inside a launch that the system refuses: the launch's own text, and the system's error.
+struct LaunchRefusal {
+  const char* text;
+  std::uint32_t error;
+};
+
+// The runs of one launcher, and how the last one has begun and ended. Run is what a platform knows of one
+// child, from before there is one. Any thread may call.
 template <class Run>
 class LauncherRuns {
  public:
-  // A run that has no child yet. It is the last one from here on, and the calling thread's own.
-  std::shared_ptr<Run> Begin() {
-    auto run = std::make_shared<Run>();
-    GetOwn().reset(new Own{fNumber, run});
-    std::shared_ptr<Run> last = run;  // the former one goes without the lock
-    const Lock lock(fMutex);
-    fLast.swap(last);
-    return run;
+  // Has `start` launch a new run, which is the last one from here on, and the calling thread's own. A refusal
+  // becomes the start error, and the exception that callers know.
+  template <class Start>
+  auto Launch(Start start) {
+    const std::shared_ptr<Run> run = Begin();
+    try {
+      return start(*run);
+    } catch (const LaunchRefusal& refusal) {
+      SetStartError(run, refusal.error);
+      throw std::runtime_error(refusal.text);
+    }
   }
 
   // Never null: before the first run there is one without a child.
@@ -43,6 +56,11 @@ class LauncherRuns {
   void SetRawEnd(const std::shared_ptr<Run>& run, std::uint32_t rawEnd) {
     const Lock lock(fMutex);
     if (run == fLast) fRawEnd = rawEnd;
+  }
+
+  std::string GetStartError() const {
+    const Lock lock(fMutex);
+    return fStartError;
   }
 
   std::optional<std::uint32_t> GetRawEnd() const {
@@ -67,6 +85,25 @@ class LauncherRuns {
     return *own;
   }
 
+  // A run that has no child yet.
+  std::shared_ptr<Run> Begin() {
+    auto run = std::make_shared<Run>();
+    GetOwn().reset(new Own{fNumber, run});
+    std::shared_ptr<Run> last = run;  // the former one goes without the lock
+    const Lock lock(fMutex);
+    fLast.swap(last);
+    fStartError.clear();
+    return run;
+  }
+
+  void SetStartError(const std::shared_ptr<Run>& run, std::uint32_t error) {
+    std::string text = WinErrorText(nullptr, error);
+    text.erase(text.find_last_not_of(" \r\n") + 1);  // Windows ends it as a line
+    if (text.empty()) text = "error " + std::to_string(error);
+    const Lock lock(fMutex);
+    if (run == fLast) fStartError.swap(text);
+  }
+
   static std::uint64_t NextNumber() {
     static std::atomic<std::uint64_t> count{0};
     return ++count;
@@ -76,6 +113,7 @@ class LauncherRuns {
 
   mutable std::mutex fMutex;  // leaf; guards the fields below
   std::shared_ptr<Run> fLast = std::make_shared<Run>();
+  std::string fStartError;
   std::optional<std::uint32_t> fRawEnd;
 };
 

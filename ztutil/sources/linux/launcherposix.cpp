@@ -33,10 +33,19 @@ using Lock = std::lock_guard<std::mutex>;
 
 constexpr int kFirstFreeDescriptor = STDERR_FILENO + 1;
 
-// The text is that of the same failure on every system; what this system says of it goes to the log.
-[[noreturn]] void Fail(const char* text, const char* call, int error) {
+// What a failure throws is the same text on every system; what this system says of it goes to the log.
+void Log(const char* text, const char* call, int error) {
   ZT_LOG(gConsoleAppLog, text << ": " << WinErrorText(call, static_cast<std::uint32_t>(error)));
+}
+
+[[noreturn]] void Fail(const char* text, const char* call, int error) {
+  Log(text, call, error);
   throw std::runtime_error(text);
+}
+
+[[noreturn]] void Refuse(const char* text, const char* call, int error) {
+  Log(text, call, error);
+  throw LaunchRefusal{text, static_cast<std::uint32_t>(error)};
 }
 
 // --- Children that nobody waits for ------------------------------------------------------------------------
@@ -82,7 +91,7 @@ struct PipeEnd {
   void Lift() {
     if (fDescriptor >= kFirstFreeDescriptor) return;
     const int lifted = fcntl(fDescriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
-    if (lifted == -1) Fail("CreatePipe failed", "fcntl", errno);
+    if (lifted == -1) Refuse("CreatePipe failed", "fcntl", errno);
     Own(lifted);
   }
 
@@ -94,7 +103,7 @@ struct Pipe {
   explicit Pipe(const char* name) {
     int ends[2];
     // Inheritable at no moment, or a child that another thread starts would keep the pipe open.
-    if (pipe2(ends, O_CLOEXEC) != 0) Fail("CreatePipe failed", "pipe2", errno);
+    if (pipe2(ends, O_CLOEXEC) != 0) Refuse("CreatePipe failed", "pipe2", errno);
     fRead.Own(ends[0]);
     fWrite.Own(ends[1]);
     fRead.Lift();
@@ -183,7 +192,7 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (const std::string& text : texts) {
     // The child would see what stands in front of the NUL.
-    if (text.find('\0') != std::string::npos) Fail("CreateProcessW failed", "execve", EINVAL);
+    if (text.find('\0') != std::string::npos) Refuse("CreateProcessW failed", "execve", EINVAL);
     pointers.push_back(const_cast<char*>(text.c_str()));
   }
   pointers.push_back(nullptr);
@@ -208,10 +217,10 @@ pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments
       __clone(BecomeProgram, stack.data() + stack.size(), CLONE_VM | CLONE_VFORK | SIGCHLD, &plan);
   const int cloneError = errno;
   pthread_sigmask(SIG_SETMASK, &former, nullptr);
-  if (pid == -1) Fail("CreateProcessW failed", "clone", cloneError);
+  if (pid == -1) Refuse("CreateProcessW failed", "clone", cloneError);
   if (plan.error == 0) return pid;
   Retry([&] { return waitpid(pid, nullptr, 0); });
-  Fail("CreateProcessW failed", "execve", plan.error);
+  Refuse("CreateProcessW failed", "execve", plan.error);
 }
 
 }  // namespace
@@ -312,13 +321,14 @@ LaunchResult LauncherPosix::LaunchToEndWithHost(const std::wstring& program,
 
 LaunchResult LauncherPosix::Start(const std::wstring& program, const std::deque<std::string>& arguments,
                                   bool endsWithHost) {
-  const std::shared_ptr<Run> run = fRuns.Begin();
   Orphans::Get().Bury();
-  const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
-  run->Start(Spawn(UTF8FromWide(program), arguments,
-                   {input.fRead.fDescriptor, output.fWrite.fDescriptor, errors.fWrite.fDescriptor},
-                   endsWithHost));
-  return {input.fWrite.fHandle, {nullptr, output.fRead.fHandle, errors.fRead.fHandle}};
+  return fRuns.Launch([&](Run& run) -> LaunchResult {
+    const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
+    run.Start(Spawn(UTF8FromWide(program), arguments,
+                    {input.fRead.fDescriptor, output.fWrite.fDescriptor, errors.fWrite.fDescriptor},
+                    endsWithHost));
+    return {input.fWrite.fHandle, {nullptr, output.fRead.fHandle, errors.fRead.fHandle}};
+  });
 }
 
 std::int32_t LauncherPosix::Wait(std::int32_t* exitCode) {
@@ -339,6 +349,8 @@ void LauncherPosix::Kill() {
 }
 
 std::optional<std::uint32_t> LauncherPosix::GetRawEnd() const { return fRuns.GetRawEnd(); }
+
+std::string LauncherPosix::GetStartError() const { return fRuns.GetStartError(); }
 
 boost::shared_ptr<Launcher> CreateLauncher() { return boost::make_shared<LauncherPosix>(); }
 

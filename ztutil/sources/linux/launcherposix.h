@@ -26,6 +26,7 @@ class LauncherPosix : public Launcher {
   std::optional<std::uint32_t> GetRawEnd() const override;
   LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                    const std::deque<std::string>& arguments) override;
+  std::string GetStartError() const override;
 
  private:
   class Run;

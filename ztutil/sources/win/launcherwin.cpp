@@ -25,12 +25,16 @@ DebugFlag gBinioLog{"BINIO_LOG"};
 constexpr DWORD kFirstCrashCode = 256;
 constexpr DWORD kKilledCode = 257;
 
-// What the system says of it goes to the log.
-[[noreturn]] void Fail(const char* call) {
-  const DWORD code = GetLastError();
-  const std::string text = std::string(call) + " failed";
-  ZT_LOG(gConsoleAppLog, text << ": error " << code);
+// What a failure throws; what the system says of it goes to the log.
+[[noreturn]] void Fail(const char* text) {
+  ZT_LOG(gConsoleAppLog, text << ": error " << GetLastError());
   throw std::runtime_error(text);
+}
+
+[[noreturn]] void Refuse(const char* text) {
+  const DWORD error = GetLastError();
+  ZT_LOG(gConsoleAppLog, text << ": error " << error);
+  throw LaunchRefusal{text, error};
 }
 
 // Held from a launch's first pipe until the child's ends are closed here: a child that another thread starts
@@ -48,11 +52,12 @@ struct Pipe {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     HANDLE read = nullptr;
     HANDLE write = nullptr;
-    if (!CreatePipe(&read, &write, &inheritable, 0)) Fail("CreatePipe");
+    if (!CreatePipe(&read, &write, &inheritable, 0)) Refuse("CreatePipe failed");
     Own(*fRead, read);
     Own(*fWrite, write);
     const bool toChild = direction == Direction::kToChild;
-    if (!SetHandleInformation(toChild ? write : read, HANDLE_FLAG_INHERIT, 0)) Fail("SetHandleInformation");
+    if (!SetHandleInformation(toChild ? write : read, HANDLE_FLAG_INHERIT, 0))
+      Refuse("SetHandleInformation failed");
     childEnd = toChild ? read : write;
     ZT_LOG(gBinioLog, name << "Rd=" << FmtPointer(read) << " " << name << "Wr=" << FmtPointer(write));
   }
@@ -77,7 +82,7 @@ HANDLE HostJob() {
         JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
     const HANDLE made = CreateJobObjectW(nullptr, nullptr);
     if (!SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof limits))
-      Fail("CreateProcessW");
+      Refuse("CreateProcessW failed");
     return made;
   }();
   return job;
@@ -91,10 +96,10 @@ class JobAttribute {
     SIZE_T size = 0;
     InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
     fBytes.resize(size);
-    if (!InitializeProcThreadAttributeList(Get(), 1, 0, &size)) Fail("CreateProcessW");
+    if (!InitializeProcThreadAttributeList(Get(), 1, 0, &size)) Refuse("CreateProcessW failed");
     constexpr DWORD_PTR kJobList = 0x2000D;  // PROC_THREAD_ATTRIBUTE_JOB_LIST, of Windows 10
     if (!UpdateProcThreadAttribute(Get(), 0, kJobList, &fJob, sizeof fJob, nullptr, nullptr))
-      Fail("CreateProcessW");
+      Refuse("CreateProcessW failed");
   }
 
   LPPROC_THREAD_ATTRIBUTE_LIST Get() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(fBytes.data()); }
@@ -103,6 +108,38 @@ class JobAttribute {
   HANDLE fJob;
   std::vector<char> fBytes;  // nothing that has to be deleted: the list only points to the job
 };
+
+// The job is null where the child is to have none.
+LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments, HANDLE job,
+                   std::atomic<HANDLE>& process) {
+  std::u16string line = CommandLine(program, arguments);
+  STARTUPINFOEXW extended{};
+  STARTUPINFOW& startup = extended.StartupInfo;
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
+  startup.wShowWindow = SW_HIDE;
+  // Until there are pipes in their place.
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  std::optional<JobAttribute> attribute;
+  if (job != nullptr) {
+    startup.cb = sizeof extended;
+    extended.lpAttributeList = attribute.emplace(job).Get();
+  }
+
+  const std::lock_guard<std::mutex> lock(LaunchMutex());
+  const Pipe input("childStdin", Direction::kToChild, startup.hStdInput);
+  const Pipe output("childStdout", Direction::kFromChild, startup.hStdOutput);
+  const Pipe errors("childStderr", Direction::kFromChild, startup.hStdError);
+  PROCESS_INFORMATION information{};
+  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE,
+                      job != nullptr ? EXTENDED_STARTUPINFO_PRESENT : 0, nullptr, nullptr, &startup,
+                      &information))
+    Refuse("CreateProcessW failed");
+  process = information.hProcess;
+  return {input.fWrite, {nullptr, output.fRead, errors.fRead}};
+}
 
 }  // namespace
 
@@ -116,54 +153,20 @@ LauncherWin::LauncherWin() = default;
 LauncherWin::~LauncherWin() = default;
 
 LaunchResult LauncherWin::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
-  return Start(program, arguments, false);
+  return fRuns.Launch([&](Run& run) { return Start(program, arguments, nullptr, run.fProcess); });
 }
 
 LaunchResult LauncherWin::LaunchToEndWithHost(const std::wstring& program,
                                               const std::deque<std::string>& arguments) {
-  return Start(program, arguments, true);
-}
-
-LaunchResult LauncherWin::Start(const std::wstring& program, const std::deque<std::string>& arguments,
-                                bool endsWithHost) {
-  const std::shared_ptr<Run> run = fRuns.Begin();
-  std::u16string line = CommandLine(program, arguments);
-  STARTUPINFOEXW extended{};
-  STARTUPINFOW& startup = extended.StartupInfo;
-  startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
-  startup.wShowWindow = SW_HIDE;
-  // Until there are pipes in their place.
-  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
-  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-
-  std::optional<JobAttribute> job;
-  DWORD flags = 0;
-  if (endsWithHost) {
-    startup.cb = sizeof extended;
-    flags = EXTENDED_STARTUPINFO_PRESENT;
-    extended.lpAttributeList = job.emplace(HostJob()).Get();
-  }
-
-  const std::lock_guard<std::mutex> lock(LaunchMutex());
-  const Pipe input("childStdin", Direction::kToChild, startup.hStdInput);
-  const Pipe output("childStdout", Direction::kFromChild, startup.hStdOutput);
-  const Pipe errors("childStderr", Direction::kFromChild, startup.hStdError);
-  PROCESS_INFORMATION information{};
-  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE, flags,
-                      nullptr, nullptr, &startup, &information))
-    Fail("CreateProcessW");
-  run->fProcess = information.hProcess;
-  return {input.fWrite, {nullptr, output.fRead, errors.fRead}};
+  return fRuns.Launch([&](Run& run) { return Start(program, arguments, HostJob(), run.fProcess); });
 }
 
 std::int32_t LauncherWin::Wait(std::int32_t* exitCode) {
   const std::shared_ptr<Run> run = fRuns.Get();
   const HANDLE process = run->fProcess;
-  if (WaitForSingleObject(process, INFINITE) == WAIT_FAILED) Fail("WaitForSingleObject");
+  if (WaitForSingleObject(process, INFINITE) == WAIT_FAILED) Fail("WaitForSingleObject failed");
   DWORD code = 0;
-  if (!GetExitCodeProcess(process, &code)) Fail("GetExitCodeProcess");
+  if (!GetExitCodeProcess(process, &code)) Fail("GetExitCodeProcess failed");
   fRuns.SetRawEnd(run, code);
   if (code < kFirstCrashCode) {
     *exitCode = static_cast<std::int32_t>(code);
@@ -178,10 +181,12 @@ void LauncherWin::Kill() {
   if (process != nullptr) run->fKilled = true;
   // A process that has just ended denies access.
   if (!TerminateProcess(process, kKilledCode) && GetLastError() != ERROR_ACCESS_DENIED)
-    Fail("TerminateProcess");
+    Fail("TerminateProcess failed");
 }
 
 std::optional<std::uint32_t> LauncherWin::GetRawEnd() const { return fRuns.GetRawEnd(); }
+
+std::string LauncherWin::GetStartError() const { return fRuns.GetStartError(); }
 
 boost::shared_ptr<Launcher> CreateLauncher() { return boost::make_shared<LauncherWin>(); }
 

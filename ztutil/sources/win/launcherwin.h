@@ -26,12 +26,10 @@ class LauncherWin : public Launcher {
   std::optional<std::uint32_t> GetRawEnd() const override;
   LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                    const std::deque<std::string>& arguments) override;
+  std::string GetStartError() const override;
 
  private:
   struct Run;
-
-  LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments,
-                     bool endsWithHost);
 
   LauncherRuns<Run> fRuns;
 };
