@@ -106,6 +106,8 @@ class FakeLauncher : public ztutil::Launcher {
   LaunchResult LaunchToEndWithHost(const std::wstring& program, const Actions& arguments) override {
     return launch(program, arguments);
   }
+  void GiveUp() override {}
+  std::uint32_t GetProcessID() const override { return 0; }
   std::string GetStartError() const override { return {}; }
 
   std::function<LaunchResult(const std::wstring&, const Actions&)> launch = [](auto&...) {

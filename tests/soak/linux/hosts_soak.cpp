@@ -5,9 +5,11 @@
 #include "../soak.h"
 
 #include <ztutil/clock.h>
+#include <ztutil/consoleappaccessor.h>
 #include <ztutil/widetext.h>
 
 #include <boost/dll/runtime_symbol_info.hpp>
+#include <boost/make_shared.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -25,6 +27,7 @@ namespace {
 using std::string;
 using ztutil::CreateLauncher;
 using ztutil::LaunchResult;
+using ztutil::consoleapp::Fault;
 
 // Starts a child of the rig without a launcher, and gives its process id, or -1.
 pid_t SpawnBare(string action) {
@@ -41,6 +44,10 @@ TEST(LauncherSoak, ReapsWhatNobodyWaitsFor) {
     const auto launcher = CreateLauncher();
     child = launcher->Launch(TestChild(), {"drain"});
   }
+  const auto app = boost::make_shared<ztutil::ConsoleApp>();
+  app->InjectFault(Fault::NotifyRunning);
+  ztutil::ConsoleAppLauncher failing({TestChild(), {"hang"}, nullptr, nullptr}, app);
+  EXPECT_NE(Outcome([&] { failing.Launch(); }), "");
   ExpectStock(before);
 }
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +97,31 @@ TEST(LauncherPosix, SignalsDoNotInterruptAWait) {
   EXPECT_EQ(WaitFor(*launcher), "0 6");
   done = true;
   disturber.join();
+}
+
+TEST(LauncherPosix, AStopOfATracedChildIsNotItsEnd) {
+  const auto launcher = CreateLauncher();
+  launcher->Launch(TestChild(), {"hang"});
+  const auto pid = static_cast<pid_t>(launcher->GetProcessID());
+  if (ptrace(PTRACE_SEIZE, pid, 0, 0) != 0) GTEST_SKIP() << "may not trace";
+  ASSERT_EQ(ptrace(PTRACE_INTERRUPT, pid, 0, 0), 0);
+  std::thread killer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    launcher->Kill();
+  });
+  EXPECT_EQ(WaitFor(*launcher), "2 77");
+  killer.join();
+}
+
+TEST(LauncherPosix, WhatNobodyWaitsForIsReapedAtItsEnd) {
+  const auto launcher = CreateLauncher();
+  launcher->Launch(TestChild(), {"hang"});
+  const auto pid = static_cast<pid_t>(launcher->GetProcessID());
+  launcher->Kill();
+  launcher->GiveUp();
+  for (int tries = 0; tries < 10000 && kill(pid, 0) == 0; ++tries)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(kill(pid, 0), -1);
 }
 
 // Orphans come to the test, which sees how they end.

@@ -235,6 +235,9 @@ class ConsoleApp {
   // How the last child that was waited for has ended: see Launcher::GetRawEnd.
   std::optional<std::uint32_t> GetRawEnd() const { return fLauncher->GetRawEnd(); }
 
+  // The child of the last launch, as the system numbers it; 0 if there is none.
+  std::uint32_t GetProcessID() const { return fLauncher->GetProcessID(); }
+
   // Why the last launch has failed: see Launcher::GetStartError. Still there when Launch has thrown.
   std::string GetStartError() const { return fLauncher->GetStartError(); }
 

@@ -57,6 +57,13 @@ class Launcher {
   virtual LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                            const std::deque<std::string>& arguments) = 0;
 
+  // Tells that nobody is going to wait for the calling thread's child. Where the system keeps what is left of
+  // a child until somebody has waited, that goes when the child ends.
+  virtual void GiveUp() = 0;
+
+  // The last launch's child, as the system numbers it; 0 if there is none. Any thread may call.
+  virtual std::uint32_t GetProcessID() const = 0;
+
   // Why the last launch has failed, in the system's words such as "No such file or directory"; empty if it
   // hasn't, or the system isn't to blame. Any thread may call.
   virtual std::string GetStartError() const = 0;

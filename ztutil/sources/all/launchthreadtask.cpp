@@ -138,6 +138,7 @@ void LaunchThreadTask::KillChild() {
     consoleApp->ThrowIfInjected(fTaskID, Fault::LauncherKill, "LauncherKill");
   ZT_LOG_LEVEL(gConsoleAppLog, 1, "CleanupLaunchThreadTask: calling fLauncher->Kill()");
   fLauncher->Kill();
+  fLauncher->GiveUp();
 }
 
 }  // namespace ztutil

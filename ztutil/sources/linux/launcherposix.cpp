@@ -16,10 +16,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace ztutil {
@@ -47,36 +49,6 @@ void Log(const char* text, const char* call, int error) {
   Log(text, call, error);
   throw LaunchRefusal{text, static_cast<std::uint32_t>(error)};
 }
-
-// --- Children that nobody waits for ------------------------------------------------------------------------
-
-class Orphans {
- public:
-  // Never destroyed: an abandoned thread may outlive the statics.
-  static Orphans& Get() {
-    static auto* const orphans = new Orphans;
-    return *orphans;
-  }
-
-  void Adopt(pid_t pid) {
-    {
-      const Lock lock(fMutex);
-      fPids.push_back(pid);
-    }
-    Bury();
-  }
-
-  // Reaps those that have ended.
-  void Bury() {
-    const Lock lock(fMutex);
-    const auto hasGone = [](pid_t pid) { return waitpid(pid, nullptr, WNOHANG) != 0; };
-    fPids.erase(std::remove_if(fPids.begin(), fPids.end(), hasGone), fPids.end());
-  }
-
- private:
-  std::mutex fMutex;  // leaf
-  std::vector<pid_t> fPids;
-};
 
 // --- Pipes -------------------------------------------------------------------------------------------------
 
@@ -223,6 +195,30 @@ pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments
   Refuse("CreateProcessW failed", "execve", plan.error);
 }
 
+// --- Waiting -----------------------------------------------------------------------------------------------
+
+// Comes back when the child has ended, which it doesn't reap. 0, or the system's error.
+int AwaitEnd(pid_t pid) {
+  for (;; std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
+    siginfo_t info{};
+    if (Retry([&] { return waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT); }) != 0)
+      return errno;
+    // A child that this process traces shows its stops, too. They are the tracer's.
+    if (info.si_code == CLD_EXITED || info.si_code == CLD_KILLED || info.si_code == CLD_DUMPED) return 0;
+  }
+}
+
+// Reaps a child that nobody else waits for when it ends, on a thread of its own.
+void ReapLater(pid_t pid) {
+  try {
+    std::thread([pid] {
+      if (AwaitEnd(pid) == 0) waitpid(pid, nullptr, WNOHANG);
+    }).detach();
+  } catch (const std::system_error& e) {
+    ZT_LOG(gConsoleAppLog, "what is left of process " << pid << " stays: " << e.what());
+  }
+}
+
 }  // namespace
 
 // --- One launch --------------------------------------------------------------------------------------------
@@ -237,14 +233,14 @@ class LauncherPosix::Run {
 
   void Start(pid_t pid);
 
-  // The wait status; nothing if there is no process or somebody else has reaped it.
-  std::optional<int> Wait();
-
-  // 0, or the system's error.
+  // 0, or the system's error: ECHILD if there is no process or somebody else has reaped it.
+  int Wait(int& status);
   int Kill();
   bool WasKilled() const;
 
-  // Leaves a child that isn't reaped yet to the orphans.
+  pid_t GetPid() const;
+
+  // Has a child that isn't reaped yet reaped when it ends.
   void GiveUp();
 
  private:
@@ -263,29 +259,33 @@ void LauncherPosix::Run::Start(pid_t pid) {
 
 // The end is seen without the lock, but the child reaped under it: whoever has the lock can rely on the
 // process id.
-std::optional<int> LauncherPosix::Run::Wait() {
+int LauncherPosix::Run::Wait(int& status) {
   std::unique_lock lock(fMutex);
-  if (!fIsOurs) return fStatus;
-  const pid_t pid = fPid;
-  lock.unlock();
-  siginfo_t info;
-  const bool ended =
-      Retry([&] { return waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT); }) == 0;
-  lock.lock();
-  int status = 0;
-  // Not waiting again: the id may be another child's, should somebody else have reaped this one.
-  if (ended && waitpid(pid, &status, WNOHANG) == pid) fStatus = status;
-  fIsOurs = false;
-  return fStatus;
+  if (fIsOurs) {
+    const pid_t pid = fPid;
+    lock.unlock();
+    const int error = AwaitEnd(pid);
+    lock.lock();
+    if (error != 0 && error != ECHILD) return error;  // it may be alive, and can be killed
+    // Not waiting again: the id may be another child's, should somebody else have reaped this one.
+    int reaped = 0;
+    if (error == 0 && waitpid(pid, &reaped, WNOHANG) == pid) fStatus = reaped;
+    fIsOurs = false;
+  }
+  if (!fStatus) return ECHILD;
+  status = *fStatus;
+  return 0;
 }
 
 int LauncherPosix::Run::Kill() {
   const Lock lock(fMutex);
   if (fPid == 0) return ESRCH;
   fKilled = true;
+  if (!fIsOurs) return 0;
   siginfo_t info;
   // A look that doesn't wait: somebody else may have reaped it.
-  fIsOurs = fIsOurs && waitid(P_PID, static_cast<id_t>(fPid), &info, WEXITED | WNOWAIT | WNOHANG) == 0;
+  fIsOurs =
+      waitid(P_PID, static_cast<id_t>(fPid), &info, WEXITED | WNOWAIT | WNOHANG) == 0 || errno != ECHILD;
   if (!fIsOurs || kill(fPid, SIGKILL) == 0 || errno == ESRCH) return 0;
   return errno;
 }
@@ -295,12 +295,17 @@ bool LauncherPosix::Run::WasKilled() const {
   return fKilled;
 }
 
+pid_t LauncherPosix::Run::GetPid() const {
+  const Lock lock(fMutex);
+  return fPid;
+}
+
 void LauncherPosix::Run::GiveUp() {
   std::unique_lock lock(fMutex);
   if (!fIsOurs) return;
   fIsOurs = false;
   lock.unlock();
-  Orphans::Get().Adopt(fPid);
+  ReapLater(fPid);
 }
 
 // --- The launcher ------------------------------------------------------------------------------------------
@@ -321,7 +326,6 @@ LaunchResult LauncherPosix::LaunchToEndWithHost(const std::wstring& program,
 
 LaunchResult LauncherPosix::Start(const std::wstring& program, const std::deque<std::string>& arguments,
                                   bool endsWithHost) {
-  Orphans::Get().Bury();
   return fRuns.Launch([&](Run& run) -> LaunchResult {
     const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
     run.Start(Spawn(UTF8FromWide(program), arguments,
@@ -333,14 +337,14 @@ LaunchResult LauncherPosix::Start(const std::wstring& program, const std::deque<
 
 std::int32_t LauncherPosix::Wait(std::int32_t* exitCode) {
   const std::shared_ptr<Run> run = fRuns.Get();
-  const std::optional<int> status = run->Wait();
-  if (!status) Fail("WaitForSingleObject failed", "waitid", ECHILD);
-  fRuns.SetRawEnd(run, static_cast<std::uint32_t>(*status));
-  if (WIFEXITED(*status)) {
-    *exitCode = WEXITSTATUS(*status);
+  int status = 0;
+  if (const int error = run->Wait(status)) Fail("WaitForSingleObject failed", "waitid", error);
+  fRuns.SetRawEnd(run, static_cast<std::uint32_t>(status));
+  if (WIFEXITED(status)) {
+    *exitCode = WEXITSTATUS(status);
     return 0;
   }
-  return run->WasKilled() && WTERMSIG(*status) == SIGKILL ? 2 : 1;
+  return run->WasKilled() && WTERMSIG(status) == SIGKILL ? 2 : 1;
 }
 
 void LauncherPosix::Kill() {
@@ -349,6 +353,12 @@ void LauncherPosix::Kill() {
 }
 
 std::optional<std::uint32_t> LauncherPosix::GetRawEnd() const { return fRuns.GetRawEnd(); }
+
+void LauncherPosix::GiveUp() { fRuns.Get()->GiveUp(); }
+
+std::uint32_t LauncherPosix::GetProcessID() const {
+  return static_cast<std::uint32_t>(fRuns.GetLast()->GetPid());
+}
 
 std::string LauncherPosix::GetStartError() const { return fRuns.GetStartError(); }
 

@@ -12,9 +12,9 @@ namespace ztutil {
 // "CreateProcessW failed". The child starts with no signal blocked, and with SIGPIPE and SIGCHLD as they are
 // by default.
 //
-// A child that nobody waits for, such as one that was killed after its run had failed, is reaped when its run
-// goes or at a Launch later on, by whichever launcher. Where the host has others reap its children, by
-// ignoring SIGCHLD or in a wait of its own for any child, Wait throws.
+// A child that nobody waits for is given up by GiveUp, at a later Launch, or with the launcher: from then on
+// a thread stays to reap it at its end. Where the host has others reap its children, by ignoring SIGCHLD or
+// in a wait of its own for any child, Wait throws.
 class LauncherPosix : public Launcher {
  public:
   LauncherPosix();
@@ -26,6 +26,8 @@ class LauncherPosix : public Launcher {
   std::optional<std::uint32_t> GetRawEnd() const override;
   LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                    const std::deque<std::string>& arguments) override;
+  void GiveUp() override;
+  std::uint32_t GetProcessID() const override;
   std::string GetStartError() const override;
 
  private:

@@ -186,6 +186,14 @@ void LauncherWin::Kill() {
 
 std::optional<std::uint32_t> LauncherWin::GetRawEnd() const { return fRuns.GetRawEnd(); }
 
+// The handles of a child stay, whether somebody waits or not.
+void LauncherWin::GiveUp() {}
+
+std::uint32_t LauncherWin::GetProcessID() const {
+  const HANDLE process = fRuns.GetLast()->fProcess;
+  return process != nullptr ? GetProcessId(process) : 0;
+}
+
 std::string LauncherWin::GetStartError() const { return fRuns.GetStartError(); }
 
 boost::shared_ptr<Launcher> CreateLauncher() { return boost::make_shared<LauncherWin>(); }

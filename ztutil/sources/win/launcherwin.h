@@ -26,6 +26,8 @@ class LauncherWin : public Launcher {
   std::optional<std::uint32_t> GetRawEnd() const override;
   LaunchResult LaunchToEndWithHost(const std::wstring& program,
                                    const std::deque<std::string>& arguments) override;
+  void GiveUp() override;
+  std::uint32_t GetProcessID() const override;
   std::string GetStartError() const override;
 
  private:
