@@ -247,7 +247,11 @@ TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
        "runtime: ConsoleAppAccessor::GetConsoleAppIf condition not ok"},
       {[&] { ztutil::LaunchOutputThreadTask(TaskID::Stdout, record)(), app->ThrowIfFailurePending(); },
        "other: stdout: no output task"},
-      {[&] { app->Reset(), app.reset(), output.Kill(); }, "other: stdout: no console app"},
+      {[&] { record->Clear(), app->NotifyRunning(nullptr, record.get()); },
+       "other: Launcher: no console app"},
+      {[&] { app->NotifyFailure(Exception(TaskID::Stdout, "late"), record.get()); },
+       "other: stdout: no console app"},
+      {[&] { app.reset(), output.Kill(); }, "other: stdout: no console app"},
       {[&] { output.NotifyFailure(Exception(TaskID::Stdout, "lost")); }, ""},
   };
   for (const auto& row : rows) EXPECT_EQ(Outcome(row.action), row.outcome);
@@ -306,7 +310,12 @@ TEST(ConsoleAppRun, TellsHowTheChildEnded) {
 }
 
 TEST(ConsoleAppRun, HandsStandardInputOver) {
-  const auto app = boost::make_shared<App>();
+  boost::shared_ptr<App> app;
+  app = boost::make_shared<App>([&app](const std::string& name) {  // a former run's is gone
+    if (name != "OnLaunching") return;
+    EXPECT_EQ(Outcome([&] { app->WritelnAppStdin("x"); }), "runtime: ztutil::Channel not open");
+  });
+  EXPECT_EQ(RunToEnd(app, Params({})), "Finished 0");
   const auto out = boost::make_shared<Task>(), err = boost::make_shared<Task>();
   ConsoleAppLauncher launcher(Params({"echo", "exit:4"}, out, err), app);
   launcher.Launch();
@@ -442,10 +451,10 @@ TEST(ConsoleAppRun, ALateLaunchCleansUpBehindItself) {
   EXPECT_EQ(host.Wait(nullptr, kLong), State::Finished);
 }
 
-// It was left alone, and is the last that the launcher knows.
-TEST(ConsoleAppRun, AKillNeverMeansTheChildOfAnEarlierRun) {
+// It has come to Running, is left alone from then on, and is the last that the launcher knows.
+TEST(ConsoleAppRun, NoKillMeansTheChildOfAnEarlierRun) {
   const auto launcher = boost::make_shared<FakeLauncher>();
-  const Gate waiting = NewGate(), end = NewGate(), launching = NewGate();
+  const Gate waiting = NewGate(), end = NewGate(), launching = NewGate(), reset = NewGate();
   launcher->wait = [=](std::int32_t*) {
     if (!waiting->try_wait()) waiting->count_down();
     return end->wait(), 0;
@@ -454,12 +463,15 @@ TEST(ConsoleAppRun, AKillNeverMeansTheChildOfAnEarlierRun) {
   const auto app = boost::make_shared<App>(
       [=, launches = std::make_shared<int>(0)](const std::string& name) {
         if (name == "OnLaunching" && ++*launches == 2) launching->wait();
+        if (name == "OnRunning") reset->wait();
       },
       launcher);
   ConsoleAppLauncher host(LaunchParams(), app);
   host.Launch();
-  waiting->wait();
+  EXPECT_EQ(host.GetState(), State::Running);
   host.Reset();
+  reset->count_down();
+  EXPECT_EQ(waiting->wait_for(boost::chrono::seconds(30)), boost::cv_status::no_timeout);
   host.Launch();
   EXPECT_EQ(Outcome([&] { host.Kill(); }), "runtime: TerminateProcess failed");
   launching->count_down();

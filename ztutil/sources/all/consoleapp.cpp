@@ -90,7 +90,10 @@ void ConsoleApp::LaunchLocked(Lock& lock, const boost::shared_ptr<ExecutionData>
   if (fState != State::Idle) throw std::runtime_error("ConsoleApp: must be idle");
   SetStateLocked(lock, State::Launching);
   fHasChild = false;
-  fExecutionData.store(executionData);
+  fAppStdin.reset();
+  // Threads that the former run had to abandon are none of this one's.
+  const auto former = fExecutionData.exchange(executionData);
+  if (former != nullptr && former != executionData) former->Clear();
   fLaunchParams = launchParams;
   fLauncherThread.Start(LaunchThreadTask(executionData, fLauncher, launchParams));
   HandlingExceptions([&] { GetStateLocked(lock, GetShortWaitSeconds()); },
@@ -292,9 +295,16 @@ void ConsoleApp::CloseAppStdin() {
   fAppStdin.reset();
 }
 
-void ConsoleApp::ThrowIfFailurePending() {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfFailurePending");
+// The record is compared under the lock: a straggler may have come here before its run was cut off.
+consoleapp::Lock ConsoleApp::LockForReport(TaskID caller, Record record) {
   Lock lock(fMutex);
+  if (record != nullptr && record->GetConsoleApp().get() != this) throw Exception(caller, "no console app");
+  return lock;
+}
+
+void ConsoleApp::ThrowIfFailurePending(Record record) {
+  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfFailurePending");
+  Lock lock = LockForReport(TaskID::Undefined, record);
   ThrowIfFailurePendingLocked(lock);
 }
 
@@ -308,9 +318,9 @@ void ConsoleApp::ThrowIfFailurePendingLocked(Lock&) {
   throw Exception(failure);
 }
 
-void ConsoleApp::ThrowIfInjected(TaskID caller, Fault fault, const char* message) {
+void ConsoleApp::ThrowIfInjected(TaskID caller, Fault fault, const char* message, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfInjected");
-  Lock lock(fMutex);
+  Lock lock = LockForReport(caller, record);
   ThrowIfInjectedLocked(lock, caller, fault, message);
 }
 
@@ -324,28 +334,28 @@ void ConsoleApp::ThrowIfInjectedLocked(Lock&, TaskID caller, Fault fault, const 
   throw Exception(caller, message);
 }
 
-void ConsoleApp::NotifyLaunching() {
+void ConsoleApp::NotifyLaunching(Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunching()");
   {
-    Lock lock(fMutex);
+    Lock lock = LockForReport(TaskID::Launcher, record);
     ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyLaunching, "NotifyLaunching");
     SetStateLocked(lock, State::Launching);
   }
   OnLaunching();
 }
 
-void ConsoleApp::NotifyLaunched() {
+void ConsoleApp::NotifyLaunched(Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunched()");
-  Lock lock(fMutex);
+  Lock lock = LockForReport(TaskID::Launcher, record);
   fHasChild = true;
   ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyLaunched, "NotifyLaunched");
   SetStateLocked(lock, State::Launched);
 }
 
-void ConsoleApp::NotifyRunning(const boost::shared_ptr<Writer>& appStdin) {
+void ConsoleApp::NotifyRunning(const boost::shared_ptr<Writer>& appStdin, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyRunning()");
   {
-    Lock lock(fMutex);
+    Lock lock = LockForReport(TaskID::Launcher, record);
     ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyRunning, "NotifyRunning");
     fAppStdin = fLaunchParams.GetKeepStdinOpen() ? appStdin : nullptr;
     SetStateLocked(lock, State::Running);
@@ -353,24 +363,24 @@ void ConsoleApp::NotifyRunning(const boost::shared_ptr<Writer>& appStdin) {
   OnRunning();
 }
 
-void ConsoleApp::NotifyOutputTaskBegin(OutputChannel channel) {
+void ConsoleApp::NotifyOutputTaskBegin(OutputChannel channel, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskBegin channel=" << channel);
   consoleapp::TaskIndex(channel);
-  ThrowIfInjected(channel, Fault::NotifyOutputTaskBegin, "NotifyOutputTaskBegin");
+  ThrowIfInjected(channel, Fault::NotifyOutputTaskBegin, "NotifyOutputTaskBegin", record);
   OnOutputTaskBegin(channel);
 }
 
-void ConsoleApp::NotifyOutputTaskEnd(OutputChannel channel) {
+void ConsoleApp::NotifyOutputTaskEnd(OutputChannel channel, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskEnd channel=" << channel);
   consoleapp::TaskIndex(channel);
-  ThrowIfInjected(channel, Fault::NotifyOutputTaskEnd, "NotifyOutputTaskEnd");
+  ThrowIfInjected(channel, Fault::NotifyOutputTaskEnd, "NotifyOutputTaskEnd", record);
   OnOutputTaskEnd(channel);
 }
 
-void ConsoleApp::NotifyFinished(TaskID caller, std::int32_t exitCode, State finalState) {
+void ConsoleApp::NotifyFinished(TaskID caller, std::int32_t exitCode, State finalState, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyFinished()");
   {
-    Lock lock(fMutex);
+    Lock lock = LockForReport(caller, record);
     ThrowIfInjectedLocked(lock, caller, Fault::NotifyFinished, "NotifyFinished");
     fExitCode = exitCode;
     SetStateLocked(lock, finalState);
@@ -378,9 +388,9 @@ void ConsoleApp::NotifyFinished(TaskID caller, std::int32_t exitCode, State fina
   OnFinished(exitCode);
 }
 
-void ConsoleApp::NotifyFailure(const Exception& exception) {
+void ConsoleApp::NotifyFailure(const Exception& exception, Record record) {
   ZT_LOG_LEVEL(gConsoleAppLog, 2, "NotifyFailure: exc=" << TextOf(&exception, "Unknown exception"));
-  Lock lock(fMutex);
+  Lock lock = LockForReport(exception.GetTaskID(), record);
   NotifyFailureLocked(lock, exception);
 }
 

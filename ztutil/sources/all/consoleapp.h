@@ -184,7 +184,7 @@ class ConsoleApp {
   ConsoleApp();
   ConsoleApp(const ConsoleApp&) = delete;
   ConsoleApp& operator=(const ConsoleApp&) = delete;
-  // Resets: a child that still runs is left alone, not killed.
+  // Resets.
   virtual ~ConsoleApp();
 
  protected:
@@ -210,7 +210,7 @@ class ConsoleApp {
   void Launch(const boost::shared_ptr<ExecutionData>& executionData, const LaunchParams& launchParams);
 
   // Back to Idle, whatever there was. The run's threads are cut off and given the short wait to end. A child
-  // that runs is left to run; one that the launch thread has only just made is killed.
+  // that has come to Running is left alone; one that hasn't yet is killed, as soon as there is one.
   void Reset();
 
   // The state, once it is stable. When it isn't within that many seconds, it becomes Timeout, until the child
@@ -256,21 +256,27 @@ class ConsoleApp {
   // message. Arming replaces what was armed, and a reset disarms nothing.
   void InjectFault(Fault fault) { fInjectedFault = fault; }
 
-  // Throw the oldest failure that is kept, and the armed fault if it is that one.
-  void ThrowIfFailurePending();
-  void ThrowIfInjected(TaskID caller, Fault fault, const char* message);
+  // The reports of a run's threads come through ConsoleAppAccessor, with their run's record: where that has
+  // been cut off they throw consoleapp::Exception with "no console app", and nothing else happens. Without a
+  // record they mean the run that is.
+  using Record = const ExecutionData*;
 
-  // The reports of a run's threads, which come through ConsoleAppAccessor.
-  void NotifyLaunching();
-  void NotifyLaunched();
-  void NotifyRunning(const boost::shared_ptr<Writer>& appStdin);
-  void NotifyOutputTaskBegin(OutputChannel channel);
-  void NotifyOutputTaskEnd(OutputChannel channel);
-  void NotifyFinished(TaskID caller, std::int32_t exitCode, State finalState);
-  void NotifyFailure(const Exception& exception);
+  // Throw the oldest failure that is kept, and the armed fault if it is that one.
+  void ThrowIfFailurePending(Record record = nullptr);
+  void ThrowIfInjected(TaskID caller, Fault fault, const char* message, Record record = nullptr);
+
+  void NotifyLaunching(Record record = nullptr);
+  void NotifyLaunched(Record record = nullptr);
+  void NotifyRunning(const boost::shared_ptr<Writer>& appStdin, Record record = nullptr);
+  void NotifyOutputTaskBegin(OutputChannel channel, Record record = nullptr);
+  void NotifyOutputTaskEnd(OutputChannel channel, Record record = nullptr);
+  void NotifyFinished(TaskID caller, std::int32_t exitCode, State finalState, Record record = nullptr);
+  void NotifyFailure(const Exception& exception, Record record = nullptr);
 
  private:
   using Lock = consoleapp::Lock;
+
+  Lock LockForReport(TaskID caller, Record record);
 
   State GetStateLocked(Lock& lock, double maxWaitSeconds);
   void SetState(State state);

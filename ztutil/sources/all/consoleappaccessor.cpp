@@ -105,30 +105,30 @@ bool ConsoleAppAccessor::IsOutputChannel() const {
   return fTaskID == TaskID::Stdout || fTaskID == TaskID::Stderr;
 }
 
-void ConsoleAppAccessor::NotifyLaunching() { GetConsoleAppFor()->NotifyLaunching(); }
+void ConsoleAppAccessor::NotifyLaunching() { GetConsoleAppFor()->NotifyLaunching(GetExecutionData().get()); }
 
-void ConsoleAppAccessor::NotifyLaunched() { GetConsoleAppFor()->NotifyLaunched(); }
+void ConsoleAppAccessor::NotifyLaunched() { GetConsoleAppFor()->NotifyLaunched(GetExecutionData().get()); }
 
 void ConsoleAppAccessor::NotifyRunning(const boost::shared_ptr<Writer>& appStdin) {
-  GetConsoleAppFor()->NotifyRunning(appStdin);
+  GetConsoleAppFor()->NotifyRunning(appStdin, GetExecutionData().get());
 }
 
 void ConsoleAppAccessor::NotifyFinished(std::int32_t exitCode, State finalState) {
-  GetConsoleAppFor()->NotifyFinished(fTaskID, exitCode, finalState);
+  GetConsoleAppFor()->NotifyFinished(fTaskID, exitCode, finalState, GetExecutionData().get());
 }
 
 void ConsoleAppAccessor::NotifyOutputTaskBegin() {
-  GetConsoleAppIf(IsOutputChannel())->NotifyOutputTaskBegin(fTaskID);
+  GetConsoleAppIf(IsOutputChannel())->NotifyOutputTaskBegin(fTaskID, GetExecutionData().get());
 }
 
 void ConsoleAppAccessor::NotifyOutputTaskEnd() {
-  GetConsoleAppIf(IsOutputChannel())->NotifyOutputTaskEnd(fTaskID);
+  GetConsoleAppIf(IsOutputChannel())->NotifyOutputTaskEnd(fTaskID, GetExecutionData().get());
 }
 
 void ConsoleAppAccessor::NotifyFailure(const Exception& exception) noexcept {
   const auto text = [&] { return exception.what() != nullptr ? exception.what() : "Unknown exception"; };
   try {
-    GetConsoleApp(false)->NotifyFailure(exception);
+    GetConsoleApp(false)->NotifyFailure(exception, GetExecutionData().get());
   } catch (const std::exception& e) {
     ZT_LOG_LEVEL(
         gConsoleAppLog, 1,
@@ -140,10 +140,12 @@ void ConsoleAppAccessor::NotifyFailure(const Exception& exception) noexcept {
   }
 }
 
-void ConsoleAppAccessor::ThrowIfFailurePending() { GetConsoleApp(false)->ThrowIfFailurePending(); }
+void ConsoleAppAccessor::ThrowIfFailurePending() {
+  GetConsoleApp(false)->ThrowIfFailurePending(GetExecutionData().get());
+}
 
 void ConsoleAppAccessor::ThrowIfInjected(Fault fault, const char* message) {
-  GetConsoleApp(false)->ThrowIfInjected(fTaskID, fault, message);
+  GetConsoleApp(false)->ThrowIfInjected(fTaskID, fault, message, GetExecutionData().get());
 }
 
 void ConsoleAppAccessor::InjectFault(Fault fault) { InjectFault(GetConsoleApp(false), fault); }

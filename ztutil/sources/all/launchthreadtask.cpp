@@ -77,7 +77,7 @@ void LaunchThreadTask::RunChild(OutputThreads& threads, bool& mustKill) {
       StartOutput(channel, launched, threads[TaskIndex(channel)]);
     NotifyRunning(launched.fStdin);
   }
-  ThrowIfInjected(Fault::LauncherWait, "LauncherWait");
+  Fire(Fault::LauncherWait, "LauncherWait");
   ZT_LOG_LEVEL(gConsoleAppLog, 3, "calling fLauncher->Wait");
   std::int32_t exitCode = 0;
   const std::int32_t result = fLauncher->Wait(&exitCode);
@@ -132,10 +132,17 @@ void LaunchThreadTask::CleanupLaunchThreadTask(bool mustKill, OutputThreads& thr
   }
 }
 
+// From NotifyRunning on: a run that has been cut off has no fault to fire, and goes its way.
+void LaunchThreadTask::Fire(Fault fault, const char* message) {
+  try {
+    ThrowIfInjected(fault, message);
+  } catch (const Exception&) {
+    if (GetConsoleApp(true) != nullptr) throw;
+  }
+}
+
 void LaunchThreadTask::KillChild() {
-  // A ConsoleApp that is gone has no fault to fire, and its child goes, too.
-  if (const auto consoleApp = GetConsoleApp(true))
-    consoleApp->ThrowIfInjected(fTaskID, Fault::LauncherKill, "LauncherKill");
+  Fire(Fault::LauncherKill, "LauncherKill");
   ZT_LOG_LEVEL(gConsoleAppLog, 1, "CleanupLaunchThreadTask: calling fLauncher->Kill()");
   fLauncher->Kill();
   fLauncher->GiveUp();

@@ -31,6 +31,7 @@ class LaunchThreadTask : public ConsoleAppAccessor {
   void StartOutput(OutputChannel channel, const LaunchResult& launched, ManagedThread& thread);
   void CleanupLaunchThreadTask(bool mustKill, OutputThreads& threads);
   void KillChild();
+  void Fire(Fault fault, const char* message);
 
   boost::shared_ptr<Launcher> fLauncher;
   LaunchParams fLaunchParams;
