@@ -224,7 +224,11 @@ TEST(ConsoleApp, SaysWhatItDoesByLevels) {
             "ConsoleApp::HandleWaitException exc=stderr: a waitSeconds=0 fState=Idle\n"
             "ConsoleApp::Wait fState=Running fCond.timed_wait waitSeconds=0\n"
             "ConsoleApp::Wait Wait timed out\n");
-  EXPECT_NE(lines(2).find("ConsoleApp::GetStateLocked nloops=0 fState=Idle\n"), std::string::npos);
+  const std::string trace = lines(2);
+  EXPECT_EQ(trace.find("BEGIN NotifyFailure: exc=stderr: a\n NotifyFailureLocked: exc=stderr: a\nEND Notify"),
+            0u);
+  EXPECT_NE(trace.find("\n BEGIN ConsoleApp::Reset\n  SetStateLocked state=Idle\n END ConsoleApp::Reset, "),
+            std::string::npos);
 }
 
 // --- Accessor and launcher ---------------------------------------------------------------------------------

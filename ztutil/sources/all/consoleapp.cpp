@@ -52,11 +52,11 @@ auto HandlingExceptions(Action action, Handler handler) {
 ConsoleApp::ConsoleApp() : ConsoleApp(CreateLauncher()) {}
 
 ConsoleApp::ConsoleApp(boost::shared_ptr<Launcher> launcher) : fLauncher(std::move(launcher)) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ConsoleApp()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ConsoleApp()");
 }
 
 ConsoleApp::~ConsoleApp() {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::~ConsoleApp()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::~ConsoleApp()");
   Reset();
 }
 
@@ -74,7 +74,7 @@ void ConsoleApp::OnReserved() {}
 
 void ConsoleApp::Launch(const boost::shared_ptr<ExecutionData>& executionData,
                         const LaunchParams& launchParams) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Launch()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Launch()");
   try {
     Lock lock(fMutex);
     LaunchLocked(lock, executionData, launchParams);
@@ -111,7 +111,7 @@ void ConsoleApp::LaunchHandleException(Lock& lock, double joinWaitSeconds, const
 }
 
 void ConsoleApp::Reset() {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Reset");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Reset");
   // Not under the lock, for which a blocked write can keep us waiting: the run is cut off from now on.
   if (const auto executionData = fExecutionData.load()) executionData->Clear();
   Lock lock(fMutex);
@@ -138,7 +138,7 @@ bool ConsoleApp::JoinLauncherThread(Lock& lock, double seconds) {
 }
 
 consoleapp::State ConsoleApp::GetState(double maxWaitSeconds) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::GetState maxWaitSeconds=" << maxWaitSeconds);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::GetState maxWaitSeconds=" << maxWaitSeconds);
   Lock lock(fMutex);
   const State state = GetStateLocked(lock, maxWaitSeconds);
   ZT_LOG_LEVEL(gConsoleAppLog, 3, "ConsoleApp::GetState returns " << state);
@@ -178,7 +178,7 @@ void ConsoleApp::SetStateLocked(Lock&, State state) {
 }
 
 consoleapp::State ConsoleApp::Wait(std::int32_t* exitCode, double maxWaitSeconds) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Wait() maxWaitSeconds=" << maxWaitSeconds);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Wait() maxWaitSeconds=" << maxWaitSeconds);
   const Deadline deadline(maxWaitSeconds);
   State result = State::Timeout;
   try {
@@ -242,7 +242,7 @@ void ConsoleApp::HandleWaitException(Lock& lock, const Deadline& deadline, const
 }
 
 void ConsoleApp::Kill() {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Kill()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::Kill()");
   Lock lock(fMutex);
   const State state = GetStateLocked(lock, GetShortWaitSeconds());
   if (state != State::Running && state != State::Timeout) return;
@@ -254,7 +254,7 @@ void ConsoleApp::Kill() {
 }
 
 std::int32_t ConsoleApp::GetTasksRunning() const {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::GetTasksRunning");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::GetTasksRunning");
   std::int32_t result = fLauncherThread.GetThread() != nullptr ? MaskOf(TaskID::Launcher) : 0;
   if (const auto executionData = fExecutionData.load()) {
     for (const OutputChannel channel : {TaskID::Stdout, TaskID::Stderr}) {
@@ -267,7 +267,7 @@ std::int32_t ConsoleApp::GetTasksRunning() const {
 }
 
 void ConsoleApp::WriteAppStdin(const void* bytes, std::size_t count) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::WriteAppStdin nbytes=" << count);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::WriteAppStdin nbytes=" << count);
   const Lock lock(fMutex);
   if (fAppStdin == nullptr) throw std::runtime_error("ztutil::Channel not open");
   fAppStdin->Write(bytes, count);
@@ -276,20 +276,20 @@ void ConsoleApp::WriteAppStdin(const void* bytes, std::size_t count) {
 }
 
 void ConsoleApp::WritelnAppStdin(const char* text) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2,
-               "ConsoleApp::WritelnAppStdin(const char*) str=" << (text != nullptr ? text : "<NULL>"));
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2,
+                     "ConsoleApp::WritelnAppStdin(const char*) str=" << (text != nullptr ? text : "<NULL>"));
   if (text == nullptr) throw std::invalid_argument("ConsoleApp::WritelnAppStdin str=nullptr");
   WritelnAppStdin(std::string(text));
 }
 
 void ConsoleApp::WritelnAppStdin(const std::string& text) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::WritelnAppStdin(const std::string&) str=" << text);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::WritelnAppStdin(const std::string&) str=" << text);
   const std::string line = text + '\n';
   WriteAppStdin(line.data(), line.size());
 }
 
 void ConsoleApp::CloseAppStdin() {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::CloseAppStdin()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::CloseAppStdin()");
   const Lock lock(fMutex);
   if (fAppStdin != nullptr) fAppStdin->CloseIfOpen();
   fAppStdin.reset();
@@ -303,7 +303,7 @@ consoleapp::Lock ConsoleApp::LockForReport(TaskID caller, Record record) {
 }
 
 void ConsoleApp::ThrowIfFailurePending(Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfFailurePending");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfFailurePending");
   Lock lock = LockForReport(TaskID::Undefined, record);
   ThrowIfFailurePendingLocked(lock);
 }
@@ -319,7 +319,7 @@ void ConsoleApp::ThrowIfFailurePendingLocked(Lock&) {
 }
 
 void ConsoleApp::ThrowIfInjected(TaskID caller, Fault fault, const char* message, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfInjected");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::ThrowIfInjected");
   Lock lock = LockForReport(caller, record);
   ThrowIfInjectedLocked(lock, caller, fault, message);
 }
@@ -335,7 +335,7 @@ void ConsoleApp::ThrowIfInjectedLocked(Lock&, TaskID caller, Fault fault, const 
 }
 
 void ConsoleApp::NotifyLaunching(Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunching()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunching()");
   {
     Lock lock = LockForReport(TaskID::Launcher, record);
     ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyLaunching, "NotifyLaunching");
@@ -345,7 +345,7 @@ void ConsoleApp::NotifyLaunching(Record record) {
 }
 
 void ConsoleApp::NotifyLaunched(Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunched()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyLaunched()");
   Lock lock = LockForReport(TaskID::Launcher, record);
   fHasChild = true;
   ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyLaunched, "NotifyLaunched");
@@ -353,7 +353,7 @@ void ConsoleApp::NotifyLaunched(Record record) {
 }
 
 void ConsoleApp::NotifyRunning(const boost::shared_ptr<Writer>& appStdin, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyRunning()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyRunning()");
   {
     Lock lock = LockForReport(TaskID::Launcher, record);
     ThrowIfInjectedLocked(lock, TaskID::Launcher, Fault::NotifyRunning, "NotifyRunning");
@@ -364,21 +364,21 @@ void ConsoleApp::NotifyRunning(const boost::shared_ptr<Writer>& appStdin, Record
 }
 
 void ConsoleApp::NotifyOutputTaskBegin(OutputChannel channel, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskBegin channel=" << channel);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskBegin channel=" << channel);
   consoleapp::TaskIndex(channel);
   ThrowIfInjected(channel, Fault::NotifyOutputTaskBegin, "NotifyOutputTaskBegin", record);
   OnOutputTaskBegin(channel);
 }
 
 void ConsoleApp::NotifyOutputTaskEnd(OutputChannel channel, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskEnd channel=" << channel);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyOutputTaskEnd channel=" << channel);
   consoleapp::TaskIndex(channel);
   ThrowIfInjected(channel, Fault::NotifyOutputTaskEnd, "NotifyOutputTaskEnd", record);
   OnOutputTaskEnd(channel);
 }
 
 void ConsoleApp::NotifyFinished(TaskID caller, std::int32_t exitCode, State finalState, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyFinished()");
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "ConsoleApp::NotifyFinished()");
   {
     Lock lock = LockForReport(caller, record);
     ThrowIfInjectedLocked(lock, caller, Fault::NotifyFinished, "NotifyFinished");
@@ -389,7 +389,7 @@ void ConsoleApp::NotifyFinished(TaskID caller, std::int32_t exitCode, State fina
 }
 
 void ConsoleApp::NotifyFailure(const Exception& exception, Record record) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2, "NotifyFailure: exc=" << TextOf(&exception, "Unknown exception"));
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2, "NotifyFailure: exc=" << TextOf(&exception, "Unknown exception"));
   Lock lock = LockForReport(exception.GetTaskID(), record);
   NotifyFailureLocked(lock, exception);
 }

@@ -96,8 +96,8 @@ void OutputTask::EndWork() {
 }
 
 bool OutputTask::IsRunning(double maxWaitSeconds) {
-  ZT_LOG_LEVEL(gConsoleAppLog, 2,
-               "OutputTask::IsRunning " << fTaskID << " maxWaitSeconds=" << maxWaitSeconds);
+  ZT_LOG_SCOPE_LEVEL(gConsoleAppLog, 2,
+                     "OutputTask::IsRunning " << fTaskID << " maxWaitSeconds=" << maxWaitSeconds);
   Lock lock(fMutex);
   return IsRunningLocked(lock, maxWaitSeconds);
 }

@@ -32,14 +32,18 @@
   } while (false)
 
 // Opens a ZTLogScope to the end of the enclosing block if the flag isn't 0. Never throws.
-#define ZT_LOG_SCOPE(flag, text) ZT_LOG_SCOPE_ON_LINE(flag, text, __LINE__)
-#define ZT_LOG_SCOPE_ON_LINE(flag, text, line) ZT_LOG_SCOPE_NAMED(flag, text, line)
-#define ZT_LOG_SCOPE_NAMED(flag, text, line)                     \
-  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope##line = \
-      ::ztutil::DebugFlagValue(flag) == 0                        \
-          ? nullptr                                              \
-          : ::ztutil::OpenLogScope(__FILE__, line,               \
-                                   [&](std::ostringstream& ztLogStream) { ztLogStream << text; })
+#define ZT_LOG_SCOPE(flag, text) ZT_LOG_SCOPE_ON_LINE(::ztutil::DebugFlagValue(flag) != 0, text, __LINE__)
+
+// The same for a flag that is a level: if it is at least that high.
+#define ZT_LOG_SCOPE_LEVEL(flag, level, text) \
+  ZT_LOG_SCOPE_ON_LINE(::ztutil::DebugFlagValue(flag) >= (level), text, __LINE__)
+
+#define ZT_LOG_SCOPE_ON_LINE(isOn, text, line) ZT_LOG_SCOPE_NAMED(isOn, text, line)
+#define ZT_LOG_SCOPE_NAMED(isOn, text, line)                                                            \
+  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope##line =                                        \
+      !(isOn) ? nullptr : ::ztutil::OpenLogScope(__FILE__, line, [&](std::ostringstream& ztLogStream) { \
+        ztLogStream << text;                                                                            \
+      })
 
 namespace ztutil {
 
