@@ -133,7 +133,8 @@ class LaunchParams {
   bool GetEndsWithHost() const { return fEndsWithHost; }
   void SetEndsWithHost(bool ends) { fEndsWithHost = ends; }
 
-  // The task that reads a channel. Without one nobody does, and the child writes to a broken pipe.
+  // The task that reads a channel, one for each: the same for both is refused at the launch. Without one
+  // nobody reads, and the child writes to a broken pipe.
   boost::shared_ptr<OutputTask> GetOutputTask(OutputChannel channel) const;
   void SetOutputTask(OutputChannel channel, const boost::shared_ptr<OutputTask>& task);
 
@@ -164,8 +165,15 @@ double GetDefaultStateWaitSeconds();
 // at a time.
 //
 // Failures of the run's own threads are kept, and thrown as consoleapp::Exception, the oldest first, by the
-// next Launch, GetState, Wait or Kill. Launch and Wait leave an object Idle that way; GetState and Kill leave
-// it as it is.
+// next Launch, GetState, Wait or Kill. GetState and Kill leave the object as it is. Launch and Wait leave it
+// Idle, and a child that has come to Running out of its reach: alive until it or, if that was asked for, the
+// host ends. Who has to be sure of the end calls Launch, then GetState until the time is up or it throws,
+// then Kill, and Wait last.
+//
+// A thread of a run that doesn't end when it should is abandoned. A launch thread then stays as long as its
+// child, an output thread as long as anybody holds the other end of its pipe. Up to then it costs a thread,
+// the pipe's descriptor and the task, and what the task uses must stay; behind that some hundred bytes for
+// ever.
 //
 // No call takes longer than its bound and the short wait, and Launch no longer than three short waits, with
 // one exception: a write to the standard input of a child that doesn't read lasts until that reads or ends,

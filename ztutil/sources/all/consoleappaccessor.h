@@ -147,8 +147,9 @@ class ConsoleAppAccessor {
 };
 
 // Launches one run after another with a ConsoleApp and parameters that it keeps. It counts as launched from
-// Launch until Wait gives anything but Timeout, or throws. Threads as ConsoleApp; what is set and copied is
-// one thread's.
+// Launch until Wait gives anything but Timeout, or throws. It does so behind a Launch that has thrown, too:
+// then GetState forgets the run, while Reset throws "no console app". Threads as ConsoleApp; what is set and
+// copied is one thread's.
 class ConsoleAppLauncher : public ConsoleAppAccessor {
  public:
   ConsoleAppLauncher(const LaunchParams& launchParams, const boost::shared_ptr<ConsoleApp>& consoleApp);

@@ -17,9 +17,10 @@ namespace ztutil {
 //     while (const std::size_t count = GetReader()->ReadSome(bytes.data(), bytes.size())) {...}
 //   }
 //
-// The task works on the thread of its channel. What it throws ends it, and becomes a failure of the run; the
-// reader is closed in any case, and a child that still writes meets a broken pipe. Other threads of the host
-// meet a task's data only under a lock of the task's own, or after a Wait that collected the run.
+// A task is for one channel, and for one run at a time. It works on the thread of its channel. What it throws
+// ends it, and becomes a failure of the run; the reader is closed in any case, and a child that still writes
+// meets a broken pipe. Other threads of the host meet a task's data only under a lock of the task's own, or
+// after a Wait that collected the run.
 class OutputTask : public ConsoleAppAccessor {
  public:
   // A task that a LaunchParams takes needs neither channel, run nor reader: the launch gives it those.
