@@ -1,3 +1,4 @@
+#include "expected.h"
 #include "memorylogger.h"
 #include "outcome.h"
 #include "testchild.h"
@@ -12,10 +13,13 @@
 #include <boost/thread/latch.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <mutex>
+#include <regex>
+#include <sstream>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -198,27 +202,139 @@ TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
   ztutil::DebugFlagValue(tenths) = 0;
 }
 
-TEST(ConsoleApp, SaysWhatItDoesByLevels) {
-  ztutil::DebugFlag level{"ConsoleAppLog"};
-  const auto lines = [&](int value) {
-    const MemoryLogger log;
-    App app;
-    ztutil::DebugFlagValue(level) = value;
-    app.NotifyFailure(Exception(TaskID::Stderr, "a"));
-    app.NotifyFailure(Exception(TaskID::Stderr, "b"));
-    Told([&] { return app.Wait(nullptr, 0.0); });
-    app.NotifyRunning(nullptr);
-    Told([&] { return app.Wait(nullptr, 0.0); });
-    ztutil::DebugFlagValue(level) = 0;
-    return log.text;
+// --- What the log says -------------------------------------------------------------------------------------
+
+// A log of each thread, less the indentation, which they have in common, and with the lengths of waits left
+// out.
+class ThreadLog : public MemoryLogger {
+ public:
+  explicit ThreadLog(int level, const Hold& = Hold()) { ztutil::DebugFlagValue(fLevel) = level; }
+  ~ThreadLog() override {
+    Leave();
+    ztutil::DebugFlagValue(fLevel) = 0;
+  }
+
+  void Write(const void* bytes, std::size_t count) override {
+    const std::lock_guard<std::mutex> lock(fMutex);
+    MemoryLogger::Write(bytes, count);
+    const auto self = boost::this_thread::get_id();
+    auto own = std::find_if(fThreads.begin(), fThreads.end(), [&](auto& one) { return one.first == self; });
+    if (own == fThreads.end()) own = fThreads.insert(own, {self, ""});
+    own->second.append(static_cast<const char*>(bytes), count);
+  }
+
+  // Waits until a text was said so many times.
+  void Await(const std::string& said, int times) {
+    const auto count = [&] {
+      const std::lock_guard<std::mutex> lock(fMutex);
+      int found = 0;
+      for (std::size_t at = 0; (at = text.find(said, at)) != std::string::npos; ++at) ++found;
+      return found;
+    };
+    for (const double end = ztutil::Now() + kLong; count() < times && ztutil::Now() < end;)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
+  // The threads stand in the order in which they began to speak.
+  std::string Table() const {
+    std::string all;
+    for (const auto& [id, own] : fThreads) all += (all.empty() ? "" : "[another thread]\n") + own;
+    all = std::regex_replace(all, std::regex("\n +"), "\n");
+    return std::regex_replace(all, std::regex("(wait for |waitSeconds=|Join\\(|duration=)\\d[\\d.e-]*"),
+                              "$1SECONDS");
+  }
+
+ private:
+  ztutil::DebugFlag fLevel{"ConsoleAppLog"};
+  std::mutex fMutex;
+  std::vector<std::pair<boost::thread::id, std::string>> fThreads;
+};
+
+// All that an app says of calls by hand, in one thread.
+std::string LogByHand(int level) {
+  ThreadLog log(level);
+  auto app = boost::make_shared<App>(Ignore, boost::make_shared<FakeLauncher>());
+  app->NotifyFailure(Exception(TaskID::Stderr, "a"));
+  app->NotifyFailure(Exception(TaskID::Stdout, nullptr));
+  app->InjectFault(Fault::NotifyLaunched);
+  for (const std::function<void()>& call : std::vector<std::function<void()>>{
+           [&] { app->Wait(nullptr, 0.0); },
+           [&] { app->NotifyFailure(Exception(TaskID::Stdout, "b")), app->GetState(0.0); },
+           [&] { app->NotifyLaunching(), app->NotifyLaunched(); },
+           [&] { app->NotifyLaunched(), app->Wait(nullptr, 0.0); },
+           [&] { app->NotifyRunning(nullptr), app->Wait(nullptr, 0.0); },
+           [&] { app->WritelnAppStdin("text"); },
+           [&] { app->WritelnAppStdin(nullptr); },
+           [&] { app->CloseAppStdin(), app->GetTasksRunning(), app->ThrowIfFailurePending(); },
+           [&] { app->NotifyOutputTaskBegin(TaskID::Stdout), app->NotifyOutputTaskEnd(TaskID::Stderr); },
+           [&] { app->Kill(); },
+           [&] { app->NotifyFinished(TaskID::Launcher, 7, State::Finished), app->GetState(0.0); },
+           [&] { app->Launch(nullptr, LaunchParams()); },
+       })
+    Outcome(call);
+  app.reset();
+  return log.Table();
+}
+
+// The last log's lines, each with the first level that has it.
+std::string WithLevels(const std::string& first, const std::string& second, const std::string& third) {
+  std::istringstream one(first), two(second), three(third);
+  std::string all, lineOfOne, lineOfTwo, line;
+  std::getline(one, lineOfOne);
+  std::getline(two, lineOfTwo);
+  while (std::getline(three, line)) {
+    const bool isOne = line == lineOfOne, isTwo = line == lineOfTwo;
+    all += (isOne ? "1 " : isTwo ? "2 " : "3 ") + line + "\n";
+    if (isOne && !std::getline(one, lineOfOne)) lineOfOne.clear();
+    if (isTwo && !std::getline(two, lineOfTwo)) lineOfTwo.clear();
+  }
+  return all;
+}
+
+// A whole run in which nothing depends on who is faster: each thread goes on when the others wait for it.
+std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErrors) {
+  ztutil::DebugFlag patience{"ConsoleAppShortWaitSecondsMinusOne"};
+  ztutil::DebugFlagValue(patience) = 29;
+  ThreadLog log(3);
+  const Gate running = NewGate(), launched = NewGate();
+  fake->wait = [=, wait = fake->wait](std::int32_t* exitCode) { return launched->wait(), wait(exitCode); };
+  const auto hook = [&](const std::string& name) {
+    if (name == "OnLaunching") log.Await("timed_wait for", 2);
+    if (name == "OnOutputTaskBegin stdout") log.Await("timed_wait for", 3);
+    if (name == "OnOutputTaskBegin stdout") log.Await("IsRunningLocked stdout waitSeconds", 1);
+    if (name == "OnOutputTaskBegin stderr") log.Await("IsRunningLocked stderr waitSeconds", 1);
+    if (name == "OnRunning") running->count_down();
   };
-  EXPECT_EQ(lines(0), "");
-  EXPECT_EQ(lines(1),
-            "NotifyFailureLocked: fFailures.size()=2\n"
-            "ConsoleApp::HandleWaitException exc=stderr: a waitSeconds=0 fState=Idle\n"
-            "ConsoleApp::Wait fState=Running fCond.timed_wait waitSeconds=0\n"
-            "ConsoleApp::Wait Wait timed out\n");
-  EXPECT_NE(lines(2).find("ConsoleApp::GetStateLocked nloops=0 fState=Idle\n"), std::string::npos);
+  struct Silent : OutputTask {
+    explicit Silent(Gate gate) : fGate(std::move(gate)) {}
+    void DoRun() override { fGate->wait(); }
+    const Gate fGate;
+  };
+  const auto out = boost::make_shared<Silent>(running), errors = boost::make_shared<Silent>(running);
+  ConsoleAppLauncher host(LaunchParams(L"", {}, out, readsErrors ? errors : nullptr),
+                          boost::make_shared<App>(hook, fake));
+  Outcome([&] {
+    host.Launch();
+    log.Await("NotifyOutputTaskEnd channel", readsErrors ? 2 : 1);
+    launched->count_down();
+    log.Await("CleanupLaunchThreadTask mustKill", 1);
+    host.Wait(nullptr, kLong);
+  });
+  ztutil::DebugFlagValue(patience) = 0;
+  return log.Table();
+}
+
+TEST(ConsoleApp, TableOfItsLog) {
+  const auto crash = boost::make_shared<FakeLauncher>(), noLaunch = boost::make_shared<FakeLauncher>(),
+             noWait = boost::make_shared<FakeLauncher>();
+  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 3, 1; };
+  noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
+  noWait->wait = [](std::int32_t*) -> std::int32_t { throw std::runtime_error("x"); };
+  EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line with its level:\n" +
+                                            WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
+                                            "\nA crash:\n" + LogOfRun(crash, true) +
+                                            "\nA launch that fails:\n" + LogOfRun(noLaunch, false) +
+                                            "\nA wait that fails:\n" + LogOfRun(noWait, false)));
 }
 
 // --- Accessor and launcher ---------------------------------------------------------------------------------
