@@ -74,9 +74,8 @@ std::string Flowed(const Texts& calls) {
 
 }  // namespace
 
-std::string CallTable(const Environment& changes, const Texts& arguments) {
-  Environment environment = Drivers(changes);
-  environment.insert(kAnswers.begin(), kAnswers.end());
+std::string CallTable(Environment environment, const Texts& arguments) {
+  for (const auto& [name, value] : kAnswers) environment[name] = value;
   const Outcome outcome = RunProber(environment, arguments);
   std::string text;
   Texts calls;

@@ -33,8 +33,8 @@ class InventoryTest : public testing::Test {
   SystemTree fTree;
 };
 
-constexpr char kUnmetStatus[] = "Failed requirement: glStatus == GL_NO_ERROR\n";
-
+// A machine on which much fails: a context on a card that the system doesn't know, the GLSL program at each
+// of its stages, the framebuffer in three ways, and then each GPU's testing.
 TEST_F(InventoryTest, TableOfEachGPU) {
   fTree.AddCard(fTree.AddDevice("0000:00:02.0", "8086:fffe 030000", "i915",
                                 {{"boot_vga", "1"}, {"mem_info_gtt_total", "104857600"}}),
@@ -45,12 +45,12 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   fTree.AddDevice("0000:65:00.0", "10de:fffc 030200", "nvidia");
   fTree.Write("sys/module/nvidia/version", "535.104.05\n");
   fTree.Write("proc/driver/nvidia/gpus/0000:65:00.0/information", "Model: \t\t NVIDIA H200\n");
-  // EGL's order isn't the inventory's. No context can be made on the card that the system doesn't know; of
-  // the last two, the driver's name is the only one there is.
+  // EGL's order isn't the inventory's. Of the last two, the driver's name is the only one there is.
   Environment machine = Machine(
       "A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,C:/dev/dri/card9:,NVIDIA H200::,Other::",
-      "eglInitialize@3=fail:0x3001;glCompileShader@3=ret:0;glClear@1=err:0x505;glDeleteTextures@3=err:0x501;"
-      "glCheckFramebufferStatusEXT@3=ret:0x8cd6;glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
+      "eglInitialize@3=fail:0x3001;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
+      "glClear@1=err:0x505;glDeleteTextures@3=err:0x501;glCheckFramebufferStatusEXT@3=ret:0x8cd6;"
+      "glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
   machine["OCL_ICD_VENDORS"] = BuildFile("e2e/icd/pocl");
   machine["POCL_DEVICES"] = "pthread pthread";
   // An old driver, which has neither contexts without a configuration nor OpenGL's own framebuffers.
@@ -59,24 +59,6 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   machine["MESA_GL_VERSION_OVERRIDE"] = "2.1";
   machine["MESA_EXTENSION_OVERRIDE"] = "-GL_ARB_framebuffer_object";
   EXPECT_TRUE(AsExpected("machine.txt", CallTable(machine, {"-verbose=1"})));
-}
-
-// The other GPU's lines go on, in turn with those that were left.
-TEST_F(InventoryTest, OneOfTwoGPUsFails) {
-  for (const string card : {"0", "1"})
-    fTree.AddCard(fTree.AddDevice("0000:0" + card + ":01.0", "8086:fff" + card + " 030000", "i915"),
-                  std::stoi(card), 128 + std::stoi(card));
-  const string devices = "A:/dev/dri/card0:,B:/dev/dri/card1:";
-  const std::vector<Step> steps = StepsOf(RunProber(Machine(devices)).lines);
-  const string errors = string(kUnmetStatus) + "exception: " + kUnmetStatus;
-  for (const auto& [call, key, keptLines] :
-       Table<string, string, std::size_t>{{"1", "glgpu[0].GLVendor", 0},
-                                          {"4", "glgpu[1].GLRectTextureSize", 0},
-                                          {"9", "glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]", 1},
-                                          {"14", "glgpu[1].glGetIntegerv[GL_MAX_TEXTURE_UNITS]", 0}})
-    EXPECT_TRUE(Same(RunProber(Machine(devices, "glGetError@" + call + "=ret:0x505")),
-                     Foretell(steps, FailureIn(key, {errors, keptLines}))))
-        << call;
 }
 
 }  // namespace

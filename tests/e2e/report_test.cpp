@@ -30,9 +30,9 @@ TEST(ReportTest, TellsAllOfSoundDriversInOrder) {
 
 // Mesa's own device and PoCL's. The copies take a second after two batches.
 TEST(ReportTest, TableOfSoundDrivers) {
-  EXPECT_TRUE(AsExpected("sound.txt",
-                         CallTable({{"RIG_EGL_DEVICES", ""}, {"RIG_CL_NS", "copy:60000000;kernel:80000000"}},
-                                   {"-verbose=1", "-hang=1"})));
+  const Environment sound =
+      Drivers({{"RIG_EGL_DEVICES", ""}, {"RIG_CL_NS", "copy:60000000;kernel:80000000"}});
+  EXPECT_TRUE(AsExpected("sound.txt", CallTable(sound, {"-verbose=1", "-hang=1"})));
 }
 
 TEST(ReportTest, TimestampsAreLocal) {
