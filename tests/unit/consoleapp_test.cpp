@@ -144,53 +144,6 @@ void AwaitFailure(ConsoleApp& app) {
 
 // --- The states, driven by hand ----------------------------------------------------------------------------
 
-TEST(ConsoleApp, GoesWhereItsReportsLead) {
-  App app;
-  const auto look = [&] { return app.GetState(0.0); };
-  const auto wait = [&] { return app.Wait(nullptr, 0.0); };
-  const auto finish = [&](State state) { app.NotifyFinished(TaskID::Launcher, 0, state); };
-  const struct {
-    std::function<void()> report;
-    std::function<State()> ask;
-    const char* told;
-  } steps[] = {
-      {[&] { app.Reset(); }, look, "Idle"},
-      {nullptr, wait, "Idle"},
-      {[&] { app.NotifyLaunching(); }, look, "Timeout"},
-      // There is no process yet.
-      {nullptr, [&] { return app.Kill(), State::Undefined; }, "runtime: TerminateProcess failed"},
-      {[&] { app.NotifyLaunched(), app.NotifyRunning(nullptr); }, look, "Running"},
-      {nullptr, wait, "Timeout"},
-      {nullptr, look, "Running"},
-      {[&] { finish(State::Finished), app.Kill(); }, look, "Finished"},
-      {nullptr, wait, "Timeout"},  // there is no thread to join
-      {nullptr, look, "Idle"},
-      {[&] { finish(State::Undefined); }, look, "Timeout"},
-  };
-  for (const auto& step : steps) {
-    if (step.report) step.report();
-    EXPECT_EQ(Told(step.ask), step.told) << "step " << &step - steps;
-  }
-  EXPECT_EQ(Outcome([&] { app.WriteAppStdin("x", 1); }), "runtime: ztutil::Channel not open");
-  EXPECT_EQ(Outcome([&] { app.NotifyOutputTaskEnd(TaskID::Launcher); }), "runtime: invalid OutputChannel");
-}
-
-TEST(ConsoleApp, KeepsFailuresInTheirOrderAndFiresAFaultOnce) {
-  App app;
-  app.NotifyFailure(Exception(TaskID::Stdout, "older"));
-  app.NotifyFailure(Exception(TaskID::Stderr, nullptr));
-  const auto look = [&] { return Told([&] { return app.GetState(0.0); }); };
-  EXPECT_EQ(look(), "other: stdout: older");
-  EXPECT_EQ(Told([&] { app.Kill(); }), "other: stderr: <nullptr>");
-  EXPECT_EQ(look(), "Idle");
-  app.InjectFault(Fault::NotifyRunning);
-  app.Reset();
-  EXPECT_EQ(Told([&] { app.NotifyRunning(nullptr); }), "other: Launcher: NotifyRunning");
-  EXPECT_EQ(look(), "Idle");
-  app.NotifyRunning(nullptr);
-  EXPECT_EQ(look(), "Running");
-}
-
 TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
   const auto waits = [] {
     return std::tuple(GetShortWaitSeconds(), GetDefaultWaitSeconds(), GetDefaultStateWaitSeconds());
@@ -208,10 +161,13 @@ TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
 // out.
 class ThreadLog : public MemoryLogger {
  public:
-  explicit ThreadLog(int level, const Hold& = Hold()) { ztutil::DebugFlagValue(fLevel) = level; }
+  ThreadLog(int level, int shortWait, const Hold& = Hold()) {
+    ztutil::DebugFlagValue(fLevel) = level;
+    ztutil::DebugFlagValue(fShortWait) = shortWait - 1;
+  }
   ~ThreadLog() override {
     Leave();
-    ztutil::DebugFlagValue(fLevel) = 0;
+    ztutil::DebugFlagValue(fLevel) = ztutil::DebugFlagValue(fShortWait) = 0;
   }
 
   void Write(const void* bytes, std::size_t count) override {
@@ -246,32 +202,37 @@ class ThreadLog : public MemoryLogger {
 
  private:
   ztutil::DebugFlag fLevel{"ConsoleAppLog"};
+  ztutil::DebugFlag fShortWait{"ConsoleAppShortWaitSecondsMinusOne"};
   std::mutex fMutex;
   std::vector<std::pair<boost::thread::id, std::string>> fThreads;
 };
 
-// All that an app says of calls by hand, in one thread.
+// What calls by hand come to, and what an app says of them.
 std::string LogByHand(int level) {
-  ThreadLog log(level);
+  ThreadLog log(level, 0);
   auto app = boost::make_shared<App>(Ignore, boost::make_shared<FakeLauncher>());
-  app->NotifyFailure(Exception(TaskID::Stderr, "a"));
-  app->NotifyFailure(Exception(TaskID::Stdout, nullptr));
-  app->InjectFault(Fault::NotifyLaunched);
-  for (const std::function<void()>& call : std::vector<std::function<void()>>{
-           [&] { app->Wait(nullptr, 0.0); },
-           [&] { app->NotifyFailure(Exception(TaskID::Stdout, "b")), app->GetState(0.0); },
-           [&] { app->NotifyLaunching(), app->NotifyLaunched(); },
-           [&] { app->NotifyLaunched(), app->Wait(nullptr, 0.0); },
-           [&] { app->NotifyRunning(nullptr), app->Wait(nullptr, 0.0); },
-           [&] { app->WritelnAppStdin("text"); },
-           [&] { app->WritelnAppStdin(nullptr); },
-           [&] { app->CloseAppStdin(), app->GetTasksRunning(), app->ThrowIfFailurePending(); },
-           [&] { app->NotifyOutputTaskBegin(TaskID::Stdout), app->NotifyOutputTaskEnd(TaskID::Stderr); },
-           [&] { app->Kill(); },
-           [&] { app->NotifyFinished(TaskID::Launcher, 7, State::Finished), app->GetState(0.0); },
-           [&] { app->Launch(nullptr, LaunchParams()); },
-       })
-    Outcome(call);
+  const auto tell = [&](auto action) {
+    const std::string told = Told(action), line = "=> " + (told.empty() ? "done" : told) + '\n';
+    log.Write(line.data(), line.size());
+  };
+  const auto look = [&] { tell([&] { return app->GetState(0.0); }); };
+  const auto wait = [&] { tell([&] { return app->Wait(nullptr, 0.0); }); };
+  const auto kill = [&] { tell([&] { app->Kill(); }); };
+  const auto fail = [&](TaskID party, const char* text) { app->NotifyFailure(Exception(party, text)); };
+  const auto finish = [&](State state) { app->NotifyFinished(TaskID::Launcher, 7, state); };
+  const auto run = [&] { tell([&] { app->NotifyRunning(nullptr); }); };
+
+  // Failures are told in their order, and a fault fires once.
+  fail(TaskID::Stdout, "older"), fail(TaskID::Stderr, nullptr), look(), kill(), fail(TaskID::Stderr, "x"),
+      wait();
+  app->InjectFault(Fault::NotifyRunning), app->Reset(), run(), run(), app->Reset(), wait();
+  // The states of a run. At first there is no process to be killed, and at the end no thread to be joined.
+  app->NotifyLaunching(), look(), kill(), app->NotifyLaunched(), wait(), run(), look(), wait(), kill();
+  finish(State::Finished), kill(), wait(), finish(State::Undefined), look();
+  for (const char* const text : {"text", static_cast<const char*>(nullptr)})
+    tell([&] { app->WritelnAppStdin(text); });
+  app->CloseAppStdin(), app->NotifyOutputTaskBegin(TaskID::Stdout), app->GetTasksRunning();
+  tell([&] { app->NotifyOutputTaskEnd(TaskID::Launcher); });
   app.reset();
   return log.Table();
 }
@@ -293,9 +254,7 @@ std::string WithLevels(const std::string& first, const std::string& second, cons
 
 // A whole run in which nothing depends on who is faster: each thread goes on when the others wait for it.
 std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErrors) {
-  ztutil::DebugFlag patience{"ConsoleAppShortWaitSecondsMinusOne"};
-  ztutil::DebugFlagValue(patience) = 29;
-  ThreadLog log(3);
+  ThreadLog log(3, 30);
   const Gate running = NewGate(), launched = NewGate();
   fake->wait = [=, wait = fake->wait](std::int32_t* exitCode) { return launched->wait(), wait(exitCode); };
   const auto hook = [&](const std::string& name) {
@@ -320,7 +279,6 @@ std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErro
     log.Await("CleanupLaunchThreadTask mustKill", 1);
     host.Wait(nullptr, kLong);
   });
-  ztutil::DebugFlagValue(patience) = 0;
   return log.Table();
 }
 
@@ -330,7 +288,7 @@ TEST(ConsoleApp, TableOfItsLog) {
   crash->wait = [](std::int32_t* exitCode) { return *exitCode = 3, 1; };
   noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
   noWait->wait = [](std::int32_t*) -> std::int32_t { throw std::runtime_error("x"); };
-  EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line with its level:\n" +
+  EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line of the log with its level:\n" +
                                             WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
                                             "\nA crash:\n" + LogOfRun(crash, true) +
                                             "\nA launch that fails:\n" + LogOfRun(noLaunch, false) +
