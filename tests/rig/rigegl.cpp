@@ -24,6 +24,7 @@
 namespace rig {
 namespace {
 
+constexpr char kAnswersVariable[] = "RIG_GL_INFO";
 constexpr char kMesaLibrary[] = "libEGL_mesa.so.0";
 
 // What Mesa has filled in, and its functions that ours stand before. Set while libglvnd loads the vendor, and
@@ -114,11 +115,14 @@ const GLubyte* GetString(GLenum name) {
   return reinterpret_cast<const GLubyte*>(answer->second.c_str());
 }
 
-// True if the answer is one of RIG_GL_INFO.
+// False if there is no scripted answer.
 bool GiveNumber(GLenum name, GLint* out) {
   const auto answer = gAnswers.find(name);
-  if (answer != gAnswers.end()) std::memcpy(out, answer->second.data(), sizeof *out);
-  return answer != gAnswers.end();
+  if (answer == gAnswers.end()) return false;
+  if (answer->second.size() != sizeof *out)
+    Refuse(kAnswersVariable, answer->second, "isn't a number of 32 bits");
+  std::memcpy(out, answer->second.data(), sizeof *out);
+  return true;
 }
 
 void GetIntegerv(GLenum name, GLint* out) {
@@ -193,7 +197,7 @@ extern "C" EGLBoolean __egl_Main(std::uint32_t version, const __EGLapiExports* e
                                  __EGLvendorInfo* vendor, __EGLapiImports* imports) {
   rig::LoadFaults();
   rig::LoadFakeDevices();
-  rig::gAnswers = rig::Answers("RIG_GL_INFO");
+  rig::gAnswers = rig::Answers(rig::kAnswersVariable);
   const auto start = rig::Wrapped<&::__egl_Main>::Around("__egl_Main", "", &rig::StartVendor);
   return start(version, exports, vendor, imports);
 }
