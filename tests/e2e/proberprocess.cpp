@@ -38,6 +38,7 @@ Environment Drivers(Environment changes) {
       {"OCL_ICD_VENDORS", BuildFile("e2e/icd/pocl")},
       {"OPENCL_LAYERS", BuildFile("lib/librigcl.so")},
       {"RIG_CL_CPU_AS_GPU", "1"},
+      {"RIG_CL_INFO", "0x101F=##4294967296"},  // PoCL's memory follows the machine's from moment to moment
       {"RIG_CL_NS", "copy:200000000;kernel:80000000"},
       {"RIG_CL_WORK_ITEMS", "64"},
   });
