@@ -46,7 +46,8 @@ TEST_F(InventoryTest, TheReportOfEachGPU) {
   // EGL's order isn't the inventory's. No context can be made on the card that the system doesn't know; of
   // the last two, the driver's name is the only one there is.
   const string devices =
-      "A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,C:/dev/dri/card9:,NVIDIA H200::,Other::";
+      "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,"
+      "NVIDIA H200::,Other::";
   const Outcome outcome = RunProber(Machine(devices, "eglInitialize@3=fail:0x3001"));
   // AMD's card is asked for its free memory, which Mesa's renderer doesn't know.
   EXPECT_EQ(outcome.errors,
@@ -65,6 +66,21 @@ TEST_F(InventoryTest, TheReportOfEachGPU) {
            {"GLDriverDate", {"\"20230929000000.000000-000\"", "\"20230929000000.000000-000\"", "none"}}})
     for (std::size_t gpu = 0; gpu < values.size(); ++gpu)
       EXPECT_EQ(ValueOf(outcome, "glgpu[" + std::to_string(gpu) + "]." + key), values[gpu]) << key;
+}
+
+// They are one GPU, whose context and ids are those of the model that comes last.
+TEST_F(InventoryTest, TwoModelsOfOneName) {
+  for (const string card : {"0", "1"})
+    fTree.AddCard(fTree.AddDevice("0000:0" + card + ":01.0", "1002:fff" + card + " 030000", "amdgpu",
+                                  {{"product_name", "Radeon"}}),
+                  std::stoi(card), 128 + std::stoi(card));
+  const Outcome outcome = RunProber(Machine("B:/dev/dri/card1:,A:/dev/dri/card0:"), {"-verbose=1"});
+  string context;
+  for (const string& line : outcome.lines)
+    if (line.find("kgxDevice[") != string::npos) context = line;
+  EXPECT_NE(context.find("/dev/dri/card1"), string::npos) << context;
+  EXPECT_EQ(ValueOf(outcome, "NumGLGPUs"), "1");
+  EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLRendererID"), "65521");
 }
 
 // The other GPU's lines go on, in turn with those that were left.

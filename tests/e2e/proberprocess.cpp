@@ -34,7 +34,7 @@ Environment Drivers(Environment changes) {
       {"XDG_CACHE_HOME", BuildFile("e2e/cache")},  // kept, so that drivers compile nothing twice
       {"TZ", "UTC"},
       {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("rig/egl/rigegl.json")},
-      {"RIG_EGL_DEVICES", "Rig::"},
+      {"RIG_EGL_DEVICES", "Rig::,software::"},
       {"OCL_ICD_VENDORS", BuildFile("e2e/icd/pocl")},
       {"OPENCL_LAYERS", BuildFile("lib/librigcl.so")},
       {"RIG_CL_CPU_AS_GPU", "1"},

@@ -66,14 +66,6 @@ Value ValueAt(std::string_view bytes, std::size_t offset) {
 
 }  // namespace
 
-std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix) {
-  if (name.substr(0, prefix.size()) != prefix) return std::nullopt;
-  name.remove_prefix(prefix.size());
-  unsigned number = 0;
-  if (!TakeNumber(name, 1, 9, 10, number) || !name.empty()) return std::nullopt;
-  return number;
-}
-
 std::uint64_t PackedSlot(std::string_view slot) {
   unsigned domain = 0;
   unsigned bus = 0;

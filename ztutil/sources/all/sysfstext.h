@@ -5,14 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace ztutil {
-
-// The number N of a name that is `prefix` and N, such as "card0".
-std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix);
 
 // A PCI slot such as "0000:03:00.0" in one number: domain, 8 bits of bus, 5 of device, 3 of function.
 std::uint64_t PackedSlot(std::string_view slot);

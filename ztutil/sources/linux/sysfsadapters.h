@@ -1,6 +1,6 @@
 // The graphics adapters of a Linux machine, by sysfs, /proc and the id databases.
 //
-// An adapter is a PCI device of the display class, or one with a DRM card. What a record has of it is right,
+// What a record has of it is right,
 // or it is 0 or empty: files that are missing, vanish, or hold something else are passed over.
 #ifndef ZTUTIL_SYSFSADAPTERS_H_
 #define ZTUTIL_SYSFSADAPTERS_H_
@@ -34,7 +34,7 @@ struct SysfsAdapter {
   std::vector<std::string> displays;
 };
 
-// The adapter that the firmware started up with, then by the numbers of their DRM cards, then the others.
+// Those of KGX::ListAdapters whose ids can be read, in its order.
 std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots);
 
 }  // namespace ztutil
