@@ -39,9 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   KGX::NumberOfName(text, "card");
 
   ztutil::PackedSlot(text);
-  ztutil::WindowSize(text, data[0] % 8);
-  ztutil::DateOfNVIDIAModule(text);
-  ztutil::DateOfKernel(text);
+  ztutil::DateOfBuild(text);
   ztutil::SumOfDeviceRegions(text, 16);
   ztutil::SumOfDeviceRegions(text, 8);
   return 0;

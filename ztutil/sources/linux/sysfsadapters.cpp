@@ -19,27 +19,6 @@ using KGX::ReadAttribute;
 using KGX::ReadPCIId;
 using KGX::SystemRoots;
 
-// Where a driver says how much memory an adapter has of its own.
-struct MemorySource {
-  const char* driver;
-  const char* attribute;  // or null
-  bool asksDriver;
-  int window;  // of the memory, as a last resort; -1 for none
-};
-
-constexpr MemorySource kMemorySources[] = {
-    {"amdgpu", "mem_info_vram_total", false, -1},
-    {"radeon", nullptr, true, 0},
-    {"i915", nullptr, true, 2},
-    {"xe", "physical_vram_size_bytes", true, 2},
-    {"nouveau", nullptr, true, 1},
-    {"vmwgfx", nullptr, false, 1},
-    {"ast", nullptr, false, 0},
-    {"mgag200", nullptr, false, 0},
-    {"cirrus", nullptr, false, 0},
-    // NVIDIA's driver says it through OpenGL, and virtio-gpu has none.
-};
-
 bool StartsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
 // The last part of what a link leads to; empty where there is no link.
@@ -48,6 +27,18 @@ std::string NameOfTarget(const std::string& link) {
   const ssize_t size = readlink(link.c_str(), target, sizeof target);
   const std::string path(target, size > 0 ? static_cast<std::size_t>(size) : 0);
   return path.substr(path.rfind('/') + 1);
+}
+
+// The link to the driver of the PCI device. That of a virtio card is the driver of a bus, whose child has the
+// card's own.
+std::string DriverLink(const std::string& directory) {
+  const std::string link = directory + "/driver";
+  if (NameOfTarget(link) != "virtio-pci") return link;
+  for (const std::string& entry : KGX::ListDirectory(directory)) {
+    const std::string child = directory + "/" + entry + "/driver";
+    if (KGX::NumberOfName(entry, "virtio") && !NameOfTarget(child).empty()) return child;
+  }
+  return link;
 }
 
 std::uint64_t ReadNumber(const std::string& path) {
@@ -61,7 +52,7 @@ class AdapterFiles {
         fRoots(databases.Roots()),
         fPlace(place),
         fDirectory(place.directory + "/"),
-        fDriverLink((place.card ? CardPath() + "/device/" : fDirectory) + "driver"),
+        fDriverLink(DriverLink(place.directory)),
         fDriver(NameOfTarget(fDriverLink)) {}
 
   // Nothing where not even the ids can be read.
@@ -97,49 +88,39 @@ class AdapterFiles {
 
   void ReadVersion(SysfsAdapter& adapter) const {
     if (fDriver.empty()) return;
-    adapter.driverVersion = ReadAttribute(fDriverLink + "/module/version");
+    const std::string module = fDriverLink + "/module/";
+    const std::string kernel = fRoots.proc + "/sys/kernel/";
+    adapter.driverVersion = ReadAttribute(module + "version");
     if (IsNVIDIA()) {
-      adapter.driverDate = DateOfNVIDIAModule(KGX::ReadSystemFile(fRoots.proc + "/driver/nvidia/version"));
-    } else if (adapter.driverVersion.empty()) {
-      adapter.driverVersion = ReadAttribute(fRoots.proc + "/sys/kernel/osrelease");
-      adapter.driverDate = DateOfKernel(ReadAttribute(fRoots.proc + "/sys/kernel/version"));
+      adapter.driverDate = DateOfBuild(ReadAttribute(fRoots.proc + "/driver/nvidia/version"));
+    } else if (ReadAttribute(module + "taint").find('O') == std::string::npos) {  // it came with the kernel
+      adapter.driverDate = DateOfBuild(ReadAttribute(kernel + "version"));
+      if (adapter.driverVersion.empty()) adapter.driverVersion = ReadAttribute(kernel + "osrelease");
     }
   }
 
+  // What isn't asked here says it through OpenGL, as NVIDIA's driver does, or has none. A sleeping adapter is
+  // woken, as by the context that is made on it in a moment.
   std::uint64_t DedicatedMemory() const {
     // Intel's integrated GPU has had this place on every machine of metal; its cards never have it. In a
     // virtual machine it may have another, and there the driver says 0.
     if (StartsWith(KGX::AdapterSlot(fPlace.directory), "0000:00:02.") &&
         (fDriver == "i915" || fDriver == "xe"))
       return 0;
-    for (const MemorySource& source : kMemorySources) {
-      if (fDriver == source.driver) return DedicatedMemory(source);
-    }
-    return 0;
+    if (fDriver == "amdgpu") return ReadNumber(fDirectory + "mem_info_vram_total");
+    const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles() : 0;
+    if (tiles != 0 || fPlace.renderNode.empty()) return tiles;
+    return DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
   }
 
-  std::uint64_t DedicatedMemory(const MemorySource& source) const {
-    const std::uint64_t told = source.attribute != nullptr ? SumOfAttribute(source.attribute) : 0;
-    if (told != 0) return told;
-    if (source.asksDriver && !fPlace.renderNode.empty() && !IsAsleep()) {
-      const auto bytes = DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
-      if (bytes) return *bytes;
-    }
-    if (source.window < 0) return 0;
-    return WindowSize(KGX::ReadSystemFile(fDirectory + "resource"), static_cast<unsigned>(source.window));
-  }
-
-  // The device's own, or those of its tiles.
-  std::uint64_t SumOfAttribute(const std::string& name) const {
-    std::uint64_t sum = ReadNumber(fDirectory + name);
-    if (sum != 0) return sum;
+  std::uint64_t MemoryOfTiles() const {
+    std::uint64_t sum = 0;
     for (const std::string& entry : KGX::ListDirectory(fPlace.directory)) {
-      if (KGX::NumberOfName(entry, "tile")) sum += ReadNumber(fDirectory + entry + "/" + name);
+      if (KGX::NumberOfName(entry, "tile"))
+        sum += ReadNumber(fDirectory + entry + "/physical_vram_size_bytes");
     }
     return sum;
   }
-
-  bool IsAsleep() const { return ReadAttribute(fDirectory + "power/runtime_status") == "suspended"; }
 
   void ReadConnectors(SysfsAdapter& adapter) const {
     std::vector<std::string> entries;

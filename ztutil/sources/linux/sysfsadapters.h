@@ -23,7 +23,7 @@ struct SysfsAdapter {
   // False where no graphics driver has the adapter: none at all, or one that hands it on to a guest.
   bool isDriven;
   std::string driver;
-  std::string driverVersion;      // the module's, or else the kernel's
+  std::string driverVersion;      // the module's, or else that of the kernel it came with
   std::string driverDate;         // as WMI writes it
   std::string videoMode;          // the first of an enabled connector, "1920x1080"
   std::uint64_t dedicatedMemory;  // bytes, as the next
