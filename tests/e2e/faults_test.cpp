@@ -2,6 +2,8 @@
 // is the function's first call in the step that stands beside it.
 #include "report.h"
 
+#include <algorithm>
+
 namespace {
 
 using std::string;
@@ -114,6 +116,18 @@ TEST(FaultsTest, SomeErrorsAreAnswers) {
         if (line.substr(0, line.rfind('=')) == change.substr(0, change.rfind('='))) line = change;
     for (const string& fault : Words(faults))
       EXPECT_TRUE(Same(RunWithFault(FaultIn(key, fault)), expected)) << key << " " << fault;
+  }
+}
+
+TEST(FaultsTest, ARefusedProgramIsToldByItsStage) {
+  for (const auto& [fault, text] :
+       Table<string, string>{{"glCreateShader@2=ret:0", "fragment shader refused: glCreateShader failed"},
+                             {"glCompileShader@1=ret:0", "vertex shader refused"},  // and no log
+                             {"glLinkProgram@1=ret:0", "program refused"}}) {
+    const Texts lines = RunWithFault(fault, {"-verbose=1"}).lines;
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const string& line) {
+      return (line + "\n").find("DoCompileProgramGLSL: " + text + "\n") != string::npos;
+    })) << text;
   }
 }
 
