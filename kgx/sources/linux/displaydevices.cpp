@@ -2,6 +2,7 @@
 
 #include "adaptername.h"
 #include "adaptertext.h"
+#include "answerlimits.h"
 #include "exception.h"
 #include "extensionlist.h"
 
@@ -98,6 +99,7 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
   EGLint count = 0;
   if (!EGL().eglQueryDevicesEXT(0, nullptr, &count)) throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
   if (count <= 0) return {};
+  RequireAtMost(static_cast<std::size_t>(count), kMaxObjects, "eglQueryDevicesEXT");
   std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
   if (!EGL().eglQueryDevicesEXT(count, devices.data(), &count)) {
     throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
