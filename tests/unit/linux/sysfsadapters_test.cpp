@@ -141,8 +141,9 @@ TEST(SysfsAdapters, MemoryByFiles) {
                                  {"tile1/physical_vram_size_bytes", "0x100000"}}),
                  0, 128);
     tree.Write("dev/dri/renderD128", "");
-    EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).at(0).dedicatedMemory >> 20, megabytes)
-        << driver << " " << slot;
+    const auto adapter = ztutil::FindSysfsAdapters(Roots(tree)).at(0);
+    EXPECT_EQ(adapter.dedicatedMemory >> 20, megabytes) << driver << " " << slot;
+    EXPECT_EQ(adapter.sharedMemory != 0, megabytes != 0 || slot == "0000:00:02.0") << driver << " " << slot;
   }
 }
 

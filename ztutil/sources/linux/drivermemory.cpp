@@ -76,51 +76,53 @@ class DeviceNode {
 
 std::uint64_t Address(void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
 
-std::uint64_t RadeonMemory(const DeviceNode& node) {
+using Bytes = std::optional<std::uint64_t>;
+
+Bytes RadeonMemory(const DeviceNode& node) {
   RadeonGemInfo info{};
-  if (!node.Ask(kRadeonGemInfo, info)) return 0;
+  if (!node.Ask(kRadeonGemInfo, info)) return std::nullopt;
   return info.vramSize;
 }
 
-std::uint64_t NouveauMemory(const DeviceNode& node) {
+Bytes NouveauMemory(const DeviceNode& node) {
   NouveauGetParam get{kNouveauFramebufferSize, 0};
-  if (!node.Ask(kNouveauGetParam, get)) return 0;
+  if (!node.Ask(kNouveauGetParam, get)) return std::nullopt;
   return get.value;
 }
 
 // Both drivers tell first how long their answer is.
 
-std::uint64_t I915Memory(const DeviceNode& node) {
+Bytes I915Memory(const DeviceNode& node) {
   I915QueryItem item{kI915MemoryRegions, 0, 0, 0};
   I915Query query{1, 0, Address(&item)};
-  if (!node.Ask(kI915Query, query) || item.length <= 0 || item.length > kAnswerLimit) return 0;
+  if (!node.Ask(kI915Query, query) || item.length <= 0 || item.length > kAnswerLimit) return std::nullopt;
   std::string answer(static_cast<std::size_t>(item.length), '\0');
   item.data = Address(answer.data());
-  if (!node.Ask(kI915Query, query) || item.length <= 0) return 0;
+  if (!node.Ask(kI915Query, query) || item.length <= 0) return std::nullopt;
   return SumOfDeviceRegions(answer, 16);
 }
 
-std::uint64_t XeMemory(const DeviceNode& node) {
+Bytes XeMemory(const DeviceNode& node) {
   XeDeviceQuery query{0, kXeMemoryRegions, 0, 0, {}};
-  if (!node.Ask(kXeDeviceQuery, query) || query.size == 0 || query.size > kAnswerLimit) return 0;
+  if (!node.Ask(kXeDeviceQuery, query) || query.size == 0 || query.size > kAnswerLimit) return std::nullopt;
   std::string answer(query.size, '\0');
   query.data = Address(answer.data());
-  if (!node.Ask(kXeDeviceQuery, query)) return 0;
+  if (!node.Ask(kXeDeviceQuery, query)) return std::nullopt;
   return SumOfDeviceRegions(answer, 8);
 }
 
 }  // namespace
 
-std::uint64_t DedicatedMemoryFromDriver(const std::string& driver, const std::string& node) {
+std::optional<std::uint64_t> DedicatedMemoryFromDriver(const std::string& driver, const std::string& node) {
   const struct {
     const char* driver;
-    std::uint64_t (*ask)(const DeviceNode& node);
+    Bytes (*ask)(const DeviceNode& node);
   } drivers[] = {
       {"radeon", RadeonMemory}, {"i915", I915Memory}, {"xe", XeMemory}, {"nouveau", NouveauMemory}};
   for (const auto& known : drivers) {
     if (driver == known.driver) return known.ask(DeviceNode(node));
   }
-  return 0;
+  return std::nullopt;
 }
 
 }  // namespace ztutil

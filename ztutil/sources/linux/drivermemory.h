@@ -3,14 +3,15 @@
 #define ZTUTIL_DRIVERMEMORY_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace ztutil {
 
-// Bytes of the memory that is the adapter's own. Asks "radeon", "i915", "xe" and "nouveau" through the device
-// node, which wakes a sleeping GPU. 0 for other drivers, and where the node can't be opened or the driver
-// doesn't answer.
-std::uint64_t DedicatedMemoryFromDriver(const std::string& driver, const std::string& node);
+// Bytes of the memory that is the adapter's own; 0 is an answer, too. Asks "radeon", "i915", "xe" and
+// "nouveau" through the device node. Nothing for other drivers, and where the node can't be opened or the
+// driver doesn't answer. Opening it wakes a sleeping GPU.
+std::optional<std::uint64_t> DedicatedMemoryFromDriver(const std::string& driver, const std::string& node);
 
 }  // namespace ztutil
 

@@ -72,9 +72,9 @@ class AdapterFiles {
     adapter.isDriven = fPlace.card || IsNVIDIA();
     adapter.driver = fDriver;
     ReadVersion(adapter);
-    adapter.dedicatedMemory = DedicatedMemory();
-    adapter.sharedMemory = ReadNumber(fDirectory + "mem_info_gtt_total");
-    if (adapter.sharedMemory == 0) adapter.sharedMemory = platform::InstalledRAM() / 2;
+    const auto dedicated = DedicatedMemory();
+    adapter.dedicatedMemory = dedicated.value_or(0);
+    if (dedicated) adapter.sharedMemory = SharedMemory();
     ReadConnectors(adapter);
     return adapter;
   }
@@ -99,17 +99,18 @@ class AdapterFiles {
     }
   }
 
-  // What isn't asked here says it through OpenGL, as NVIDIA's driver does, or has none. A sleeping adapter is
-  // woken, as by the context that is made on it in a moment.
-  std::uint64_t DedicatedMemory() const {
+  // Nothing where the driver doesn't say it, or says it through OpenGL alone as NVIDIA's does. A sleeping
+  // adapter is woken, as by the context that is made on it in a moment.
+  std::optional<std::uint64_t> DedicatedMemory() const {
     // Intel's integrated GPU has had this place on every machine of metal; its cards never have it. In a
     // virtual machine it may have another, and there the driver says 0.
     if (StartsWith(KGX::AdapterSlot(fPlace.directory), "0000:00:02.") &&
         (fDriver == "i915" || fDriver == "xe"))
       return 0;
-    if (fDriver == "amdgpu") return ReadNumber(fDirectory + "mem_info_vram_total");
+    if (fDriver == "amdgpu") return KGX::ParseNumber(ReadAttribute(fDirectory + "mem_info_vram_total"));
     const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles() : 0;
-    if (tiles != 0 || fPlace.renderNode.empty()) return tiles;
+    if (tiles != 0) return tiles;
+    if (fPlace.renderNode.empty()) return std::nullopt;
     return DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
   }
 
@@ -120,6 +121,11 @@ class AdapterFiles {
         sum += ReadNumber(fDirectory + entry + "/physical_vram_size_bytes");
     }
     return sum;
+  }
+
+  std::uint64_t SharedMemory() const {
+    const std::uint64_t bytes = ReadNumber(fDirectory + "mem_info_gtt_total");
+    return bytes != 0 ? bytes : platform::InstalledRAM() / 2;
   }
 
   void ReadConnectors(SysfsAdapter& adapter) const {

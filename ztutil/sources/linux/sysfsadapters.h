@@ -27,6 +27,8 @@ struct SysfsAdapter {
   std::string driverDate;         // as WMI writes it
   std::string videoMode;          // the first of an enabled connector, "1920x1080"
   std::uint64_t dedicatedMemory;  // bytes, as the next
+  // Of the machine's. It is credited to an adapter that has little of its own, and so 0 where that isn't
+  // known.
   std::uint64_t sharedMemory;
   // The connectors that have a display. An adapter that can render and has none gets one all the same, so
   // that a compute card or a laptop's second GPU isn't lost where displays decide. That's wider than DXGI's
