@@ -47,7 +47,8 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   fTree.Write("proc/driver/nvidia/gpus/0000:65:00.0/information", "Model: \t\t NVIDIA H200\n");
   // EGL's order isn't the inventory's. Of the last two, the driver's name is the only one there is.
   Environment machine = Machine(
-      "A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,C:/dev/dri/card9:,NVIDIA H200::,Other::",
+      "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,NVIDIA H200::,"
+      "Other::",
       "eglInitialize@3=fail:0x3001;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
       "glClear@1=err:0x505;glDeleteTextures@3=err:0x501;glCheckFramebufferStatusEXT@3=ret:0x8cd6;"
       "glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
@@ -59,6 +60,21 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   machine["MESA_GL_VERSION_OVERRIDE"] = "2.1";
   machine["MESA_EXTENSION_OVERRIDE"] = "-GL_ARB_framebuffer_object";
   EXPECT_TRUE(AsExpected("machine.txt", CallTable(machine, {"-verbose=1"})));
+}
+
+// They are one GPU, whose context and ids are those of the model that comes last.
+TEST_F(InventoryTest, TwoModelsOfOneName) {
+  for (const string card : {"0", "1"})
+    fTree.AddCard(fTree.AddDevice("0000:0" + card + ":01.0", "1002:fff" + card + " 030000", "amdgpu",
+                                  {{"product_name", "Radeon"}}),
+                  std::stoi(card), 128 + std::stoi(card));
+  const Outcome outcome = RunProber(Machine("B:/dev/dri/card1:,A:/dev/dri/card0:"), {"-verbose=1"});
+  string context;
+  for (const string& line : outcome.lines)
+    if (line.find("kgxDevice[") != string::npos) context = line;
+  EXPECT_NE(context.find("/dev/dri/card1"), string::npos) << context;
+  EXPECT_EQ(ValueOf(outcome, "NumGLGPUs"), "1");
+  EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLRendererID"), "65521");
 }
 
 }  // namespace

@@ -34,10 +34,11 @@ Environment Drivers(Environment changes) {
       {"XDG_CACHE_HOME", BuildFile("e2e/cache")},  // kept, so that drivers compile nothing twice
       {"TZ", "UTC"},
       {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("rig/egl/rigegl.json")},
-      {"RIG_EGL_DEVICES", "Rig::"},
+      {"RIG_EGL_DEVICES", "Rig::,software::"},
       {"OCL_ICD_VENDORS", BuildFile("e2e/icd/pocl")},
       {"OPENCL_LAYERS", BuildFile("lib/librigcl.so")},
       {"RIG_CL_CPU_AS_GPU", "1"},
+      {"RIG_CL_INFO", "0x101F=##4294967296"},  // PoCL's memory follows the machine's from moment to moment
       {"RIG_CL_NS", "copy:200000000;kernel:80000000"},
       {"RIG_CL_WORK_ITEMS", "64"},
   });

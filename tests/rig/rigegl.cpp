@@ -57,6 +57,7 @@ void LoadFakeDevices() {
     FakeDevice device{name, card, renderNode, "EGL_EXT_device_query EGL_EXT_device_query_name"};
     if (!card.empty()) device.fExtensions += " EGL_EXT_device_drm";
     if (!renderNode.empty()) device.fExtensions += " EGL_EXT_device_drm_render_node";
+    if (name == "software") device.fExtensions += " EGL_MESA_device_software";
     gFakeDevices.push_back(device);
   }
 }

@@ -94,6 +94,12 @@ TEST(CLTexts, AreCutAtANULAndTakenApart) {
     FakeCL::answers[row.property] = row.answer;
     EXPECT_EQ((gpu.*row.get)(), row.text) << row.answer;
   }
+  FakeCL::answers[CL_DRIVER_VERSION] = std::string(1048577, '9');
+  try {
+    ADD_FAILURE() << gpu.GetDriverVersion().size();
+  } catch (const KGX::LogicalException& exception) {
+    EXPECT_STREQ(exception.message(), "clGetDeviceInfo gives a size of 1048577");
+  }
 }
 
 }  // namespace

@@ -47,25 +47,27 @@ TEST(AdapterText, FieldsAndNumbers) {
   EXPECT_EQ(KGX::ParseNumber("0017163091968"), 17163091968u);
 }
 
-TEST(SysfsText, MemoryWindows) {
-  const string resource = "0x4000000000 0x41ffffffff 0x14220c\n0x0 0x0 0x0\n0x2 0x1 0x0\n0x0 0x1\nx y z\n";
-  const std::uint64_t sizes[] = {0x200000000, 0, 0, 0, 0, 0};
-  for (unsigned window = 0; window < 6; ++window)
-    EXPECT_EQ(ztutil::WindowSize(resource, window), sizes[window]) << window;
-}
-
-TEST(SysfsText, Dates) {
-  const string nvrm = "NVRM version: NVIDIA UNIX x86_64 Kernel Module  535.104.05  ";
-  for (const auto& [text, date] :
-       Table{{nvrm + "Wed Dec  6 01:15:15 UTC 2023\nGCC version:  gcc 12", "20231206000000.000000-000"},
-             {nvrm + "Sat anF 19 01:15:15 UTC 2023", ""},
-             {nvrm + "Sat Aug 32 01:15:15 UTC 2023", ""}})
-    EXPECT_EQ(ztutil::DateOfNVIDIAModule(text), date) << text;
-  for (const auto& [text, date] : Table{{"#1 SMP Debian 6.1.55-1 (2023-09-29)", "20230929000000.000000-000"},
-                                        {"#1 SMP Debian (2023-13-29)", ""},
-                                        {"#1 SMP (x) 2023-09-29", ""},
-                                        {"#1 SMP Debian (2023-09-2)", ""}})
-    EXPECT_EQ(ztutil::DateOfKernel(text), date) << text;
+// Lines of NVIDIA's modules, and of kernels of Debian, Ubuntu, SUSE, Arch, Proxmox and NixOS.
+TEST(SysfsText, DatesOfBuilds) {
+  const string nvidia =
+      "NVRM version: NVIDIA UNIX Open Kernel Module for x86_64  550.90.07  Release Build  (a@b)  ";
+  for (const auto& [text, day] : Table{{nvidia + "Wed Dec  6 01:15:15 UTC 2023", "20231206"},
+                                       {nvidia + "Tue Jun  4 01:42:09 PM CST 2024", "20240604"},
+                                       {nvidia + "Tue  4 Jun 13:42:09 BST 2024", "20240604"},
+                                       {nvidia, ""},
+                                       {nvidia + "Sat anF 19 01:15:15 UTC 2023", ""},
+                                       {nvidia + "Sat Aug 32 01:15:15 UTC 2023", ""},
+                                       {"#1 SMP Debian 6.1.55-1 (2023-09-29)", "20230929"},
+                                       {"#1 SMP Debian 6.1.55-1 (2023-13-29)", ""},
+                                       {"#1 SMP Debian 6.1.55-1 (2023-09-2)", ""},
+                                       {"#49-Ubuntu SMP Mon Nov  4 02:06:24 UTC 2024", "20241104"},
+                                       {"#28~24.04.1-Ubuntu SMP Wed Jul  1 15:50:57 UTC 2", ""},
+                                       {"#1 SMP Wed Oct 9 07:25:53 UTC 2024 (d75a4ab)", "20241009"},
+                                       {"#1 SMP PREEMPT Sat, 13 Feb 2021 20:50:18 +0000", "20210213"},
+                                       {"#1 SMP PMX 6.8.12-9 (2025-03-16T19:18Z)", "20250316"},
+                                       {"#1 SMP PVE 5.15.74-1 (Mon, 14 Nov 2022 20:17:15 +0100)", "20221114"},
+                                       {"#1-NixOS SMP Tue Jan  1 00:00:00 UTC 1980", ""}})
+    EXPECT_EQ(ztutil::DateOfBuild(text), day.empty() ? "" : day + "000000.000000-000") << text;
 }
 
 // The head of an answer of i915 or xe, which begins with the count of regions, and a region.

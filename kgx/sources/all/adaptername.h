@@ -1,9 +1,10 @@
-// What the system knows of a graphics adapter, by its directory in sysfs. One function names an adapter for
-// everyone who asks, so that names from different sources compare equal. Linux only: elsewhere the system has
-// names of its own.
+// What the system knows of its graphics adapters, by their directories in sysfs. One function lists them and
+// one names them for everyone who asks, so that order and names from different sources agree. Linux only:
+// elsewhere the system has lists and names of its own.
 //
 // Nothing here throws for what the system says: a file that is missing, can't be read or holds something else
-// than it should is as good as an empty one. No device is opened, and none is woken.
+// than it should is as good as an empty one. No device is opened. A sleeping one stays asleep, unless it is
+// NVIDIA's: that driver wakes it before it gives its name or UUID.
 #ifndef KGX_ADAPTERNAME_H_
 #define KGX_ADAPTERNAME_H_
 
@@ -60,6 +61,17 @@ std::vector<std::string> ListDirectory(const std::string& path);
 // Resolves all links; an empty text where the path leads nowhere.
 std::string ResolvedPath(const std::string& path);
 
+// A PCI device of the display class, or one with a DRM card.
+struct AdapterPlace {
+  std::string directory;
+  std::optional<unsigned> card;  // the lowest number of its DRM cards
+  std::string renderNode;        // the name of its DRM render node, or empty
+};
+
+// All adapters of the machine: the one that the firmware started up with, then by the numbers of their DRM
+// cards, then the others.
+std::vector<AdapterPlace> ListAdapters(const SystemRoots& roots = {});
+
 // The directory of the PCI device behind a device file such as "/dev/dri/card0", or an empty text where there
 // is none. The file itself needn't exist: containers often have the directory alone.
 std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& roots = {});
@@ -67,7 +79,7 @@ std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& r
 // The same by a UUID as NVIDIA's driver writes it, for example "GPU-5d0e2c1b-...".
 std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& roots = {});
 
-// The next three take such a directory.
+// The next two take such a directory.
 
 // The adapter's marketing name: up to 127 printable ASCII characters, none of them a quote or a backslash.
 // Where no source has one, "PCI 8086:64a0"; "unknown adapter" where the ids can't be read.
@@ -75,9 +87,6 @@ std::string AdapterName(const std::string& directory, IdDatabases& databases);
 
 // The slot, for example "0000:03:00.0", or an empty text.
 std::string AdapterSlot(const std::string& directory);
-
-// True for the adapter on which the firmware showed the machine's start.
-bool IsBootAdapter(const std::string& directory);
 
 }  // namespace KGX
 

@@ -31,6 +31,16 @@ std::string_view FromLine(std::string_view text, const std::string& prefix) {
   return found == std::string_view::npos ? "" : text.substr(found + 1 + prefix.size());
 }
 
+// A number that is the whole text.
+template <class Number>
+std::optional<Number> WholeNumber(std::string_view text, int base) {
+  Number number = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number, base);
+  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
+  return number;
+}
+
 template <class... Values>
 std::string Printed(const char* format, Values... values) {
   char text[64];
@@ -53,11 +63,12 @@ std::string_view AttributeLine(std::string_view content) {
 
 std::optional<std::uint64_t> ParseNumber(std::string_view text) {
   const int base = TakePrefix(text, "0x") ? 16 : 10;
-  std::uint64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number, base);
-  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
+  return WholeNumber<std::uint64_t>(text, base);
+}
+
+std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix) {
+  if (!TakePrefix(name, prefix)) return std::nullopt;
+  return WholeNumber<unsigned>(name, 10);
 }
 
 std::string_view FieldValue(std::string_view text, std::string_view name) {

@@ -19,6 +19,9 @@ std::string_view AttributeLine(std::string_view content);
 // A number that is the whole text: decimal, or hexadecimal behind "0x".
 std::optional<std::uint64_t> ParseNumber(std::string_view text);
 
+// The number N of a name that is `prefix` and N, such as "card0".
+std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix);
+
 // What a text of lines "Name: value" has for the name.
 std::string_view FieldValue(std::string_view text, std::string_view name);
 

@@ -33,7 +33,7 @@ void Context::ReleaseCurrent() {
 unsigned Context::NumDisplayDevice() { return static_cast<unsigned>(Platform::DisplayDevices().size()); }
 
 bool Context::DisplayDevice(unsigned index, DisplayDeviceKey& key) {
-  if (index >= NumDisplayDevice()) return false;
+  if (index >= NumDisplayDevice() || !Platform::IsOffered(index)) return false;
   key = Platform::DisplayDevices()[index];
   return true;
 }

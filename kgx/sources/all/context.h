@@ -46,11 +46,13 @@ class Context {
   // How many display devices there are: 0 before, and after a failed, Library::Initialize.
   static unsigned NumDisplayDevice();
 
-  // Fills `key` with the device at `index`. False, and `key` untouched, when there is none.
+  // Fills `key` with the device at `index`. False, and `key` untouched, when there is none. A device that
+  // renders in software stands behind the others, and is there only if none of them gave a context when last
+  // asked for one: whoever makes contexts takes the devices in their order.
   static bool DisplayDevice(unsigned index, DisplayDeviceKey& key);
 
-  // The device that the machine starts up with, or else the first. Throws LogicalException when there is
-  // none.
+  // The device that the machine starts up with, or else the first; the software device where no other gives a
+  // context. Throws LogicalException when there is none.
   static DisplayDeviceKey PrimaryDisplayDevice();
 
  protected:

@@ -1,5 +1,7 @@
 #include "opencl.h"
 
+#include "answerlimits.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -14,14 +16,6 @@ const EntryPoints& Table() { return ExtensionManager::instance()->table(); }
 
 void Require(cl_int status, const char* call) {
   if (status != CL_SUCCESS) throw LogicalException(std::string(call) + " failed: " + std::to_string(status));
-}
-
-// A driver that lies mustn't make us ask for all memory there is.
-constexpr cl_uint kMaxObjects = 4096;
-constexpr std::size_t kMaxText = 1048576;
-
-void RequireAtMost(std::size_t count, std::size_t most, const char* call) {
-  if (count > most) throw LogicalException(std::string(call) + " gives a size of " + std::to_string(count));
 }
 
 // A text of the object, by one of the two query functions.

@@ -32,7 +32,13 @@ bool IsInitialized();
 // In an order that is the same at each call. Empty before a successful Initialize.
 const std::vector<DisplayDeviceKey>& DisplayDevices();
 
-// The place in DisplayDevices of the device that the machine starts up with; 0 where none stands out.
+// False for a device of DisplayDevices that renders in software, while one in front of it has given a
+// context.
+bool IsOffered(std::size_t index);
+
+// The place in DisplayDevices of the device that the machine starts up with; 0 where none stands out. Where a
+// software device stands behind the others, it makes contexts to find out whether they are needed, and gives
+// that one's place if they fail.
 std::size_t PrimaryDisplayDevice();
 
 // A compatibility-profile context with no window on one of DisplayDevices. Throws LogicalException.

@@ -5,6 +5,7 @@
 #include "openglinterceptor.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 namespace KGX::OGL {
@@ -23,8 +24,9 @@ GLuint CreateProgram() {
 using GetParameter = void (OpenGLInterceptor::*)(const char*, int, GLuint, GLenum, GLint*);
 using GetInfoLog = void (OpenGLInterceptor::*)(const char*, int, GLuint, GLsizei, GLsizei*, GLchar*);
 
-// Throws with the driver's log if the shader or program hasn't the status.
-void RequireStatus(GLuint object, GLenum status, GetParameter getParameter, GetInfoLog getInfoLog) {
+// Throws with the driver's log if the shader or program hasn't the status. `what` names it.
+void RequireStatus(const char* what, GLuint object, GLenum status, GetParameter getParameter,
+                   GetInfoLog getInfoLog) {
   OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
   GLint ok = 0;
   (gl->*getParameter)(KGX_HERE, object, status, &ok);
@@ -38,7 +40,8 @@ void RequireStatus(GLuint object, GLenum status, GetParameter getParameter, GetI
   if (size > 0) (gl->*getInfoLog)(KGX_HERE, object, size, nullptr, log.data());
   std::replace_if(
       log.begin(), log.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  throw LogicalException(log.c_str());
+  log.resize(std::strlen(log.c_str()));
+  throw LogicalException(std::string(what) + " refused" + (log.empty() ? "" : ": " + log));
 }
 
 }  // namespace
@@ -63,19 +66,20 @@ void Program::loadFragmentShader(unsigned count, const char* const* strings, con
 
 void Program::LoadShader(GLenum type, unsigned count, const char* const* strings, const GLint* lengths) {
   OpenGLInterceptor* const gl = OpenGLInterceptor::Instance();
+  const char* const stage = type == kGL_VERTEX_SHADER ? "vertex shader" : "fragment shader";
   const GLuint shader = gl->glCreateShader(KGX_HERE, type);
-  if (shader == 0) throw LogicalException("glCreateShader failed");
+  if (shader == 0) throw LogicalException(std::string(stage) + " refused: glCreateShader failed");
   fShaders.push_back(shader);
   gl->glShaderSource(KGX_HERE, shader, static_cast<GLsizei>(count), strings, lengths);
   gl->glCompileShader(KGX_HERE, shader);
-  RequireStatus(shader, kGL_COMPILE_STATUS, &OpenGLInterceptor::glGetShaderiv,
+  RequireStatus(stage, shader, kGL_COMPILE_STATUS, &OpenGLInterceptor::glGetShaderiv,
                 &OpenGLInterceptor::glGetShaderInfoLog);
   gl->glAttachShader(KGX_HERE, fName, shader);
 }
 
 void Program::link(bool releaseShaders) {
   OpenGLInterceptor::Instance()->glLinkProgram(KGX_HERE, fName);
-  RequireStatus(fName, kGL_LINK_STATUS, &OpenGLInterceptor::glGetProgramiv,
+  RequireStatus("program", fName, kGL_LINK_STATUS, &OpenGLInterceptor::glGetProgramiv,
                 &OpenGLInterceptor::glGetProgramInfoLog);
   if (releaseShaders) ReleaseShaders();
 }

@@ -8,9 +8,9 @@
 
 namespace KGX::OGL {
 
-// Each operation throws LogicalException if the driver refuses, with the driver's own log, on one line, as
-// the text, and InternalException if the driver lacks the function that it takes. The constructor throws
-// LogicalException below OpenGL 2.0.
+// Each operation throws LogicalException if the driver refuses, with what it refuses and its own log, which
+// may be empty, on one line: "fragment shader refused: 0:1(1): error". It throws InternalException if the
+// driver lacks the function that it takes. The constructor throws LogicalException below OpenGL 2.0.
 class Program {
  public:
   Program();

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 namespace KGX {
 
@@ -23,6 +24,9 @@ constexpr std::uint32_t kAMD = 0x1002;
 constexpr std::size_t kDatabaseLimit = 16777216;
 
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+// True for the adapter on which the firmware showed the machine's start.
+bool IsBootAdapter(const std::string& directory) { return ReadAttribute(directory + "/boot_vga") == "1"; }
 
 std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
   const std::string information =
@@ -97,6 +101,36 @@ std::string ResolvedPath(const std::string& path) {
   return result;
 }
 
+std::vector<AdapterPlace> ListAdapters(const SystemRoots& roots) {
+  std::map<std::string, AdapterPlace> found;
+  for (const std::string& entry : ListDirectory(roots.sys + "/class/drm")) {
+    const auto card = NumberOfName(entry, "card");
+    if (!card && !NumberOfName(entry, "renderD")) continue;
+    const std::string directory = AdapterDirectory(entry, roots);
+    if (directory.empty()) continue;
+    AdapterPlace& adapter = found[directory];
+    if (!card) {
+      adapter.renderNode = entry;
+    } else if (!adapter.card || *card < *adapter.card) {
+      adapter.card = card;
+    }
+  }
+  const std::string pci = roots.sys + "/bus/pci/devices/";
+  for (const std::string& slot : ListDirectory(pci)) {
+    constexpr char kDisplayClass[] = "0x03";
+    if (ReadAttribute(pci + slot + "/class").rfind(kDisplayClass, 0) == 0) found[ResolvedPath(pci + slot)];
+  }
+
+  std::map<std::tuple<bool, bool, unsigned, std::string>, AdapterPlace> sorted;
+  for (auto& [directory, adapter] : found) {
+    adapter.directory = directory;
+    sorted[{!IsBootAdapter(directory), !adapter.card, adapter.card.value_or(0), directory}] = adapter;
+  }
+  std::vector<AdapterPlace> adapters;
+  for (const auto& [order, adapter] : sorted) adapters.push_back(adapter);
+  return adapters;
+}
+
 std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& roots) {
   const auto isPCI = [](const std::string& directory) {
     return Exists(directory + "/vendor") && Exists(directory + "/class");
@@ -136,7 +170,5 @@ std::string AdapterName(const std::string& directory, IdDatabases& databases) {
 }
 
 std::string AdapterSlot(const std::string& directory) { return directory.substr(directory.rfind('/') + 1); }
-
-bool IsBootAdapter(const std::string& directory) { return ReadAttribute(directory + "/boot_vga") == "1"; }
 
 }  // namespace KGX

@@ -5,6 +5,7 @@
 #include "libegl.h"
 #include "openglplatform.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <map>
@@ -15,9 +16,16 @@ namespace KGX::OGL::Platform {
 
 namespace {
 
+struct Device : EGLDisplayDevice {
+  explicit Device(const EGLDisplayDevice& found) : EGLDisplayDevice(found) {}
+
+  bool works = false;                    // the last attempt at a context succeeded
+  std::unique_ptr<NativeContext> spare;  // one that is made and not yet asked for
+};
+
 struct State {
   bool isInitialized = false;
-  std::vector<EGLDisplayDevice> devices;
+  std::vector<Device> devices;
   std::vector<DisplayDeviceKey> keys;
   // Displays that are initialised, by device. They are never terminated: all contexts of a device share one
   // display, and terminating it takes the other contexts along.
@@ -33,8 +41,8 @@ State& TheState() {
 // a context would call into a driver that is half gone. The system takes all of it back a moment later.
 std::atomic<bool> gExiting{false};
 
-const EGLDisplayDevice& FindDevice(const DisplayDeviceKey& key) {
-  for (const EGLDisplayDevice& device : TheState().devices) {
+Device& FindDevice(const DisplayDeviceKey& key) {
+  for (Device& device : TheState().devices) {
     if (device.key.deviceName == key.deviceName) return device;
   }
   throw LogicalException("no display device " + key.deviceName);
@@ -112,13 +120,32 @@ class EGLNativeContext : public NativeContext {
   EGLSurface fSurface = EGL_NO_SURFACE;
 };
 
+std::unique_ptr<NativeContext> CreateContextOn(Device& device) {
+  if (device.spare != nullptr) return std::move(device.spare);
+  device.works = false;
+  auto context = std::make_unique<EGLNativeContext>(InitializedDisplay(device.device));
+  device.works = true;
+  return context;
+}
+
+bool GivesContext(Device& device) {
+  try {
+    device.spare = CreateContextOn(device);
+    return true;
+  } catch (const LogicalException&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 void Initialize() {
   State& state = TheState();
   if (state.isInitialized) return;
-  state.devices = FindDisplayDevices();
-  for (const EGLDisplayDevice& device : state.devices) state.keys.push_back(device.key);
+  for (const EGLDisplayDevice& device : FindDisplayDevices()) {
+    state.devices.emplace_back(device);
+    state.keys.push_back(device.key);
+  }
   std::atexit([] { gExiting = true; });
   state.isInitialized = true;
 }
@@ -127,16 +154,23 @@ bool IsInitialized() { return TheState().isInitialized; }
 
 const std::vector<DisplayDeviceKey>& DisplayDevices() { return TheState().keys; }
 
+bool IsOffered(std::size_t index) {
+  const std::vector<Device>& devices = TheState().devices;
+  return !devices[index].isSoftware || std::none_of(devices.begin(), devices.end(), [](const Device& device) {
+    return !device.isSoftware && device.works;
+  });
+}
+
 std::size_t PrimaryDisplayDevice() {
-  const std::vector<EGLDisplayDevice>& devices = TheState().devices;
-  for (std::size_t index = 0; index < devices.size(); ++index) {
-    if (devices[index].isBootDevice) return index;
-  }
-  return 0;
+  std::vector<Device>& devices = TheState().devices;
+  const auto software =
+      std::find_if(devices.begin(), devices.end(), [](const Device& device) { return device.isSoftware; });
+  if (software == devices.end() || std::any_of(devices.begin(), software, GivesContext)) return 0;
+  return static_cast<std::size_t>(software - devices.begin());
 }
 
 std::unique_ptr<NativeContext> CreateContext(const DisplayDeviceKey& device) {
-  return std::make_unique<EGLNativeContext>(InitializedDisplay(FindDevice(device).device));
+  return CreateContextOn(FindDevice(device));
 }
 
 void* FunctionAddress(const char* name) { return reinterpret_cast<void*>(EGL().eglGetProcAddress(name)); }

@@ -2,12 +2,14 @@
 
 #include "adaptername.h"
 #include "adaptertext.h"
+#include "answerlimits.h"
 #include "exception.h"
 #include "extensionlist.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 namespace KGX::OGL {
 
@@ -71,10 +73,24 @@ EGLDisplayDevice HardwareDevice(EGLDeviceEXT device, const char* extensions, std
   const std::string id = !file.empty() ? file : "EGL device " + std::to_string(index);
   const std::string directory = DeviceDirectory(device, file, extensions);
   if (!directory.empty())
-    return {
-        {id, AdapterName(directory, databases), AdapterSlot(directory)}, device, IsBootAdapter(directory)};
+    return {{id, AdapterName(directory, databases), AdapterSlot(directory)}, device, false};
   const std::string name = DriversName(device, extensions);
   return {{id, !name.empty() ? name : id, ""}, device, false};
+}
+
+// Devices of one name are joined with the adapter that comes last of that name, and so must come last in both
+// lists.
+void Sort(std::vector<EGLDisplayDevice>& devices) {
+  const std::vector<AdapterPlace> adapters = ListAdapters();
+  const auto rank = [&](const EGLDisplayDevice& device) {
+    const auto place = std::find_if(adapters.begin(), adapters.end(), [&](const AdapterPlace& adapter) {
+      return AdapterSlot(adapter.directory) == device.key.displayID;
+    });
+    return std::make_pair(device.isSoftware, place);
+  };
+  std::stable_sort(
+      devices.begin(), devices.end(),
+      [&](const EGLDisplayDevice& left, const EGLDisplayDevice& right) { return rank(left) < rank(right); });
 }
 
 }  // namespace
@@ -83,6 +99,7 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
   EGLint count = 0;
   if (!EGL().eglQueryDevicesEXT(0, nullptr, &count)) throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
   if (count <= 0) return {};
+  RequireAtMost(static_cast<std::size_t>(count), kMaxObjects, "eglQueryDevicesEXT");
   std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
   if (!EGL().eglQueryDevicesEXT(count, devices.data(), &count)) {
     throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
@@ -90,23 +107,23 @@ std::vector<EGLDisplayDevice> FindDisplayDevices() {
   devices.resize(std::min(devices.size(), static_cast<std::size_t>(count)));
 
   IdDatabases databases;
-  std::vector<EGLDisplayDevice> hardware;
-  std::vector<EGLDisplayDevice> software;
+  std::vector<EGLDisplayDevice> found;
   for (std::size_t index = 0; index < devices.size(); ++index) {
     const char* const extensions = EGL().eglQueryDeviceStringEXT(devices[index], EGL_EXTENSIONS);
     if (HasExtension(extensions, "EGL_MESA_device_software")) {
-      software.push_back({{"software", "Software renderer", ""}, devices[index], false});
+      found.push_back({{"software", "Software renderer", ""}, devices[index], true});
       continue;
     }
     // Mesa lists every render node, those of another vendor's driver too. That vendor comes first in
     // libglvnd's order, and its device is the one that works.
     const EGLDisplayDevice device = HardwareDevice(devices[index], extensions, index, databases);
-    const bool isKnown = std::any_of(hardware.begin(), hardware.end(), [&](const EGLDisplayDevice& other) {
+    const bool isKnown = std::any_of(found.begin(), found.end(), [&](const EGLDisplayDevice& other) {
       return other.key.deviceName == device.key.deviceName;
     });
-    if (!isKnown) hardware.push_back(device);
+    if (!isKnown) found.push_back(device);
   }
-  return hardware.empty() ? software : hardware;
+  Sort(found);
+  return found;
 }
 
 }  // namespace KGX::OGL

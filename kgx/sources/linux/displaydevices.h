@@ -12,11 +12,11 @@ namespace KGX::OGL {
 struct EGLDisplayDevice {
   DisplayDeviceKey key;
   EGLDeviceEXT device;
-  bool isBootDevice;  // the firmware's screen is on it
+  bool isSoftware;  // renders on the CPU, for want of hardware
 };
 
-// All devices in EGL's order. A software renderer counts only where there is nothing else. Throws
-// LogicalException if the driver refuses to list them.
+// The hardware in the order of ListAdapters, what the system doesn't know behind it, and then software.
+// Throws LogicalException if the driver refuses to list its devices, or tells of more than there can be.
 std::vector<EGLDisplayDevice> FindDisplayDevices();
 
 }  // namespace KGX::OGL

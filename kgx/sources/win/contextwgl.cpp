@@ -130,6 +130,8 @@ bool IsInitialized() { return TheState().isInitialized; }
 
 const std::vector<DisplayDeviceKey>& DisplayDevices() { return TheState().keys; }
 
+bool IsOffered(std::size_t) { return true; }
+
 std::size_t PrimaryDisplayDevice() { return TheState().primary; }
 
 std::unique_ptr<NativeContext> CreateContext(const DisplayDeviceKey& device) {

@@ -39,6 +39,11 @@ void SystemTree::Link(const std::string& path, const std::string& target) {
   if (!fs::is_symlink(Path(path))) fs::create_symlink(fs::relative(Path(target), folder), Path(path));
 }
 
+void SystemTree::SetDriver(const std::string& device, const std::string& name) {
+  Link(device + "/driver", "sys/bus/drivers/" + name);
+  Link("sys/bus/drivers/" + name + "/module", "sys/module/" + name);
+}
+
 std::string SystemTree::AddDevice(const std::string& slot, const std::string& ids, const std::string& driver,
                                   const Files& files) {
   const std::string device = "sys/devices/pci0000:00/" + slot;
@@ -48,11 +53,15 @@ std::string SystemTree::AddDevice(const std::string& slot, const std::string& id
   for (const auto& [name, content] : files) Write(device + "/" + name, content + "\n");
   Link("sys/bus/pci/devices/" + slot, device);
   const std::size_t slash = driver.find('/');
-  std::string owner = slash == std::string::npos ? device : device + "/" + driver.substr(0, slash);
   const std::string name = driver.substr(slash + 1);
-  if (name.empty()) return owner;
-  Link(owner + "/driver", "sys/bus/drivers/" + name);
-  Link("sys/bus/drivers/" + name + "/module", "sys/module/" + name);
+  if (name.empty()) return device;
+  std::string owner = device;
+  if (slash != std::string::npos) {
+    SetDriver(device, "virtio-pci");
+    Write("sys/module/virtio-pci/version", "1\n");
+    owner += "/" + driver.substr(0, slash);
+  }
+  SetDriver(owner, name);
   return owner;
 }
 

@@ -34,6 +34,8 @@ class SystemTree {
   void AddCard(const std::string& device, int card, int renderNode, const Files& connectors = {});
 
  private:
+  void SetDriver(const std::string& device, const std::string& name);
+
   const std::string fFolder;
 };
 

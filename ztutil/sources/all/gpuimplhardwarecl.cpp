@@ -3,6 +3,8 @@
 #include "probeprogram.h"
 #include "ztlogging.h"
 
+#include <kgx/answerlimits.h>
+
 #include <boost/make_shared.hpp>
 #include <boost/pointer_cast.hpp>
 
@@ -36,13 +38,12 @@ void RequireSuccess(cl_int ciErrNum) {
   if (ciErrNum != CL_SUCCESS) FailRequirement("Failed requirement: ciErrNum == CL_SUCCESS");
 }
 
-// A text of the device; fails the requirement where the driver refuses, or gives a length beyond all reason.
+// A text of the device; fails the requirement where the driver refuses, and throws LogicalException where its
+// length is beyond all reason.
 std::string DeviceText(cl_device_id device, cl_device_info property, const char* requirement) {
-  constexpr std::size_t kMaxText = 1048576;
   std::size_t size = 0;
-  if (CL().clGetDeviceInfo(device, property, 0, nullptr, &size) != CL_SUCCESS || size > kMaxText) {
-    FailRequirement(requirement);
-  }
+  if (CL().clGetDeviceInfo(device, property, 0, nullptr, &size) != CL_SUCCESS) FailRequirement(requirement);
+  KGX::RequireAtMost(size, KGX::kMaxText, "clGetDeviceInfo");
   std::string text(size, '\0');
   if (size > 0 && CL().clGetDeviceInfo(device, property, size, text.data(), nullptr) != CL_SUCCESS) {
     FailRequirement(requirement);

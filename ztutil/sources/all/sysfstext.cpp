@@ -38,11 +38,26 @@ std::vector<std::string> Words(std::string_view line) {
   return words;
 }
 
+constexpr unsigned kFirstYear = 1991;  // of Linux
+
 std::string WMIDate(unsigned year, unsigned month, unsigned day) {
-  if (year < 1970 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31) return {};
+  if (year < kFirstYear || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31) return {};
   std::string text;
   FmtPrintf(text, "%04u%02u%02u000000.000000-000", year, month, day);
   return text;
+}
+
+// By "2023-09-29", with a bracket in front or one or a "T" behind; an empty text for another word.
+std::string ISODate(std::string_view word) {
+  TakeChar(word, '(');
+  unsigned year = 0;
+  unsigned month = 0;
+  unsigned day = 0;
+  const bool ok = TakeNumber(word, 4, 4, 10, year) && TakeChar(word, '-') &&
+                  TakeNumber(word, 2, 2, 10, month) && TakeChar(word, '-') &&
+                  TakeNumber(word, 2, 2, 10, day) &&
+                  (word.empty() || TakeChar(word, ')') || TakeChar(word, 'T'));
+  return ok ? WMIDate(year, month, day) : "";
 }
 
 // 1 for "Jan"; 0 for what is no month.
@@ -52,6 +67,7 @@ unsigned MonthNumber(const std::string& name) {
   return found != std::string_view::npos && found % 3 == 0 ? static_cast<unsigned>(found / 3) + 1 : 0;
 }
 
+// 0 for what is no number, or too large for a year.
 unsigned Decimal(const std::string& word) {
   const auto number = KGX::ParseNumber(word);
   return number && *number <= 9999 ? static_cast<unsigned>(*number) : 0;
@@ -66,14 +82,6 @@ Value ValueAt(std::string_view bytes, std::size_t offset) {
 
 }  // namespace
 
-std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix) {
-  if (name.substr(0, prefix.size()) != prefix) return std::nullopt;
-  name.remove_prefix(prefix.size());
-  unsigned number = 0;
-  if (!TakeNumber(name, 1, 9, 10, number) || !name.empty()) return std::nullopt;
-  return number;
-}
-
 std::uint64_t PackedSlot(std::string_view slot) {
   unsigned domain = 0;
   unsigned bus = 0;
@@ -86,34 +94,20 @@ std::uint64_t PackedSlot(std::string_view slot) {
   return ok ? std::uint64_t{domain} << 16 | bus << 8 | device << 3 | function : 0;
 }
 
-std::uint64_t WindowSize(std::string_view resource, unsigned window) {
-  while (window-- > 0) KGX::TakeLine(resource);
-  const std::vector<std::string> words = Words(KGX::TakeLine(resource));
-  if (words.size() != 3) return 0;
-  const auto first = KGX::ParseNumber(words[0]);
-  const auto last = KGX::ParseNumber(words[1]);
-  return first && last && *first < *last ? *last - *first + 1 : 0;
-}
-
-std::string DateOfNVIDIAModule(std::string_view version) {
-  // ... Sat Aug 19 01:15:15 UTC 2023
-  const std::vector<std::string> words = Words(KGX::TakeLine(version));
-  if (words.size() < 5) return {};
-  const auto last = words.rbegin();
-  return WMIDate(Decimal(last[0]), MonthNumber(last[4]), Decimal(last[3]));
-}
-
-std::string DateOfKernel(std::string_view version) {
-  const std::size_t bracket = version.rfind('(');
-  if (bracket == std::string_view::npos) return {};
-  version.remove_prefix(bracket + 1);
-  unsigned year = 0;
-  unsigned month = 0;
-  unsigned day = 0;
-  const bool ok = TakeNumber(version, 4, 4, 10, year) && TakeChar(version, '-') &&
-                  TakeNumber(version, 2, 2, 10, month) && TakeChar(version, '-') &&
-                  TakeNumber(version, 2, 2, 10, day) && TakeChar(version, ')');
-  return ok ? WMIDate(year, month, day) : "";
+std::string DateOfBuild(std::string_view version) {
+  const std::vector<std::string> words = Words(version);
+  for (std::size_t i = words.size(); i-- > 0;) {
+    if (const std::string date = ISODate(words[i]); !date.empty()) return date;
+    const unsigned month = MonthNumber(words[i]);
+    if (month == 0) continue;
+    const auto word = [&](std::size_t index) { return index < words.size() ? Decimal(words[index]) : 0; };
+    const unsigned behind = word(i + 1);
+    const unsigned day = behind >= 1 && behind <= 31 ? behind : word(i - 1);
+    std::size_t year = i + 1;
+    while (year < words.size() && word(year) < kFirstYear) ++year;
+    return WMIDate(word(year), month, day);
+  }
+  return {};
 }
 
 std::uint64_t SumOfDeviceRegions(std::string_view answer, std::size_t headerSize) {

@@ -5,28 +5,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace ztutil {
 
-// The number N of a name that is `prefix` and N, such as "card0".
-std::optional<unsigned> NumberOfName(std::string_view name, std::string_view prefix);
-
 // A PCI slot such as "0000:03:00.0" in one number: domain, 8 bits of bus, 5 of device, 3 of function.
 std::uint64_t PackedSlot(std::string_view slot);
 
-// The bytes of a PCI device's memory window with that number, by its file "resource".
-std::uint64_t WindowSize(std::string_view resource, unsigned window);
-
-// Days as WMI writes them, for example "20200130000000.000000-000".
-
-// That of NVIDIA's kernel module, by /proc/driver/nvidia/version.
-std::string DateOfNVIDIAModule(std::string_view version);
-
-// That of a kernel by its version, where that has one in brackets, as Debian's: "#1 SMP ... (2023-09-29)".
-std::string DateOfKernel(std::string_view version);
+// The day on which a kernel or a module was built, by the line in which it tells its version, and as WMI
+// writes days: "20200130000000.000000-000". The line may have it as "(2020-01-30)", "Thu Jan 30 ... 2020" or
+// "Thu, 30 Jan 2020". Builds that hide their time say 1970 or 1980, which is no day.
+std::string DateOfBuild(std::string_view version);
 
 // The bytes of memory that is the device's own, by what i915 (a header of 16 bytes) and xe (of 8) answer to a
 // query for memory regions.

@@ -1,6 +1,6 @@
 // The graphics adapters of a Linux machine, by sysfs, /proc and the id databases.
 //
-// An adapter is a PCI device of the display class, or one with a DRM card. What a record has of it is right,
+// What a record has of it is right,
 // or it is 0 or empty: files that are missing, vanish, or hold something else are passed over.
 #ifndef ZTUTIL_SYSFSADAPTERS_H_
 #define ZTUTIL_SYSFSADAPTERS_H_
@@ -23,10 +23,12 @@ struct SysfsAdapter {
   // False where no graphics driver has the adapter: none at all, or one that hands it on to a guest.
   bool isDriven;
   std::string driver;
-  std::string driverVersion;      // the module's, or else the kernel's
+  std::string driverVersion;      // the module's, or else that of the kernel it came with
   std::string driverDate;         // as WMI writes it
   std::string videoMode;          // the first of an enabled connector, "1920x1080"
   std::uint64_t dedicatedMemory;  // bytes, as the next
+  // Of the machine's. It is credited to an adapter that has little of its own, and so 0 where that isn't
+  // known.
   std::uint64_t sharedMemory;
   // The connectors that have a display. An adapter that can render and has none gets one all the same, so
   // that a compute card or a laptop's second GPU isn't lost where displays decide. That's wider than DXGI's
@@ -34,7 +36,7 @@ struct SysfsAdapter {
   std::vector<std::string> displays;
 };
 
-// The adapter that the firmware started up with, then by the numbers of their DRM cards, then the others.
+// Those of KGX::ListAdapters whose ids can be read, in its order.
 std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots);
 
 }  // namespace ztutil
