@@ -78,24 +78,6 @@ TEST(CommandLineTest, HangSleepsBehindTheReport) {
   EXPECT_EQ(RunProber(NoDrivers(), {"-hang=600000", "-throwAfter=3"}).ending, "status 2");
 }
 
-TEST(CommandLineTest, VerboseTracesTheStepsInComments) {
-  Outcome outcome = RunWithFault("clBuildProgram=ret:-11", {"-verbose=1", "-hang=100"});
-  // In this order, with others among them.
-  auto at = outcome.lines.begin();
-  for (const string& text :
-       Lines("BEGIN DoRunKGXOGLInitialize\nKGXOGLInitialized=1\nEND DoRunKGXOGLInitialize\n"
-             "BEGIN GPUImplHardware::DoGetCLBandwidth\nCLBandwidth=\nTesting terminated for clgpu[0]\n"
-             "prowlerEnd\nBEGIN GPUProwlerApp::Run() hang=0.1\nEND GPUProwlerApp::Run() hang=0.1\n")) {
-    at = std::find_if(at, outcome.lines.end(),
-                      [&](const string& line) { return line.find(text) != string::npos; });
-    EXPECT_NE(at, outcome.lines.end()) << text;
-  }
-  outcome.lines = WithoutComments(outcome.lines);
-  const string failed = "Failed requirement: ciErrNum == CL_SUCCESS\n";
-  const Failure failure = {failed + "exception: " + failed};
-  EXPECT_TRUE(Same(outcome, Foretell(CleanSteps(), FailureIn("clgpu[0].CLCompute", failure))));
-}
-
 // What the option does: throwAfter fails one step, crashAfter all of them from that one on. Their lines are
 // out.
 Failures Programmed(const string& option, unsigned after) {

@@ -11,27 +11,6 @@ using std::string;
 constexpr char kProgramKey[] =
     "glgpu[0].glGetProgramivARB[GL_FRAGMENT_PROGRAM_ARB][GL_MAX_PROGRAM_INSTRUCTIONS_ARB]";
 
-TEST(FaultsTest, LastLineTellsWhereADriverDied) {
-  for (const auto& [key, fault, lastKey] : Table<string, string, string>{
-           {"KGXOGLInitialized", "__egl_Main#1", "KGXCoreInitialized"},
-           {"glgpu[0].GLFrameBufferOK", "glClear#1", "glgpu[0].CanCompileProgramGLSL"},
-           // A symbol goes out before the driver is asked for it,
-           {"glgpu[0].glGetString[GL_SHADING_LANGUAGE_VERSION]", "glGetString#1",
-            "gputag.GL_SHADING_LANGUAGE_VERSION"},
-           {kProgramKey, "glGetProgramivARB#1", "gputag.GL_MAX_PROGRAM_INSTRUCTIONS_ARB"},
-           {"glgpu[0].extension[KGX::OGL::GL_ARB_TEXTURE_FLOAT]", "glGetString#1",
-            "gputag.KGX::OGL::GL_ARB_TEXTURE_FLOAT"},
-           // but for these: the symbol before is the last.
-           {"glgpu[0].glGetIntegerv[GL_MAX_TEXTURE_UNITS]", "glGetIntegerv#1", kProgramKey},
-           {"NumCLGPUs", "clGetPlatformIDs#1", "glgpu[0].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]"},
-           {"clgpu[0].CLBandwidth", "clEnqueueCopyBuffer#10", "clgpu[0].CUDASupported"},
-       }) {
-    const Outcome outcome = RunWithFault(FaultIn(key, fault + "=segv"));
-    EXPECT_EQ(KeyOf(outcome.lines.empty() ? "" : outcome.lines.back()), lastKey) << key;
-    EXPECT_EQ(outcome.ending, "signal 11") << key;
-  }
-}
-
 // A requirement that fails is told where it's found and where it ends the testing of the GPU.
 string Requirement(const string& text) { return text + "\nexception: " + text + "\n"; }
 

@@ -1,7 +1,6 @@
 #include "report.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
@@ -142,19 +141,12 @@ Outcome Foretell(const std::vector<Step>& steps, const Failures& failures) {
   return outcome;
 }
 
-const Texts& MarkedRun() {
-  static const Texts lines = [] {
-    const std::string trace = ScratchFile("functions");
-    RunProber(Drivers({{"RIG_TRACE", trace}}));
-    std::ifstream file(trace);
-    std::string faults;
-    for (const std::string& function : std::set<std::string>(std::istream_iterator<std::string>(file),
-                                                             std::istream_iterator<std::string>()))
-      faults += function + "=say:@" + function + ";";
-    return RunWithFault(faults).lines;
-  }();
+const Texts& TracedRun() {
+  static const Texts lines = RunProber(Drivers({{"RIG_TRACE", "/dev/stdout"}})).lines;
   return lines;
 }
+
+bool IsCall(const std::string& line) { return line.find('=') == std::string::npos; }
 
 std::string FaultIn(const std::string& key, const std::string& fault) {
   const std::size_t mark = fault.find('#');
@@ -164,9 +156,9 @@ std::string FaultIn(const std::string& key, const std::string& fault) {
     linesBefore += step->lines.size();
   const std::string function = fault.substr(0, mark);
   int call = std::stoi(fault.substr(mark + 1));
-  for (auto line = MarkedRun().begin(); linesBefore > 0; ++line) {
-    linesBefore -= line->front() != '@';
-    call += *line == "@" + function;
+  for (auto line = TracedRun().begin(); linesBefore > 0; ++line) {
+    linesBefore -= !IsCall(*line);
+    call += *line == function;
   }
   return function + "@" + std::to_string(call) + fault.substr(fault.find('='));
 }

@@ -48,9 +48,9 @@ Failures FailureIn(const std::string& key, const Failure& failure);
 // What comes of it: a failed step on a GPU ends the testing of that GPU, another one ends the run.
 Outcome Foretell(const std::vector<Step>& steps, const Failures& failures);
 
-// The same lines, with a line "@function" among them for each driver call that the rig traces, as it's made.
-// Made once.
-const Texts& MarkedRun();
+// The same lines, with the name of each driver call that the rig traces among them, as it's made. Made once.
+const Texts& TracedRun();
+bool IsCall(const std::string& line);
 
 // Replaces the "#1" of a rule of the rig, the first call in the step of that key, by the call's number in the
 // whole run.

@@ -66,13 +66,13 @@ std::vector<Call> Calls(bool all) {
   std::map<string, int> numbers;
   std::set<string> questions;
   std::vector<Call> calls;
-  for (const string& line : MarkedRun()) {
-    if (line[0] != '@') {
+  for (const string& line : TracedRun()) {
+    if (!IsCall(line)) {
       ++next;
       continue;
     }
     const auto answer = std::find_if_not(next, sound.end(), IsSymbol);
-    const string function = line.substr(1), question = answer == sound.end() ? "exit" : KeyOf(*answer);
+    const string function = line, question = answer == sound.end() ? "exit" : KeyOf(*answer);
     const bool isAsked = questions.insert(question.substr(0, question.find('[', question.find('.')))).second;
     if (++numbers[function] == 1 || isAsked || all)
       calls.push_back({function, numbers[function], next - sound.begin(), question});

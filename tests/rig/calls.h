@@ -1,71 +1,95 @@
-// The functions that the faulty drivers wrap: those that the prober calls. To wrap one more, add its name
-// here. Each list takes the name of a macro of one parameter and applies it to every function of the list.
+// The functions that the faulty drivers wrap: those that the prober calls. To wrap one more, add its name and
+// its form here. Each list takes the name of a macro of two parameters and applies it to every function of
+// the list.
+//
+// A form tells how a call is written down (see calltext.h): a word for each parameter, and behind ">" one for
+// the result, if it is to be shown.
+//
+//   n f m e        a whole number, a floating-point one, bits, a constant by its name
+//   p              whether it's null
+//   text           a string
+//   sources        as many strings as the parameter before says: their length and a checksum
+//   attributes     EGL's list of pairs
+//   properties     OpenCL's list of pairs
+//   argument       of a kernel; the parameter before gives its size
+//   another word   an object of that kind; "-" in front: the call lets go of it
+//   & in front     a pointer to one of these, as it stands after the call; sizes are "&z"
 
 #ifndef RIG_CALLS_H
 #define RIG_CALLS_H
 
 // What libglvnd asks the vendor for by name. Wrapped by rigegl, like two functions that it reaches in another
 // way: eglGetPlatformDisplay, which stands in the vendor's table, and the vendor's start __egl_Main.
-#define RIG_EGL_CALLS(X)     \
-  X(eglBindAPI)              \
-  X(eglCreateContext)        \
-  X(eglDestroyContext)       \
-  X(eglInitialize)           \
-  X(eglMakeCurrent)          \
-  X(eglQueryDeviceStringEXT) \
-  X(eglQueryDevicesEXT)      \
-  X(eglQueryString)
+#define RIG_EGL_CALLS(X)                                             \
+  X(eglBindAPI, "e")                                                 \
+  X(eglChooseConfig, "display attributes p n &n")                    \
+  X(eglCreateContext, "display config context attributes > context") \
+  X(eglCreatePbufferSurface, "display config attributes > surface")  \
+  X(eglDestroyContext, "display -context")                           \
+  X(eglDestroySurface, "display -surface")                           \
+  X(eglInitialize, "display p p")                                    \
+  X(eglMakeCurrent, "display surface surface context")               \
+  X(eglQueryDeviceStringEXT, "device e")                             \
+  X(eglQueryDevicesEXT, "n p &n")                                    \
+  X(eglQueryString, "display e")
 
 // Wrapped by rigegl.
-#define RIG_GL_CALLS(X)       \
-  X(glAttachShader)           \
-  X(glBindFramebuffer)        \
-  X(glBindTexture)            \
-  X(glCheckFramebufferStatus) \
-  X(glClear)                  \
-  X(glClearColor)             \
-  X(glCompileShader)          \
-  X(glCreateProgram)          \
-  X(glCreateShader)           \
-  X(glDeleteFramebuffers)     \
-  X(glDeleteProgram)          \
-  X(glDeleteShader)           \
-  X(glDeleteTextures)         \
-  X(glFramebufferTexture2D)   \
-  X(glGenFramebuffers)        \
-  X(glGenTextures)            \
-  X(glGetError)               \
-  X(glGetIntegerv)            \
-  X(glGetProgramiv)           \
-  X(glGetProgramivARB)        \
-  X(glGetShaderiv)            \
-  X(glGetString)              \
-  X(glLinkProgram)            \
-  X(glShaderSource)           \
-  X(glTexImage2D)             \
-  X(glTexParameteri)
+#define RIG_GL_CALLS(X)                           \
+  X(glAttachShader, "program shader")             \
+  X(glBindFramebuffer, "e framebuffer")           \
+  X(glBindFramebufferEXT, "e framebuffer")        \
+  X(glBindTexture, "e texture")                   \
+  X(glCheckFramebufferStatus, "e > e")            \
+  X(glCheckFramebufferStatusEXT, "e > e")         \
+  X(glClear, "m")                                 \
+  X(glClearColor, "f f f f")                      \
+  X(glCompileShader, "shader")                    \
+  X(glCreateProgram, "> program")                 \
+  X(glCreateShader, "e > shader")                 \
+  X(glDeleteFramebuffers, "n &-framebuffer")      \
+  X(glDeleteFramebuffersEXT, "n &-framebuffer")   \
+  X(glDeleteProgram, "-program")                  \
+  X(glDeleteShader, "-shader")                    \
+  X(glDeleteTextures, "n &-texture")              \
+  X(glFramebufferTexture2D, "e e e texture n")    \
+  X(glFramebufferTexture2DEXT, "e e e texture n") \
+  X(glGenFramebuffers, "n &framebuffer")          \
+  X(glGenFramebuffersEXT, "n &framebuffer")       \
+  X(glGenTextures, "n &texture")                  \
+  X(glGetError, "> e")                            \
+  X(glGetIntegerv, "e")                           \
+  X(glGetProgramInfoLog, "program n p p")         \
+  X(glGetProgramiv, "program e &n")               \
+  X(glGetProgramivARB, "e e")                     \
+  X(glGetShaderInfoLog, "shader n p p")           \
+  X(glGetShaderiv, "shader e &n")                 \
+  X(glGetString, "e")                             \
+  X(glLinkProgram, "program")                     \
+  X(glShaderSource, "shader n sources p")         \
+  X(glTexImage2D, "e n e n n n e e p")            \
+  X(glTexParameteri, "e e e")
 
 // Wrapped by rigcl.
-#define RIG_CL_CALLS(X)        \
-  X(clBuildProgram)            \
-  X(clCreateBuffer)            \
-  X(clCreateCommandQueue)      \
-  X(clCreateContext)           \
-  X(clCreateKernel)            \
-  X(clCreateProgramWithSource) \
-  X(clEnqueueCopyBuffer)       \
-  X(clEnqueueNDRangeKernel)    \
-  X(clFinish)                  \
-  X(clGetDeviceIDs)            \
-  X(clGetDeviceInfo)           \
-  X(clGetEventProfilingInfo)   \
-  X(clGetPlatformIDs)          \
-  X(clGetPlatformInfo)         \
-  X(clReleaseCommandQueue)     \
-  X(clReleaseContext)          \
-  X(clReleaseEvent)            \
-  X(clReleaseMemObject)        \
-  X(clSetKernelArg)            \
-  X(clWaitForEvents)
+#define RIG_CL_CALLS(X)                                            \
+  X(clBuildProgram, "program n p text p p")                        \
+  X(clCreateBuffer, "context m n p &n > buffer")                   \
+  X(clCreateCommandQueue, "context device m &n > queue")           \
+  X(clCreateContext, "properties n &device p p &n > context")      \
+  X(clCreateKernel, "program text &n > kernel")                    \
+  X(clCreateProgramWithSource, "context n sources p &n > program") \
+  X(clEnqueueCopyBuffer, "queue buffer buffer n n n n p &event")   \
+  X(clEnqueueNDRangeKernel, "queue kernel n p &z &z n p &event")   \
+  X(clFinish, "queue")                                             \
+  X(clGetDeviceIDs, "platform m n p &n")                           \
+  X(clGetDeviceInfo, "device e n")                                 \
+  X(clGetEventProfilingInfo, "event e n")                          \
+  X(clGetPlatformIDs, "n p &n")                                    \
+  X(clGetPlatformInfo, "platform e n")                             \
+  X(clReleaseCommandQueue, "-queue")                               \
+  X(clReleaseContext, "-context")                                  \
+  X(clReleaseEvent, "-event")                                      \
+  X(clReleaseMemObject, "-buffer")                                 \
+  X(clSetKernelArg, "kernel n n argument")                         \
+  X(clWaitForEvents, "n &event")
 
 #endif

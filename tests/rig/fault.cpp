@@ -21,8 +21,10 @@ namespace rig {
 namespace {
 
 constexpr char kFaultVariable[] = "RIG_FAULT";
+constexpr char kTraceVariable[] = "RIG_TRACE";
+constexpr char kCallsVariable[] = "RIG_CALLS";
 
-#define RIG_NAME(call) #call,
+#define RIG_NAME(call, form) #call,
 const std::set<std::string> kCalls = {"__egl_Main", "eglGetPlatformDisplay",
                                       RIG_EGL_CALLS(RIG_NAME) RIG_GL_CALLS(RIG_NAME) RIG_CL_CALLS(RIG_NAME)};
 #undef RIG_NAME
@@ -42,6 +44,7 @@ struct Rule {
 // Filled by LoadFaults and constant from then on. Never destroyed: driver threads outlive the end of main.
 std::vector<Rule>& gRules = *new std::vector<Rule>;
 std::string& gTraceFile = *new std::string;
+std::string& gCallsFile = *new std::string;
 
 thread_local std::optional<unsigned> tGLError;
 
@@ -62,9 +65,9 @@ Rule ParseRule(const std::string& text) {
 // Opened for each line and closed again, since a host may close descriptors that it doesn't know and reuse
 // their numbers. A trace with gaps would be taken for another sequence of calls, so that a failure ends the
 // process.
-void Trace(const char* name) {
-  std::ofstream file(gTraceFile, std::ios::app);
-  if (!(file << name << std::endl)) Refuse("RIG_TRACE", gTraceFile, "can't be written");
+void Append(const char* variable, const std::string& fileName, const std::string& text) {
+  std::ofstream file(fileName, std::ios::app);
+  if (!(file << text << std::endl)) Refuse(variable, fileName, "can't be written");
 }
 
 // A rule that doesn't touch the call itself gives kProceed.
@@ -88,18 +91,23 @@ Verdict Perform(const Rule& rule) {
 }  // namespace
 
 void LoadFaults() {
-  gTraceFile = Setting("RIG_TRACE");
+  gTraceFile = Setting(kTraceVariable);
+  gCallsFile = Setting(kCallsVariable);
   for (const std::string& text : Split(Setting(kFaultVariable), ';')) gRules.push_back(ParseRule(text));
 }
 
 Verdict BeforeCall(const char* name, unsigned long count) {
-  if (!gTraceFile.empty()) Trace(name);
+  if (!gTraceFile.empty()) Append(kTraceVariable, gTraceFile, name);
   for (const Rule& rule : gRules) {
     if (rule.fCall != name || (rule.fCount != 0 && rule.fCount != count)) continue;
     const Verdict verdict = Perform(rule);
     if (verdict.fKind != Verdict::Kind::kProceed) return verdict;
   }
   return {};
+}
+
+void AfterCall(const char* name, const char* form, const std::vector<Value>& values) {
+  if (!gCallsFile.empty()) Append(kCallsVariable, gCallsFile, "  " + CallText(name, form, values));
 }
 
 std::optional<unsigned> TakeGLError() { return std::exchange(tGLError, std::nullopt); }

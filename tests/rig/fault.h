@@ -1,12 +1,15 @@
 // The rule engine of the faulty drivers: RIG_FAULT says which call misbehaves, when and how, and RIG_TRACE
-// names a file that gets the name of every wrapped call. README.md has the rules as a tester sees them;
-// wrap.h applies them.
+// and RIG_CALLS name files that get every wrapped call. README.md has the rules as a tester sees them; wrap.h
+// applies them.
 
 #ifndef RIG_FAULT_H
 #define RIG_FAULT_H
 
+#include "calltext.h"
+
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace rig {
 
@@ -22,15 +25,18 @@ struct Verdict {
   std::intptr_t fValue = 0;
 };
 
-// Reads RIG_FAULT and RIG_TRACE; ends the process (see Refuse) if a rule can't be understood or names a
-// function that no faulty driver wraps. A driver calls it when it's loaded, once, before it hands out a
-// wrapper. Rules for functions of another driver are left to that driver.
+// Reads RIG_FAULT, RIG_TRACE and RIG_CALLS; ends the process (see Refuse) if a rule can't be understood or
+// names a function that no faulty driver wraps. A driver calls it when it's loaded, once, before it hands out
+// a wrapper. Rules for functions of another driver are left to that driver.
 void LoadFaults();
 
 // Every wrapper calls it first, with its function's name and with how many calls of the function there have
 // been, this one included. Writes the name to the trace, then performs all rules for the call in their order,
 // up to one that ends the process, never returns, or skips the call. Any thread may call it, several at once.
 Verdict BeforeCall(const char* name, unsigned long count);
+
+// Every wrapper calls it last, with what CallText needs. Any thread may call it, several at once.
+void AfterCall(const char* name, const char* form, const std::vector<Value>& values);
 
 // What this thread's next glGetError gives instead of asking the driver; asking for it forgets it.
 std::optional<unsigned> TakeGLError();

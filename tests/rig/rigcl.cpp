@@ -21,7 +21,6 @@
 namespace rig {
 namespace {
 
-constexpr char kInfoVariable[] = "RIG_CL_INFO";
 constexpr char kTimesVariable[] = "RIG_CL_NS";
 constexpr char kWorkItemsVariable[] = "RIG_CL_WORK_ITEMS";
 
@@ -40,18 +39,6 @@ Settings& gSettings = *new Settings;
 cl_icd_dispatch gNext;
 cl_icd_dispatch gLayer;
 
-template <class Number>
-std::string BytesOf(Number number) {
-  return std::string(reinterpret_cast<const char*>(&number), sizeof number);
-}
-
-// "TEXT", "#NUMBER" or "##NUMBER" as bytes.
-std::string ParseAnswer(const std::string& value) {
-  if (value.empty() || value[0] != '#') return value + '\0';
-  if (value[1] == '#') return BytesOf(static_cast<cl_ulong>(ParseNumber(kInfoVariable, value.substr(2))));
-  return BytesOf(static_cast<cl_uint>(ParseNumber(kInfoVariable, value.substr(1))));
-}
-
 cl_command_type ParseCommand(const std::string& name) {
   if (name == "copy") return CL_COMMAND_COPY_BUFFER;
   if (name == "kernel") return CL_COMMAND_NDRANGE_KERNEL;
@@ -60,10 +47,7 @@ cl_command_type ParseCommand(const std::string& name) {
 
 void LoadSettings() {
   gSettings.fCpuAsGpu = Setting("RIG_CL_CPU_AS_GPU") == "1";
-  for (const std::string& text : Split(Setting(kInfoVariable), ';')) {
-    const auto [name, value] = Halve(text, '=');
-    gSettings.fAnswers[static_cast<cl_uint>(ParseNumber(kInfoVariable, name))] = ParseAnswer(value);
-  }
+  gSettings.fAnswers = Answers("RIG_CL_INFO");
   for (const std::string& text : Split(Setting(kTimesVariable), ';')) {
     const auto [command, time] = Halve(text, ':');
     gSettings.fTimes[ParseCommand(command)] = static_cast<cl_ulong>(ParseNumber(kTimesVariable, time));
@@ -129,7 +113,7 @@ void BuildLayer() {
   gLayer.clGetDeviceInfo = &GetInfo<&cl_icd_dispatch::clGetDeviceInfo, cl_device_id>;
   gLayer.clGetEventProfilingInfo = &GetEventProfilingInfo;
   gLayer.clEnqueueNDRangeKernel = &EnqueueNDRangeKernel;
-#define RIG_WRAP(call) gLayer.call = Wrapped<&::call>::Around(#call, gLayer.call);
+#define RIG_WRAP(call, form) gLayer.call = Wrapped<&::call>::Around(#call, form, gLayer.call);
   RIG_CL_CALLS(RIG_WRAP)
 #undef RIG_WRAP
 }

@@ -17,12 +17,14 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace rig {
 namespace {
 
+constexpr char kAnswersVariable[] = "RIG_GL_INFO";
 constexpr char kMesaLibrary[] = "libEGL_mesa.so.0";
 
 // What Mesa has filled in, and its functions that ours stand before. Set while libglvnd loads the vendor, and
@@ -31,6 +33,9 @@ __EGLapiImports gMesa;
 decltype(&::eglQueryDevicesEXT) gQueryDevices;
 decltype(&::eglQueryDeviceStringEXT) gQueryDeviceString;
 decltype(&::glGetError) gGetGLError;
+decltype(&::glGetString) gGetString;
+decltype(&::glGetIntegerv) gGetIntegerv;
+decltype(&::glGetProgramivARB) gGetProgramiv;
 
 // A device of RIG_EGL_DEVICES. Its address is its handle. An empty file name means that it has no such file.
 struct FakeDevice {
@@ -43,6 +48,7 @@ struct FakeDevice {
 // Filled while the vendor starts and constant from then on. Never destroyed: driver threads outlive the end
 // of main.
 std::vector<FakeDevice>& gFakeDevices = *new std::vector<FakeDevice>;
+std::map<unsigned, std::string>& gAnswers = *new std::map<unsigned, std::string>;
 
 void LoadFakeDevices() {
   for (const std::string& text : Split(Setting("RIG_EGL_DEVICES"), ',')) {
@@ -104,6 +110,30 @@ GLenum GetGLError() {
   return pending ? *pending : gGetGLError();
 }
 
+const GLubyte* GetString(GLenum name) {
+  const auto answer = gAnswers.find(name);
+  if (answer == gAnswers.end()) return gGetString(name);
+  return reinterpret_cast<const GLubyte*>(answer->second.c_str());
+}
+
+// False if there is no scripted answer.
+bool GiveNumber(GLenum name, GLint* out) {
+  const auto answer = gAnswers.find(name);
+  if (answer == gAnswers.end()) return false;
+  if (answer->second.size() != sizeof *out)
+    Refuse(kAnswersVariable, answer->second, "isn't a number of 32 bits");
+  std::memcpy(out, answer->second.data(), sizeof *out);
+  return true;
+}
+
+void GetIntegerv(GLenum name, GLint* out) {
+  if (!GiveNumber(name, out)) gGetIntegerv(name, out);
+}
+
+void GetProgramiv(GLenum target, GLenum name, GLint* out) {
+  if (!GiveNumber(name, out)) gGetProgramiv(target, name, out);
+}
+
 // Gives our function and keeps Mesa's, which it calls.
 template <class Function>
 void* PutBefore(Function*& mesas, void* mesa, Function* ours) {
@@ -116,20 +146,23 @@ void* BehindWrapper(const std::string& name, void* mesa) {
   if (name == "eglQueryDevicesEXT") return PutBefore(gQueryDevices, mesa, &QueryDevices);
   if (name == "eglQueryDeviceStringEXT") return PutBefore(gQueryDeviceString, mesa, &QueryDeviceString);
   if (name == "glGetError") return PutBefore(gGetGLError, mesa, &GetGLError);
+  if (name == "glGetString") return PutBefore(gGetString, mesa, &GetString);
+  if (name == "glGetIntegerv") return PutBefore(gGetIntegerv, mesa, &GetIntegerv);
+  if (name == "glGetProgramivARB") return PutBefore(gGetProgramiv, mesa, &GetProgramiv);
   return mesa;
 }
 
 template <auto* declared>
-void* Wrap(const char* name, void* mesa) {
+void* Wrap(const char* name, const char* form, void* mesa) {
   const auto real = reinterpret_cast<decltype(declared)>(BehindWrapper(name, mesa));
-  return reinterpret_cast<void*>(Wrapped<declared>::Around(name, real));
+  return reinterpret_cast<void*>(Wrapped<declared>::Around(name, form, real));
 }
 
 void* GetProcAddress(const char* name) {
   void* mesa = gMesa.getProcAddress(name);
   if (!mesa) return nullptr;
-#define RIG_WRAP(call) \
-  if (std::strcmp(name, #call) == 0) return Wrap<&::call>(#call, mesa);
+#define RIG_WRAP(call, form) \
+  if (std::strcmp(name, #call) == 0) return Wrap<&::call>(#call, form, mesa);
   RIG_EGL_CALLS(RIG_WRAP)
   RIG_GL_CALLS(RIG_WRAP)
 #undef RIG_WRAP
@@ -145,8 +178,8 @@ EGLBoolean StartVendor(std::uint32_t version, const __EGLapiExports* exports, __
   if (!start) Refuse("dlsym", __EGL_MAIN_PROTO_NAME, dlerror());
   if (!start(version, exports, vendor, imports)) return EGL_FALSE;
   gMesa = *imports;
-  imports->getPlatformDisplay =
-      Wrapped<&::eglGetPlatformDisplay>::Around("eglGetPlatformDisplay", &GetPlatformDisplay);
+  imports->getPlatformDisplay = Wrapped<&::eglGetPlatformDisplay>::Around(
+      "eglGetPlatformDisplay", "e device p > display", &GetPlatformDisplay);
   imports->getProcAddress = &GetProcAddress;
   // Mesa would write itself into libglvnd's entry points and be called past the wrappers.
   imports->isPatchSupported = nullptr;
@@ -165,7 +198,8 @@ extern "C" EGLBoolean __egl_Main(std::uint32_t version, const __EGLapiExports* e
                                  __EGLvendorInfo* vendor, __EGLapiImports* imports) {
   rig::LoadFaults();
   rig::LoadFakeDevices();
-  const auto start = rig::Wrapped<&::__egl_Main>::Around("__egl_Main", &rig::StartVendor);
+  rig::gAnswers = rig::Answers(rig::kAnswersVariable);
+  const auto start = rig::Wrapped<&::__egl_Main>::Around("__egl_Main", "", &rig::StartVendor);
   return start(version, exports, vendor, imports);
 }
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -33,6 +34,21 @@ long long ParseNumber(const char* source, const std::string& text) {
   const long long value = std::strtoll(text.c_str(), &end, 0);
   if (text.empty() || *end != '\0' || errno != 0) Refuse(source, text, "isn't a number");
   return value;
+}
+
+std::map<unsigned, std::string> Answers(const char* variable) {
+  std::map<unsigned, std::string> answers;
+  for (const std::string& text : Split(Setting(variable), ';')) {
+    const auto [name, value] = Halve(text, '=');
+    std::string& answer = answers[static_cast<unsigned>(ParseNumber(variable, name))];
+    if (value.empty() || value[0] != '#')
+      answer = value + '\0';
+    else if (value[1] == '#')
+      answer = BytesOf(static_cast<std::uint64_t>(ParseNumber(variable, value.substr(2))));
+    else
+      answer = BytesOf(static_cast<std::uint32_t>(ParseNumber(variable, value.substr(1))));
+  }
+  return answers;
 }
 
 void Refuse(const char* source, const std::string& part, const std::string& why) {

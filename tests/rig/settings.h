@@ -4,6 +4,7 @@
 #ifndef RIG_SETTINGS_H
 #define RIG_SETTINGS_H
 
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,16 @@ std::pair<std::string, std::string> Halve(const std::string& text, char separato
 
 // A whole number as C++ writes one, with an optional sign. Refuses another text as a part of `source`.
 long long ParseNumber(const char* source, const std::string& text);
+
+// The bytes of a number as a driver gives them.
+template <class Number>
+std::string BytesOf(Number number) {
+  return std::string(reinterpret_cast<const char*>(&number), sizeof number);
+}
+
+// What a driver is to answer, by the number of the question, from a variable of the form "NAME=VALUE;...": a
+// text with its NUL, "#NUMBER" as 32 bits or "##NUMBER" as 64.
+std::map<unsigned, std::string> Answers(const char* variable);
 
 // Says on stderr which part of what is refused and why, and ends the process with exit code 97. `source` is
 // the variable, or else the call that the rig itself can't do without. Neither destructors nor exit handlers

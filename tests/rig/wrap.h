@@ -3,6 +3,7 @@
 #ifndef RIG_WRAP_H
 #define RIG_WRAP_H
 
+#include "calltext.h"
 #include "fault.h"
 
 #include <atomic>
@@ -14,7 +15,7 @@ namespace rig {
 
 // The wrapper of one function, of which the declaration alone is needed:
 //
-//   table.clFinish = Wrapped<&::clFinish>::Around("clFinish", table.clFinish);
+//   table.clFinish = Wrapped<&::clFinish>::Around("clFinish", "queue > n", table.clFinish);
 template <auto* declared>
 class Wrapped;
 
@@ -23,16 +24,28 @@ class Wrapped<declared> {
  public:
   using Pointer = Result (*)(Args...);
 
-  // What the application gets in place of the function `real`, which `name` is the name of in the rules. Any
-  // thread may call it, several at once.
-  static Pointer Around(const char* name, Pointer real) {
+  // What the application gets in place of the function `real`, which `name` is the name of in the rules and
+  // `form` the form of (see calls.h). Any thread may call it, several at once.
+  static Pointer Around(const char* name, const char* form, Pointer real) {
     sName = name;
+    sForm = form;
     sReal = real;
     return &Call;
   }
 
  private:
   static Result Call(Args... args) {
+    if constexpr (std::is_void_v<Result>) {
+      Make(args...);
+      AfterCall(sName, sForm, {Value(args)...});
+    } else {
+      const Result result = Make(args...);
+      AfterCall(sName, sForm, {Value(args)..., Value(result)});
+      return result;
+    }
+  }
+
+  static Result Make(Args... args) {
     const Verdict verdict = BeforeCall(sName, ++sCalls);
     if (verdict.fKind == Verdict::Kind::kProceed) return sReal.load()(args...);
     if (verdict.fKind == Verdict::Kind::kFail)
@@ -54,6 +67,7 @@ class Wrapped<declared> {
   }
 
   static inline std::atomic<const char*> sName{nullptr};
+  static inline std::atomic<const char*> sForm{nullptr};
   static inline std::atomic<Pointer> sReal{nullptr};
   static inline std::atomic<unsigned long> sCalls{0};
 };

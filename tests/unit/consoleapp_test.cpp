@@ -1,3 +1,4 @@
+#include "expected.h"
 #include "memorylogger.h"
 #include "outcome.h"
 #include "testchild.h"
@@ -12,10 +13,13 @@
 #include <boost/thread/latch.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <mutex>
+#include <regex>
+#include <sstream>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -146,53 +150,6 @@ void AwaitFailure(ConsoleApp& app) {
 
 // --- The states, driven by hand ----------------------------------------------------------------------------
 
-TEST(ConsoleApp, GoesWhereItsReportsLead) {
-  App app;
-  const auto look = [&] { return app.GetState(0.0); };
-  const auto wait = [&] { return app.Wait(nullptr, 0.0); };
-  const auto finish = [&](State state) { app.NotifyFinished(TaskID::Launcher, 0, state); };
-  const struct {
-    std::function<void()> report;
-    std::function<State()> ask;
-    const char* told;
-  } steps[] = {
-      {[&] { app.Reset(); }, look, "Idle"},
-      {nullptr, wait, "Idle"},
-      {[&] { app.NotifyLaunching(); }, look, "Timeout"},
-      // There is no process yet.
-      {nullptr, [&] { return app.Kill(), State::Undefined; }, "runtime: TerminateProcess failed"},
-      {[&] { app.NotifyLaunched(), app.NotifyRunning(nullptr); }, look, "Running"},
-      {nullptr, wait, "Timeout"},
-      {nullptr, look, "Running"},
-      {[&] { finish(State::Finished), app.Kill(); }, look, "Finished"},
-      {nullptr, wait, "Timeout"},  // there is no thread to join
-      {nullptr, look, "Idle"},
-      {[&] { finish(State::Undefined); }, look, "Timeout"},
-  };
-  for (const auto& step : steps) {
-    if (step.report) step.report();
-    EXPECT_EQ(Told(step.ask), step.told) << "step " << &step - steps;
-  }
-  EXPECT_EQ(Outcome([&] { app.WriteAppStdin("x", 1); }), "runtime: ztutil::Channel not open");
-  EXPECT_EQ(Outcome([&] { app.NotifyOutputTaskEnd(TaskID::Launcher); }), "runtime: invalid OutputChannel");
-}
-
-TEST(ConsoleApp, KeepsFailuresInTheirOrderAndFiresAFaultOnce) {
-  App app;
-  app.NotifyFailure(Exception(TaskID::Stdout, "older"));
-  app.NotifyFailure(Exception(TaskID::Stderr, nullptr));
-  const auto look = [&] { return Told([&] { return app.GetState(0.0); }); };
-  EXPECT_EQ(look(), "other: stdout: older");
-  EXPECT_EQ(Told([&] { app.Kill(); }), "other: stderr: <nullptr>");
-  EXPECT_EQ(look(), "Idle");
-  app.InjectFault(Fault::NotifyRunning);
-  app.Reset();
-  EXPECT_EQ(Told([&] { app.NotifyRunning(nullptr); }), "other: Launcher: NotifyRunning");
-  EXPECT_EQ(look(), "Idle");
-  app.NotifyRunning(nullptr);
-  EXPECT_EQ(look(), "Running");
-}
-
 TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
   const auto waits = [] {
     return std::tuple(GetShortWaitSeconds(), GetDefaultWaitSeconds(), GetDefaultStateWaitSeconds());
@@ -204,31 +161,144 @@ TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
   ztutil::DebugFlagValue(tenths) = 0;
 }
 
-TEST(ConsoleApp, SaysWhatItDoesByLevels) {
-  ztutil::DebugFlag level{"ConsoleAppLog"};
-  const auto lines = [&](int value) {
-    const MemoryLogger log;
-    App app;
-    ztutil::DebugFlagValue(level) = value;
-    app.NotifyFailure(Exception(TaskID::Stderr, "a"));
-    app.NotifyFailure(Exception(TaskID::Stderr, "b"));
-    Told([&] { return app.Wait(nullptr, 0.0); });
-    app.NotifyRunning(nullptr);
-    Told([&] { return app.Wait(nullptr, 0.0); });
-    ztutil::DebugFlagValue(level) = 0;
-    return log.text;
+// --- What the log says -------------------------------------------------------------------------------------
+
+// A log of each thread, less the indentation, which they have in common, and with the lengths of waits left
+// out.
+class ThreadLog : public MemoryLogger {
+ public:
+  ThreadLog(int level, int shortWait, const Hold& = Hold()) {
+    ztutil::DebugFlagValue(fLevel) = level;
+    ztutil::DebugFlagValue(fShortWait) = shortWait - 1;
+  }
+  ~ThreadLog() override {
+    Leave();
+    ztutil::DebugFlagValue(fLevel) = ztutil::DebugFlagValue(fShortWait) = 0;
+  }
+
+  void Write(const void* bytes, std::size_t count) override {
+    const std::lock_guard<std::mutex> lock(fMutex);
+    MemoryLogger::Write(bytes, count);
+    const auto self = boost::this_thread::get_id();
+    auto own = std::find_if(fThreads.begin(), fThreads.end(), [&](auto& one) { return one.first == self; });
+    if (own == fThreads.end()) own = fThreads.insert(own, {self, ""});
+    own->second.append(static_cast<const char*>(bytes), count);
+  }
+
+  // Waits until a text was said so many times.
+  void Await(const std::string& said, int times) {
+    const auto count = [&] {
+      const std::lock_guard<std::mutex> lock(fMutex);
+      int found = 0;
+      for (std::size_t at = 0; (at = text.find(said, at)) != std::string::npos; ++at) ++found;
+      return found;
+    };
+    for (const double end = ztutil::Now() + kLong; count() < times && ztutil::Now() < end;)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
+  // The threads stand in the order in which they began to speak.
+  std::string Table() const {
+    std::string all;
+    for (const auto& [id, own] : fThreads) all += (all.empty() ? "" : "[another thread]\n") + own;
+    all = std::regex_replace(all, std::regex("\n +"), "\n");
+    return std::regex_replace(all, std::regex("(wait for |waitSeconds=|Join\\(|duration=)\\d[\\d.e-]*"),
+                              "$1SECONDS");
+  }
+
+ private:
+  ztutil::DebugFlag fLevel{"ConsoleAppLog"};
+  ztutil::DebugFlag fShortWait{"ConsoleAppShortWaitSecondsMinusOne"};
+  std::mutex fMutex;
+  std::vector<std::pair<boost::thread::id, std::string>> fThreads;
+};
+
+// What calls by hand come to, and what an app says of them.
+std::string LogByHand(int level) {
+  ThreadLog log(level, 0);
+  auto app = boost::make_shared<App>(Ignore, boost::make_shared<FakeLauncher>());
+  const auto tell = [&](auto action) {
+    const std::string told = Told(action), line = "=> " + (told.empty() ? "done" : told) + '\n';
+    log.Write(line.data(), line.size());
   };
-  EXPECT_EQ(lines(0), "");
-  EXPECT_EQ(lines(1),
-            "NotifyFailureLocked: fFailures.size()=2\n"
-            "ConsoleApp::HandleWaitException exc=stderr: a waitSeconds=0 fState=Idle\n"
-            "ConsoleApp::Wait fState=Running fCond.timed_wait waitSeconds=0\n"
-            "ConsoleApp::Wait Wait timed out\n");
-  const std::string trace = lines(2);
-  EXPECT_EQ(trace.find("BEGIN NotifyFailure: exc=stderr: a\n NotifyFailureLocked: exc=stderr: a\nEND Notify"),
-            0u);
-  EXPECT_NE(trace.find("\n BEGIN ConsoleApp::Reset\n  SetStateLocked state=Idle\n END ConsoleApp::Reset, "),
-            std::string::npos);
+  const auto look = [&] { tell([&] { return app->GetState(0.0); }); };
+  const auto wait = [&] { tell([&] { return app->Wait(nullptr, 0.0); }); };
+  const auto kill = [&] { tell([&] { app->Kill(); }); };
+  const auto fail = [&](TaskID party, const char* text) { app->NotifyFailure(Exception(party, text)); };
+  const auto finish = [&](State state) { app->NotifyFinished(TaskID::Launcher, 7, state); };
+  const auto run = [&] { tell([&] { app->NotifyRunning(nullptr); }); };
+
+  // Failures are told in their order, and a fault fires once.
+  fail(TaskID::Stdout, "older"), fail(TaskID::Stderr, nullptr), look(), kill(), fail(TaskID::Stderr, "x"),
+      wait();
+  app->InjectFault(Fault::NotifyRunning), app->Reset(), run(), run(), app->Reset(), wait();
+  // The states of a run. At first there is no process to be killed, and at the end no thread to be joined.
+  app->NotifyLaunching(), look(), kill(), app->NotifyLaunched(), wait(), run(), look(), wait(), kill();
+  finish(State::Finished), kill(), wait(), finish(State::Undefined), look();
+  for (const char* const text : {"text", static_cast<const char*>(nullptr)})
+    tell([&] { app->WritelnAppStdin(text); });
+  app->CloseAppStdin(), app->NotifyOutputTaskBegin(TaskID::Stdout), app->GetTasksRunning();
+  tell([&] { app->NotifyOutputTaskEnd(TaskID::Launcher); });
+  app.reset();
+  return log.Table();
+}
+
+// The last log's lines, each with the first level that has it.
+std::string WithLevels(const std::string& first, const std::string& second, const std::string& third) {
+  std::istringstream one(first), two(second), three(third);
+  std::string all, lineOfOne, lineOfTwo, line;
+  std::getline(one, lineOfOne);
+  std::getline(two, lineOfTwo);
+  while (std::getline(three, line)) {
+    const bool isOne = line == lineOfOne, isTwo = line == lineOfTwo;
+    all += (isOne ? "1 " : isTwo ? "2 " : "3 ") + line + "\n";
+    if (isOne && !std::getline(one, lineOfOne)) lineOfOne.clear();
+    if (isTwo && !std::getline(two, lineOfTwo)) lineOfTwo.clear();
+  }
+  return all;
+}
+
+// A whole run in which nothing depends on who is faster: each thread goes on when the others wait for it.
+std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErrors) {
+  ThreadLog log(3, 30);
+  const Gate running = NewGate(), launched = NewGate();
+  fake->wait = [=, wait = fake->wait](std::int32_t* exitCode) { return launched->wait(), wait(exitCode); };
+  const auto hook = [&](const std::string& name) {
+    if (name == "OnLaunching") log.Await("timed_wait for", 2);
+    if (name == "OnOutputTaskBegin stdout") log.Await("timed_wait for", 3);
+    if (name == "OnOutputTaskBegin stdout") log.Await("IsRunningLocked stdout waitSeconds", 1);
+    if (name == "OnOutputTaskBegin stderr") log.Await("IsRunningLocked stderr waitSeconds", 1);
+    if (name == "OnRunning") running->count_down();
+  };
+  struct Silent : OutputTask {
+    explicit Silent(Gate gate) : fGate(std::move(gate)) {}
+    void DoRun() override { fGate->wait(); }
+    const Gate fGate;
+  };
+  const auto out = boost::make_shared<Silent>(running), errors = boost::make_shared<Silent>(running);
+  ConsoleAppLauncher host(LaunchParams(L"", {}, out, readsErrors ? errors : nullptr),
+                          boost::make_shared<App>(hook, fake));
+  Outcome([&] {
+    host.Launch();
+    log.Await("NotifyOutputTaskEnd channel", readsErrors ? 2 : 1);
+    launched->count_down();
+    log.Await("CleanupLaunchThreadTask mustKill", 1);
+    host.Wait(nullptr, kLong);
+  });
+  return log.Table();
+}
+
+TEST(ConsoleApp, TableOfItsLog) {
+  const auto crash = boost::make_shared<FakeLauncher>(), noLaunch = boost::make_shared<FakeLauncher>(),
+             noWait = boost::make_shared<FakeLauncher>();
+  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 3, 1; };
+  noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
+  noWait->wait = [](std::int32_t*) -> std::int32_t { throw std::runtime_error("x"); };
+  EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line of the log with its level:\n" +
+                                            WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
+                                            "\nA crash:\n" + LogOfRun(crash, true) +
+                                            "\nA launch that fails:\n" + LogOfRun(noLaunch, false) +
+                                            "\nA wait that fails:\n" + LogOfRun(noWait, false)));
 }
 
 // --- Accessor and launcher ---------------------------------------------------------------------------------
