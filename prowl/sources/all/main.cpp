@@ -45,6 +45,7 @@ void Parse(CLI::App& app, int argc, char** argv, Options& options) {
   options.run.prober = prowl::platform::ProberBesideUs();
   options.run.timeoutSeconds = kDefaultTimeoutSeconds;
   app.footer(kStatuses);
+  app.set_version_flag("--version", "prowl " PROWL_VERSION);
   app.add_option("--prober", options.run.prober, "The prober; a name without a slash is looked for on PATH")
       ->type_name("PATH")
       ->capture_default_str();

@@ -1,0 +1,21 @@
+# bash completion for prowl
+_prowl() {
+  local current=${COMP_WORDS[COMP_CWORD]} i
+  COMPREPLY=()
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    if [[ ${COMP_WORDS[i]} == -- ]]; then
+      compopt -o nospace
+      mapfile -t COMPREPLY < <(compgen -W '-help -crashAfter= -throwAfter= -app= -stdout= -stderr= -comment= -exit=
+        -verbose= -timeout= -hang=' -- "$current")
+      return
+    fi
+  done
+  case ${COMP_WORDS[COMP_CWORD - 1]} in
+    --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
+    --timeout) ;;
+    *)
+      mapfile -t COMPREPLY < <(compgen -W '--prober --timeout --json --raw --version --help --' -- "$current")
+      ;;
+  esac
+}
+complete -F _prowl prowl
