@@ -132,7 +132,7 @@ void LaunchThreadTask::CleanupLaunchThreadTask(bool mustKill, OutputThreads& thr
   }
 }
 
-// From NotifyRunning on: a run that has been cut off has no fault to fire, and goes its way.
+// Where a run goes on though it has been cut off: then there is no fault to fire.
 void LaunchThreadTask::Fire(Fault fault, const char* message) {
   try {
     ThrowIfInjected(fault, message);
