@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -127,7 +128,8 @@ std::vector<AdapterPlace> ListAdapters(const SystemRoots& roots) {
     sorted[{!IsBootAdapter(directory), !adapter.card, adapter.card.value_or(0), directory}] = adapter;
   }
   std::vector<AdapterPlace> adapters;
-  for (const auto& [order, adapter] : sorted) adapters.push_back(adapter);
+  std::transform(sorted.begin(), sorted.end(), std::back_inserter(adapters),
+                 [](const auto& entry) { return entry.second; });
   return adapters;
 }
 

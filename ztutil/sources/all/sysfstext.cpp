@@ -97,7 +97,7 @@ std::uint64_t PackedSlot(std::string_view slot) {
 std::string DateOfBuild(std::string_view version) {
   const std::vector<std::string> words = Words(version);
   for (std::size_t i = words.size(); i-- > 0;) {
-    if (const std::string date = ISODate(words[i]); !date.empty()) return date;
+    if (std::string date = ISODate(words[i]); !date.empty()) return date;
     const unsigned month = MonthNumber(words[i]);
     if (month == 0) continue;
     const auto word = [&](std::size_t index) { return index < words.size() ? Decimal(words[index]) : 0; };

@@ -32,10 +32,10 @@ std::string NameOfTarget(const std::string& link) {
 // The link to the driver of the PCI device. That of a virtio card is the driver of a bus, whose child has the
 // card's own.
 std::string DriverLink(const std::string& directory) {
-  const std::string link = directory + "/driver";
+  std::string link = directory + "/driver";
   if (NameOfTarget(link) != "virtio-pci") return link;
   for (const std::string& entry : KGX::ListDirectory(directory)) {
-    const std::string child = directory + "/" + entry + "/driver";
+    std::string child = directory + "/" + entry + "/driver";
     if (KGX::NumberOfName(entry, "virtio") && !NameOfTarget(child).empty()) return child;
   }
   return link;
