@@ -9,6 +9,7 @@
 namespace {
 
 using prowl::Ending;
+using prowl::Form;
 using prowl::Report;
 using std::string;
 
@@ -25,9 +26,14 @@ string FullReport(unsigned glGPUs, unsigned clGPUs, const string& failed = "") {
       const prowl::Question question{step, gpu};
       if (question.Name() == failed) dropped = question.Tag();
       if (question.Tag() == dropped || (asked.optional && asked.key != "NumCLGPUs")) continue;
-      if (!asked.Symbol().empty()) report += "gputag." + string(asked.Symbol()) + "=1\n";
+      if (asked.key.find('[') != asked.key.npos) report += "gputag.GL_X=1\n";
       const unsigned value = asked.key == "NumGLGPUs" ? glGPUs : asked.key == "NumCLGPUs" ? clGPUs : 1;
-      report += question.Name() + "=" + std::to_string(value) + "\n";
+      const string number = std::to_string(value);
+      report += question.Name() + "=" +
+                (asked.form == Form::kText   ? "\"" + number + "\""
+                 : asked.form == Form::kList ? "[" + number + "]"
+                                             : number) +
+                "\n";
     }
   }
   return report;
@@ -40,10 +46,11 @@ string Until(const string& beginning, const string& report = FullReport(1, 1)) {
   return report.substr(0, report.find('\n', line) + 1);
 }
 
-Report Read(const string& output, const string& errors = "") {
+Report Read(const string& output, const string& errors = "", bool failed = false) {
   Report report;
   report.TakeOutput(output.data(), output.size(), 0.5);
   report.TakeErrors(errors.data(), errors.size(), 0.5);
+  report.Conclude(failed);
   return report;
 }
 
@@ -89,8 +96,7 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
        "NumCLGPUs NumNativeGPUs"},
   };
   for (const auto& row : rows) {
-    const Report report = Read(row.output, row.errors);
-    EXPECT_EQ(Names(report.GetWalk().Asked(report.Failures())), row.asked) << row.output << row.errors;
+    EXPECT_EQ(Names(Read(row.output, row.errors).GetReading().asked), row.asked) << row.output << row.errors;
   }
 }
 
@@ -123,7 +129,8 @@ TEST(ProwlTest, Judges) {
       {{Kind::kLost, 0, "x"}, middle, "", "lost 1 was lost sight of: x", "OGLContextCreated"},
   };
   for (const auto& row : rows) {
-    const prowl::Verdict verdict = Judge(row.ending, Read(row.output, row.errors));
+    const prowl::Verdict verdict =
+        Judge(row.ending, Read(row.output, row.errors, row.ending.status == prowl::kProberFailed));
     EXPECT_EQ(verdict.name + " " + std::to_string(verdict.status) + " " + verdict.text, row.verdict);
     EXPECT_EQ(Names(verdict.asked), row.asked) << row.verdict;
   }
@@ -150,9 +157,9 @@ TEST(ProwlTest, ShowsAnythingSafely) {
   prowl::RunResult result;
   result.ending = {Kind::kExited, 2, "exit status 2", 1.25};
   string output = FullReport(2, 0, "glgpu[1].GLVendorID");
-  output.replace(output.find("glgpu[0].GLRenderer=1"), 21,
+  output.replace(output.find("glgpu[0].GLRenderer=\"1\""), 23,
                  "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise");
-  result.report = Read(output + "cut", "exception: x\n");
+  result.report = Read(output + "cut", "exception: x\n", true);
   const prowl::Verdict verdict = Judge(result.ending, result.report);
 
   const auto document = nlohmann::json::parse(AsJSON({"gpu\xFF", {"-a\"\xFF"}, 1, {}, {}}, result, verdict));

@@ -24,20 +24,30 @@ void Lines::Take(const char* bytes, std::size_t count, double seconds, const Rea
   }
 }
 
+void Lines::Mark(std::uint64_t first, std::uint64_t last, LineKind kind) {
+  for (std::uint64_t line = std::max(first, fDropped); line <= last; ++line)
+    fKept[static_cast<std::size_t>(line - fDropped)].kind = kind;
+}
+
 void Lines::Append(const char* bytes, std::size_t count) {
   const std::size_t taken = std::min(count, kMaxLineBytes - fUnfinished.text.size());
   fUnfinished.text.append(bytes, taken);
   fUnfinished.bytesCut += count - taken;
+  const std::size_t tail = std::min(count - taken, kMaxTailBytes);
+  if (fTail.size() + tail > kMaxTailBytes) fTail.erase(0, fTail.size() + tail - kMaxTailBytes);
+  fTail.append(bytes + count - tail, tail);
 }
 
 void Lines::Complete(double seconds, const Reader& reader) {
   Line line = std::exchange(fUnfinished, {});
   line.seconds = seconds;
   if (line.bytesCut == 0 && !line.text.empty() && line.text.back() == '\r') line.text.pop_back();
-  line.kind = reader(line.text);
+  std::string tail = std::exchange(fTail, {});
+  if (!tail.empty() && tail.back() == '\r') tail.pop_back();
+  line.kind = reader(line.bytesCut == 0 ? line.text : line.text + tail);
   fKeptBytes += Footprint(line);
   fKept.push_back(std::move(line));
-  for (; fKeptBytes > kMaxKeptBytes; ++fDropped) {
+  for (; fKeptBytes > kMaxKeptBytes && !fKept.empty(); ++fDropped) {
     fKeptBytes -= Footprint(fKept.front());
     fKept.pop_front();
   }

@@ -45,8 +45,9 @@ std::vector<Group> Grouped(const Report& report) {
     group.tag = question.Tag();
     return group;
   };
-  for (const Finding& finding : report.Findings()) groupOf(finding.question).findings.push_back(&finding);
-  for (const DroppedGPU& gpu : report.GetWalk().Dropped()) groupOf(gpu.asked.front()).failed = gpu.asked;
+  for (const Finding& finding : report.GetReading().findings)
+    groupOf(finding.question).findings.push_back(&finding);
+  for (const DroppedGPU& gpu : report.GetReading().dropped) groupOf(gpu.asked.front()).failed = gpu.asked;
   std::vector<Group> list;
   list.reserve(groups.size());
   for (auto& [id, group] : groups) list.push_back(std::move(group));
@@ -170,7 +171,7 @@ std::string Summary(const RunResult& result, const Verdict& verdict) {
     out << "Last line: " << (lines.empty() ? "none" : Printable(lines.back().text)) << "\n";
     PutQuestions(out, "Was being asked", verdict.asked);
   }
-  for (const DroppedGPU& gpu : report.GetWalk().Dropped())
+  for (const DroppedGPU& gpu : report.GetReading().dropped)
     PutQuestions(out, gpu.asked.front().Tag() + " was dropped, having failed", gpu.asked);
   for (const std::string& note : result.notes) out << "Note: " << Printable(note) << "\n";
   return out.str();
@@ -200,7 +201,7 @@ std::string AsJSON(const RunOptions& options, const RunResult& result, const Ver
       {"arguments", options.arguments},
       {"seconds", Seconds(result.ending.seconds)},
       {"end", result.ending.detail},
-      {"complete", report.GetWalk().AtEnd()},
+      {"complete", report.GetReading().isWhole},
       {"lastLine", nullptr},
       {"asked", Names(verdict.asked)},
       {"run", JSON::object()},

@@ -156,7 +156,9 @@ class ProberRun {
     }
     ending.seconds = fRecording->Seconds();
     if (fApp->WaitForEnd(0)) Collect();
-    return {ending, fRecording->Close(), fNotes};
+    Report report = fRecording->Close();
+    report.Conclude(ending.kind == Ending::Kind::kExited && ending.status == kProberFailed);
+    return {ending, std::move(report), fNotes};
   }
 
  private:

@@ -21,8 +21,7 @@ Progress::~Progress() { Put(""); }
 
 void Progress::Show(double seconds, const Report& report) {
   ztutil::ClassicStream text;
-  text << std::fixed << std::setprecision(1) << seconds << " s  "
-       << report.GetWalk().Asked(report.Failures()).front().Name();
+  text << std::fixed << std::setprecision(1) << seconds << " s  " << report.Read().asked.front().Name();
   Put(text.str().substr(0, kMaxWidth));
 }
 

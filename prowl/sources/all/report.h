@@ -7,14 +7,8 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 namespace prowl {
-
-struct Finding {
-  Question question;
-  std::string value;  // what stands behind the equals sign
-};
 
 // Takes the prober's bytes. One thread at a time. What it needs of memory is bounded.
 class Report {
@@ -23,16 +17,22 @@ class Report {
   void TakeOutput(const char* bytes, std::size_t count, double seconds);
   void TakeErrors(const char* bytes, std::size_t count, double seconds);
 
+  // Lines are told apart by what is read from all of them: before Conclude no line of the output is a
+  // finding.
   const Lines& Output() const { return fOutput; }
   const Lines& Errors() const { return fErrors; }
-  const Walk& GetWalk() const { return fWalk; }
 
-  // In their order. A text with line ends in it is whole.
-  const std::vector<Finding>& Findings() const { return fFindings; }
+  // What they say by now.
+  Reading Read() const { return fWalk.Read(fFailures); }
 
-  // What the prober has told of failures on standard error: how many there were, and the last.
-  std::size_t Failures() const { return fFailures; }
-  const std::string& LastFailure() const { return fLastFailure; }
+  // To be called when all has come. `failed` says that by its exit status the prober has met a failure.
+  void Conclude(bool failed);
+  const Reading& GetReading() const { return fReading; }
+
+  // What the prober has told of failures on standard error; and whether the command line has asked for the
+  // last, which comes behind the answer then, and not in its place.
+  const Failures& GetFailures() const { return fFailures; }
+  bool WasProgrammed() const;
 
  private:
   LineKind ReadOutputLine(const std::string& line);
@@ -41,10 +41,9 @@ class Report {
   Lines fOutput;
   Lines fErrors;
   Walk fWalk;
-  std::vector<Finding> fFindings;
-  bool fTextOpen = false;  // the last finding's text has no end yet
-  std::size_t fFailures = 0;
+  Failures fFailures;
   std::string fLastFailure;
+  Reading fReading;
 };
 
 }  // namespace prowl

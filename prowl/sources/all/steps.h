@@ -12,24 +12,28 @@ namespace prowl {
 // Whom a step asks: the machine once, or each GPU of a kind.
 enum class Scope { kRun, kGLGPU, kCLGPU };
 
+// What an answer looks like behind its equals sign.
+enum class Form {
+  kFlag,    // 0 or 1
+  kNumber,  // decimal
+  kReal,
+  kText,  // between double quotes
+  kList,  // [8], of whole numbers
+};
+
 struct Step {
   Scope scope;
+  Form form;
   std::string_view key;    // of the answer; empty for the last step, which has none
   std::string_view topic;  // in words; empty where the key says it
   bool optional = false;   // there may be no answer, though nothing has failed
-
-  // "GL_MAX_DRAW_BUFFERS" for an answer that stands behind a line "gputag.GL_MAX_DRAW_BUFFERS=34852", else
-  // empty.
-  std::string_view Symbol() const;
 };
 
 // All of them. A step asks all GPUs of its kind, one after the other, before the next step begins.
 const std::vector<Step>& Steps();
 
-// The place in Steps() of the step whose answer has that key, or whose symbol it is; Steps().size() if there
-// is none.
+// The place in Steps() of the step whose answer has that key; Steps().size() if there is none.
 std::size_t FindStep(std::string_view key);
-std::size_t FindSymbol(std::string_view symbol);
 
 // A step as one GPU meets it.
 struct Question {

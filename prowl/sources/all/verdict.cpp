@@ -4,61 +4,58 @@ namespace prowl {
 
 namespace {
 
-// The prober's own exit statuses.
-constexpr int kProberFailed = 2;
+// The prober's own exit statuses, and kProberFailed.
 constexpr int kProberUsage = 3;
 constexpr int kProberNotBegun = 4;
 
-// True for a failure that the command line asked for. It comes behind the answer, and not in its place.
-bool IsProgrammed(const std::string& failure) {
-  return failure == "exception: Programmed throw" || failure == "exception: programmed failure";
-}
-
 std::vector<Question> AskedAtException(const Report& report) {
-  const Walk& walk = report.GetWalk();
+  const Reading& reading = report.GetReading();
   std::vector<Question> asked;
-  if (!IsProgrammed(report.LastFailure())) {
-    // The last failure is the run's. What a GPU fails doesn't end the run.
-    for (const Question& question : walk.Asked(report.Failures() > 0 ? report.Failures() - 1 : 0))
-      if (question.GetStep().scope == Scope::kRun) asked.push_back(question);
-  }
-  if (asked.empty()) asked.push_back(walk.Latest().value_or(Question{0, 0}));
+  // What a GPU fails doesn't end the run.
+  for (const Question& question : reading.asked)
+    if (!report.WasProgrammed() && question.GetStep().scope == Scope::kRun) asked.push_back(question);
+  if (asked.empty())
+    asked.push_back(reading.findings.empty() ? Question{0, 0} : reading.findings.back().question);
   return asked;
 }
 
-// What the prober says by a status, or null where the report shows that another has set it: a driver, say.
+// What the prober says by a status, or null where the report shows that another has set it: the command line,
+// or a driver, say.
 const char* Meaning(int status, const Report& report) {
-  const Walk& walk = report.GetWalk();
+  const Reading& reading = report.GetReading();
+  const bool told = report.GetFailures().most > reading.dropped.size();
   switch (status) {
     case kProberFailed:
-      if (walk.AtEnd()) return "a GPU failed a question and was dropped";
-      return report.Failures() > walk.Dropped().size() ? "an exception ended the run" : nullptr;
+      if (reading.isWhole)
+        return told || !reading.dropped.empty() ? "a GPU failed a question and was dropped" : nullptr;
+      return told ? "an exception ended the run" : nullptr;
     case kProberUsage:
-      return walk.AtEnd() || !walk.Latest() ? "its command line couldn't be understood" : nullptr;
+      return reading.findings.empty() ? "its command line couldn't be understood" : nullptr;
     case kProberNotBegun:
-      return walk.AtEnd() || !walk.Latest() ? "it couldn't even begin" : nullptr;
+      return reading.findings.empty() ? "it couldn't even begin" : nullptr;
     default:
       return nullptr;
   }
 }
 
 Verdict JudgeExit(int status, const Report& report) {
-  const Walk& walk = report.GetWalk();
+  const Reading& reading = report.GetReading();
   const std::string words = "status " + std::to_string(status);
   if (const char* const meaning = Meaning(status, report)) {
-    const bool broken = status == kProberFailed && !walk.AtEnd();
+    const bool broken = status == kProberFailed && !reading.isWhole;
     return {"finished-with-failures", "finished with failures: " + words + ", " + meaning, kStatusFailures,
             broken ? AskedAtException(report) : std::vector<Question>()};
   }
-  if (walk.AtEnd()) return {"finished", status == 0 ? "finished" : "finished: " + words, kStatusFinished, {}};
+  if (reading.isWhole)
+    return {"finished", status == 0 ? "finished" : "finished: " + words, kStatusFinished, {}};
   return {"ended-early", "ended early: " + words + ", and its report has no end", kStatusEndedEarly,
-          walk.Asked(report.Failures())};
+          reading.asked};
 }
 
 }  // namespace
 
 Verdict Judge(const Ending& ending, const Report& report) {
-  const std::vector<Question> asked = report.GetWalk().Asked(report.Failures());
+  const std::vector<Question>& asked = report.GetReading().asked;
   const std::string killed = ending.detail.empty() ? ", and couldn't be killed" : ", and was killed";
   switch (ending.kind) {
     case Ending::Kind::kExited:

@@ -46,6 +46,10 @@ enum Status : int {
   kStatusInterrupted = 7,
 };
 
+// The prober's exit status where it has met a failure.
+constexpr int kProberFailed = 2;
+
+// The report is concluded.
 Verdict Judge(const Ending& ending, const Report& report);
 
 }  // namespace prowl

@@ -4,12 +4,18 @@
 
 #include <algorithm>
 #include <charconv>
-#include <set>
-#include <utility>
+#include <map>
+#include <optional>
 
 namespace prowl {
 
 namespace {
+
+constexpr std::size_t kMaxKeyBytes = 128;  // no key is longer
+constexpr std::size_t kMaxPaths = 64;      // to one answer
+constexpr std::size_t kMaxOpenTexts = 64;
+constexpr std::size_t kMaxRoomyBytes = std::size_t{4} * 1024 * 1024;  // of answers that are kept whole
+constexpr std::size_t kMinTextBytes = 512;                            // of those behind
 
 // Takes a beginning off a text, if it's there.
 bool TakeOff(std::string_view beginning, std::string_view& text) {
@@ -18,135 +24,279 @@ bool TakeOff(std::string_view beginning, std::string_view& text) {
   return true;
 }
 
-// The same with a decimal number.
-std::optional<unsigned> TakeNumber(std::string_view& text) {
-  unsigned number = 0;
+// The same with a number.
+template <class Number>
+bool TakeNumber(std::string_view& text, Number& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return std::nullopt;
+  if (error != std::errc()) return false;
   text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return number;
+  return true;
 }
 
-struct Key {
-  Scope scope;
-  unsigned gpu;
-  std::string_view name;
-};
+template <class Number>
+bool IsNumber(std::string_view text) {
+  Number number{};
+  return TakeNumber(text, number) && text.empty();
+}
 
-// Takes "glgpu[0].GLVersion" apart. What has no tag is of the run.
-std::optional<Key> ParseKey(std::string_view text) {
+bool IsList(std::string_view text) {
+  int number = 0;
+  if (!TakeOff("[", text) || !TakeNumber(text, number)) return false;
+  while (TakeOff(", ", text))
+    if (!TakeNumber(text, number)) return false;
+  return text == "]";
+}
+
+bool HasForm(Form form, std::string_view value) {
+  switch (form) {
+    case Form::kFlag:
+      return value == "0" || value == "1";
+    case Form::kNumber:
+      return IsNumber<std::uint32_t>(value);
+    case Form::kReal:
+      return IsNumber<double>(value);
+    case Form::kList:
+      return IsList(value);
+    default:
+      return !value.empty() && value.front() == '"';
+  }
+}
+
+// A text isn't escaped, so that a line end in it is a line end of the report.
+bool IsOpen(Form form, std::string_view value) {
+  return form == Form::kText && (value.size() == 1 || value.back() != '"');
+}
+
+// What asks a GPU, such as "glgpu[0].GLVersion", at the end of a text.
+std::optional<Question> FindGPUKey(std::string_view text) {
   for (const auto& [scope, word] :
        {std::pair(Scope::kGLGPU, ProwlerKey::kGLGPU), std::pair(Scope::kCLGPU, ProwlerKey::kCLGPU)}) {
-    std::string_view rest = text;
-    if (!TakeOff(word, rest) || !TakeOff("[", rest)) continue;
-    const auto gpu = TakeNumber(rest);
-    if (!gpu || !TakeOff("].", rest)) return std::nullopt;
-    return Key{scope, *gpu, rest};
+    std::string_view rest = text.substr(std::min(text.rfind(word), text.size()));
+    unsigned gpu = 0;
+    if (!TakeOff(word, rest) || !TakeOff("[", rest) || !TakeNumber(rest, gpu) || !TakeOff("].", rest))
+      continue;
+    const std::size_t step = FindStep(rest);
+    if (step < Steps().size() && Steps()[step].scope == scope && gpu < Walk::kMaxGPUs)
+      return Question{step, gpu};
   }
-  return Key{Scope::kRun, 0, text};
+  return std::nullopt;
+}
+
+// The same for what asks the machine, such as "NumGLGPUs".
+std::optional<Question> FindRunKey(std::string_view text) {
+  for (std::size_t step = 0; step + 1 < Steps().size(); ++step) {
+    const std::string_view key = Steps()[step].key;
+    if (Steps()[step].scope == Scope::kRun && text.size() >= key.size() &&
+        text.substr(text.size() - key.size()) == key)
+      return Question{step, 0};
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-Walk::Walk() { GPUs(fNext).push_back({0}); }
+struct Walk::Answer {
+  Question question;
+  std::string_view value;
+};
 
-std::optional<Answer> Walk::Take(std::string_view line) {
-  const std::size_t equals = line.find('=');
-  if (equals == std::string_view::npos) return std::nullopt;
-  std::string_view left = line.substr(0, equals);
-  if (TakeOff(ProwlerKey::kGPUTag, left) && TakeOff(".", left)) {
-    Announce(left);
-    return std::nullopt;
+Walk::Walk() : fPaths(1 + Steps().size() * kMaxGPUs) { fPaths[0].emplace_back(); }
+
+// Those that a line can be. What the command line has remarked stands in front of the first.
+std::vector<Walk::Answer> Walk::AnswersIn(std::string_view line) {
+  const bool isRemark = line.substr(0, 2) == "# ";
+  std::vector<Answer> answers;
+  for (std::size_t equals = line.find('='); equals != line.npos; equals = line.find('=', equals + 1)) {
+    const std::size_t begin = equals - std::min(equals, kMaxKeyBytes);
+    const std::string_view left = line.substr(begin, equals - begin), value = line.substr(equals + 1);
+    auto question = FindGPUKey(left);
+    if (!question) question = FindRunKey(left);
+    if (question && HasForm(question->GetStep().form, value) && !(isRemark && question->step == 0))
+      answers.push_back({*question, value});
   }
-  const auto key = ParseKey(left);
-  if (!key) return std::nullopt;
-  const Question question{FindStep(key->name), key->gpu};
-  if (question.step == Steps().size() || question.GetStep().scope != key->scope ||
-      question.gpu >= GPUs(question).size() || question < fNext)
-    return std::nullopt;
-
-  Reach(question);
-  GPUs(question)[question.gpu].nextStep = question.step + 1;
-  fLatest = question;
-  const std::string_view value = line.substr(equals + 1);
-  if (key->name == ProwlerKey::kNumGLGPUs) Enumerate(Scope::kGLGPU, question.step + 1, value);
-  if (key->name == ProwlerKey::kNumCLGPUs) Enumerate(Scope::kCLGPU, question.step + 1, value);
-  fNext = Behind(question);
-  fAnnounced = false;
-  return Answer{question, value};
+  return answers;
 }
 
-std::vector<Question> Walk::Asked(std::size_t failures) const {
-  using GPUId = std::pair<Scope, unsigned>;
-  const auto isOpen = [&](const Question& question) { return !GPUs(question)[question.gpu].dropped; };
-  const auto idOf = [](const Question& question) { return GPUId(question.GetStep().scope, question.gpu); };
-  std::set<GPUId> open;
-  for (Question question = fNext; question.step < Steps().size(); question = Behind(question))
-    if (question.GetStep().scope != Scope::kRun && isOpen(question)) open.insert(idOf(question));
-
-  // So many GPUs have failed without having left out an answer yet. Any may be among them, and answers that
-  // have to come may then be left out.
-  const std::size_t hidden = std::min(failures - std::min(failures, fDropped.size()), open.size());
-  std::set<GPUId> met, passed;
-  std::vector<Question> asked;
-  for (Question question = fNext; question.step < Steps().size(); question = Behind(question)) {
-    const GPUId gpu = idOf(question);
-    if (!isOpen(question) || passed.count(gpu) > 0) continue;
-    // Those that have failed are others than this one.
-    if (met.size() - met.count(gpu) >= hidden) asked.push_back(question);
-    if (gpu.first != Scope::kRun) met.insert(gpu);
-    if (question.GetStep().optional) continue;
-    if (gpu.first == Scope::kRun || passed.size() == hidden) break;
-    passed.insert(gpu);
+void Walk::Take(std::string_view line) {
+  // None of them stands behind another one of the same line, or behind a text that ends in it.
+  std::vector<Continuation> found;
+  for (const Answer& answer : AnswersIn(line))
+    for (const Path& path : PathsTo(answer.question))
+      found.push_back({PlaceOf(answer.question), path, std::string(answer.value), fLine});
+  ContinueTexts(line);
+  for (Continuation& next : found) {
+    const auto isAsGood = [&](const Continuation& other) {
+      return other.place == next.place && Covers(other.path, next.path);
+    };
+    if (!IsOpen(QuestionAt(next.place).GetStep().form, next.value))
+      Add(next);
+    else if (fOpenTexts.size() < kMaxOpenTexts &&
+             std::none_of(fOpenTexts.begin(), fOpenTexts.end(), isAsGood))
+      fOpenTexts.push_back(std::move(next));
   }
-  return asked;
+  ++fLine;
 }
 
-std::vector<Walk::GPU>& Walk::GPUs(const Question& question) {
-  return fGPUs[static_cast<std::size_t>(question.GetStep().scope)];
+Question Walk::QuestionAt(std::size_t place) {
+  return {place / kMaxGPUs, static_cast<unsigned>(place % kMaxGPUs)};
 }
 
-const std::vector<Walk::GPU>& Walk::GPUs(const Question& question) const {
-  return fGPUs[static_cast<std::size_t>(question.GetStep().scope)];
+// Of a GPU, in a set of them.
+std::size_t Walk::IdOf(const Question& question) {
+  return question.gpu + (question.GetStep().scope == Scope::kCLGPU ? kMaxGPUs : 0);
+}
+
+// Whatever can come behind the other can come behind this one as well.
+bool Walk::Covers(const Path& path, const Path& other) {
+  return path.gpus == other.gpus && (path.dropped & ~other.dropped).none() && path.score >= other.score;
 }
 
 // The next question, whoever is asked.
-Question Walk::Behind(Question question) const {
+Question Walk::Behind(const Path& path, Question question) const {
   ++question.gpu;
-  while (question.step < Steps().size() && question.gpu >= GPUs(question).size())
+  while (question.step < Steps().size() &&
+         question.gpu >= path.gpus[static_cast<std::size_t>(question.GetStep().scope)])
     question = {question.step + 1, 0};
   return question;
 }
 
-void Walk::Enumerate(Scope scope, std::size_t firstStep, std::string_view count) {
-  const std::size_t gpus = TakeNumber(count).value_or(0);
-  fGPUs[static_cast<std::size_t>(scope)].assign(std::min(gpus, kMaxGPUs), {firstStep});
-}
-
-// A symbol is told anew for each GPU.
-void Walk::Announce(std::string_view symbol) {
-  Question question{FindSymbol(symbol), 0};
-  if (question.step == Steps().size()) return;
-  for (; question.gpu < GPUs(question).size(); ++question.gpu) {
-    if (question < fNext || GPUs(question)[question.gpu].dropped) continue;
-    if (fAnnounced && !(fNext < question)) continue;
-    Reach(question);
-    fNext = question;
-    fAnnounced = true;
-    return;
+// Those behind which the question can be answered, without those GPUs whose answers it passes over.
+Walk::Paths Walk::PathsTo(const Question& question) const {
+  const bool isRun = question.GetStep().scope == Scope::kRun;
+  const std::size_t own = IdOf(question);
+  Paths found;
+  GPUSet skipped;
+  for (std::size_t place = PlaceOf(question);; --place) {
+    for (Path path : fPaths[place]) {
+      GPUSet there;
+      for (unsigned gpu = 0; gpu < path.gpus[1]; ++gpu) there.set(gpu);
+      for (unsigned gpu = 0; gpu < path.gpus[2]; ++gpu) there.set(kMaxGPUs + gpu);
+      path.dropped |= skipped & there;
+      if (isRun || (there[own] && !path.dropped[own])) found.push_back(path);
+    }
+    if (place == 0) return found;
+    const Question passed = QuestionAt(place - 1);
+    if (passed.GetStep().optional) continue;
+    if (passed.GetStep().scope != Scope::kRun)
+      skipped.set(IdOf(passed));
+    else if (passed.gpu == 0)
+      return found;
+    if (!isRun && skipped[own]) return found;
   }
 }
 
-// Everything in front of the question has been asked.
-void Walk::Reach(const Question& question) {
-  for (Question passed = fNext; passed < question; passed = Behind(passed)) {
-    GPU& gpu = GPUs(passed)[passed.gpu];
-    if (passed.GetStep().optional || passed.GetStep().scope == Scope::kRun || gpu.dropped) continue;
-    gpu.dropped = true;
-    fDropped.emplace_back();
-    for (std::size_t step = gpu.nextStep; step <= passed.step; ++step)
-      fDropped.back().asked.push_back({step, passed.gpu});
+// Lets a path go on with an answer, unless there is one already that is as good.
+void Walk::Add(const Continuation& next) {
+  Path path = next.path;
+  ++path.score.first;
+  path.score.second += fLine - next.firstLine;
+  const Question question = QuestionAt(next.place);
+  for (const auto& [key, scope] :
+       {std::pair(ProwlerKey::kNumGLGPUs, Scope::kGLGPU), std::pair(ProwlerKey::kNumCLGPUs, Scope::kCLGPU)}) {
+    std::string_view count = next.value;
+    unsigned gpus = 0;
+    if (question.GetStep().key == key && TakeNumber(count, gpus))
+      path.gpus[static_cast<std::size_t>(scope)] = std::min(gpus, static_cast<unsigned>(kMaxGPUs));
   }
+  Paths& paths = fPaths[1 + next.place];
+  const auto covers = [&](const Path& other) {
+    Path rival = path;
+    if (fNodes[other.last].finding.firstLine < next.firstLine) rival.score.second = 0;  // the first is believed
+    return Covers(other, rival);
+  };
+  if (fBytes > kMaxBytes || std::any_of(paths.begin(), paths.end(), covers)) return;
+  const auto isCovered = [&](const Path& other) { return Covers(path, other); };
+  paths.erase(std::remove_if(paths.begin(), paths.end(), isCovered), paths.end());
+  if (paths.size() == kMaxPaths) return;
+
+  const std::size_t room = fBytes < kMaxRoomyBytes ? kMaxTextBytes : kMinTextBytes;
+  fNodes.push_back({path.last, {question, next.value.substr(0, room), next.firstLine, fLine}});
+  fBytes += sizeof(Node) + fNodes.back().finding.value.size();
+  path.last = fNodes.size() - 1;
+  paths.push_back(path);
+}
+
+// An open text is no answer before its end, which may never come if a driver has printed it.
+void Walk::ContinueTexts(std::string_view line) {
+  const bool isEnd = !line.empty() && line.back() == '"';
+  for (Continuation& text : fOpenTexts) {
+    if (text.value.size() < kMaxTextBytes) text.value.append("\n").append(line.substr(0, kMaxTextBytes));
+    if (isEnd) Add(text);
+  }
+  if (isEnd) fOpenTexts.clear();
+}
+
+// The reading with the most answers in which no more GPUs have failed; of several the one that leaves out
+// least.
+const Walk::Path& Walk::Best(std::size_t failures) const {
+  const Path* best = &fPaths[0][0];
+  for (const Paths& paths : fPaths)
+    for (const Path& path : paths)
+      if (path.dropped.count() <= failures && path.score > best->score) best = &path;
+  return *best;
+}
+
+Reading Walk::Read(const Failures& failures) const {
+  const Path& path = Best(failures.most);
+  Reading reading;
+  for (std::size_t node = path.last; node != kNone; node = fNodes[node].before)
+    reading.findings.push_back(fNodes[node].finding);
+  std::reverse(reading.findings.begin(), reading.findings.end());
+
+  // What each GPU may have failed: what it has left out since its last answer, up to the first that it had to
+  // give; or that last answer itself.
+  std::map<std::size_t, std::vector<Question>> open;
+  GPUSet stopped;
+  Question next{0, 0};
+  for (const Finding& finding : reading.findings) {
+    for (; next < finding.question; next = Behind(path, next)) {
+      const std::size_t id = IdOf(next);
+      if (next.GetStep().scope == Scope::kRun || stopped[id]) continue;
+      stopped[id] = !next.GetStep().optional;
+      if (!stopped[id] || failures.programmed < failures.most) open[id].push_back(next);
+    }
+    next = Behind(path, next);
+    if (finding.question.GetStep().scope == Scope::kRun) continue;
+    std::vector<Question>& asked = open[IdOf(finding.question)];
+    asked.clear();
+    if (failures.programmed > 0) asked.push_back(finding.question);
+  }
+  GPUSet maybe;
+  for (auto& [id, asked] : open) {
+    if (path.dropped[id])
+      reading.dropped.push_back({std::move(asked)});
+    else
+      maybe[id] = !asked.empty();
+  }
+  reading.asked = Asked(path, next, maybe, failures);
+  reading.isWhole =
+      !reading.findings.empty() && reading.findings.back().question.GetStep().key == ProwlerKey::kProwlerEnd;
+  return reading;
+}
+
+// What may be asked from that question on. Those GPUs may have failed already, and nothing shows it yet. If
+// so many can't have failed, fewer have.
+std::vector<Question> Walk::Asked(const Path& path, Question next, const GPUSet& maybe,
+                                  const Failures& failures) const {
+  const std::size_t dropped = path.dropped.count();
+  std::vector<Question> asked;
+  for (std::size_t least = failures.least - std::min(failures.least, dropped); asked.empty(); --least) {
+    GPUSet failed, passed = maybe;  // for certain, and perhaps, if the question is asked
+    for (Question question = next; question.step < Steps().size(); question = Behind(path, question)) {
+      const bool isRun = question.GetStep().scope == Scope::kRun;
+      const std::size_t id = IdOf(question);
+      if (!isRun && (path.dropped[id] || failed[id])) continue;
+      const std::size_t others = passed.count() - (!isRun && passed[id] ? 1 : 0);
+      if (others >= least) asked.push_back(question);
+      if (isRun && !question.GetStep().optional) break;
+      if (isRun) continue;
+      passed.set(id);
+      if (question.GetStep().optional) continue;
+      failed.set(id);
+      if (dropped + failed.count() > failures.most) break;
+    }
+  }
+  return asked;
 }
 
 }  // namespace prowl

@@ -1,20 +1,26 @@
-// Follows a report along the order of the prober's steps, and tells what a gap in it means.
+// Follows a report along the order of the prober's steps, among whatever else is printed there, and tells
+// what a gap in it means.
 #ifndef PROWL_WALK_H_
 #define PROWL_WALK_H_
 
 #include "steps.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
-#include <optional>
+#include <cstdint>
+#include <deque>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace prowl {
 
-struct Answer {
+struct Finding {
   Question question;
-  std::string_view value;  // a piece of the line
+  std::string value;  // what stands behind the equals sign; a text with line ends in it is whole
+  std::uint64_t firstLine, lastLine;  // counted from 0
 };
 
 // A GPU that failed a question, and what the prober hasn't asked since.
@@ -22,48 +28,95 @@ struct DroppedGPU {
   std::vector<Question> asked;  // the question that it failed is one of these
 };
 
+// What a report says.
+struct Reading {
+  std::vector<Finding> findings;  // in their order
+  std::vector<DroppedGPU> dropped;
+  std::vector<Question> asked;  // what may have been asked behind the last finding; at least one question
+  bool isWhole = false;         // the report has its end
+};
+
+// What has been told of failures elsewhere. A GPU that leaves out an answer has failed.
+struct Failures {
+  std::size_t least = 0;       // told for certain
+  std::size_t most = 0;        // together with what only looks like it
+  std::size_t programmed = 0;  // of these, asked for by the command line: they come behind an answer
+};
+
+// A line answers a question if its key stands in it, behind whatever a driver has printed without a line end,
+// and its value has the right form. Of such lines those are believed that the prober can have written one
+// after the other: it leaves out no answer but an optional one, and those of a GPU that has failed. Where
+// there are several readings, the one with the most answers holds; what isn't in it, drivers have printed. An
+// exact imitation of an answer that may come next can't be told from one: of several answers to a question
+// the first is believed, unless later ones agree with another.
 class Walk {
  public:
-  // GPUs beyond these aren't followed.
+  // GPUs of a kind beyond these aren't followed.
   static constexpr std::size_t kMaxGPUs = 64;
+
+  // The bytes that it takes, about, and of one text. What comes then is no answer.
+  static constexpr std::size_t kMaxBytes = std::size_t{6} * 1024 * 1024;
+  static constexpr std::size_t kMaxTextBytes = std::size_t{16} * 1024;
 
   Walk();
 
-  // Takes the report's next line, and gives what it answers: nothing if it's no line of a report, or not one
-  // that may stand here.
-  std::optional<Answer> Take(std::string_view line);
+  // Takes the report's next line.
+  void Take(std::string_view line);
 
-  // The question that was answered last.
-  const std::optional<Question>& Latest() const { return fLatest; }
+  // What the lines say by now.
+  Reading Read(const Failures& failures) const;
 
-  // What may have been asked behind the last line; at least one question. `failures` tells how many GPUs have
-  // failed one, whether the report shows it yet or not.
-  std::vector<Question> Asked(std::size_t failures) const;
-
-  // GPUs that have left out an answer while others, or the run, went on.
-  const std::vector<DroppedGPU>& Dropped() const { return fDropped; }
-
-  // The whole report is there.
-  bool AtEnd() const { return fNext.step + 1 == Steps().size(); }
+  // It never gives a byte back.
+  std::size_t Bytes() const { return fBytes; }
 
  private:
-  struct GPU {
-    std::size_t nextStep;  // behind its latest answer
-    bool dropped = false;
+  using GPUSet = std::bitset<2 * kMaxGPUs>;
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+  // An answer, and the one before it.
+  struct Node {
+    std::size_t before;  // in fNodes, or kNone
+    Finding finding;
   };
 
-  std::vector<GPU>& GPUs(const Question& question);
-  const std::vector<GPU>& GPUs(const Question& question) const;
-  Question Behind(Question question) const;
-  void Enumerate(Scope scope, std::size_t firstStep, std::string_view count);
-  void Announce(std::string_view symbol);
-  void Reach(const Question& question);
+  // A reading up to some answer.
+  struct Path {
+    std::array<unsigned, 3> gpus{1, 0, 0};  // by Scope
+    GPUSet dropped;
+    std::pair<std::size_t, std::uint64_t> score;  // answers, and what texts have of further lines
+    std::size_t last = kNone;                     // in fNodes
+  };
+  using Paths = std::vector<Path>;
 
-  std::array<std::vector<GPU>, 3> fGPUs;  // by Scope; the run counts as one GPU
-  Question fNext{0, 0};                   // nothing from here on is answered
-  bool fAnnounced = false;                // fNext's symbol is out
-  std::optional<Question> fLatest;
-  std::vector<DroppedGPU> fDropped;
+  // How a path can go on: that question's answer, from that line on.
+  struct Continuation {
+    std::size_t place;
+    Path path;
+    std::string value;
+    std::uint64_t firstLine;
+  };
+
+  struct Answer;
+
+  static std::vector<Answer> AnswersIn(std::string_view line);
+  static std::size_t PlaceOf(const Question& question) { return question.step * kMaxGPUs + question.gpu; }
+  static Question QuestionAt(std::size_t place);
+  static std::size_t IdOf(const Question& question);
+  static bool Covers(const Path& path, const Path& other);
+
+  Question Behind(const Path& path, Question question) const;
+  Paths PathsTo(const Question& question) const;
+  void Add(const Continuation& next);
+  void ContinueTexts(std::string_view line);
+  const Path& Best(std::size_t failures) const;
+  std::vector<Question> Asked(const Path& path, Question next, const GPUSet& maybe,
+                              const Failures& failures) const;
+
+  std::vector<Paths> fPaths;  // [0] has the beginning; [1 + place] those that end with that question's answer
+  std::deque<Node> fNodes;
+  std::vector<Continuation> fOpenTexts;  // their ends may be on later lines
+  std::uint64_t fLine = 0;
+  std::size_t fBytes = 0;
 };
 
 }  // namespace prowl
