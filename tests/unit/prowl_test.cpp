@@ -90,6 +90,8 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
       {Until("glgpu[1].GLRenderer=", FullReport(2, 1, "glgpu[0].GLRectTextureSize")), exception,
        "glgpu[1].GLRendererID"},
       // A GPU has failed, and the report doesn't show it yet.
+      {Until("glgpu[2].GLMemoryMB", FullReport(3, 0)) + "glgpu[2].GLVendor=\"x\"\n", exception,
+       "glgpu[0].GLVendorID glgpu[1].GLVendorID"},
       {Until("glgpu[0].GLMemoryMB", two), exception, "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
       {Until("glgpu[1].GLRenderer=", two), exception, "glgpu[1].GLRendererID"},
       {Until("glgpu[1].GLRenderer=", two), exception + "KGX::LogicalException: \n",
@@ -112,7 +114,10 @@ TEST(ProwlTest, Judges) {
     string output, errors, verdict, asked;
   } rows[] = {
       {Exited(0), end, "", "finished 0 finished", ""},
-      {Exited(7), end, "", "finished 0 finished: status 7", ""},
+      {Exited(2), end, "", "finished 0 finished: status 2", ""},
+      {Exited(4), end, "", "finished 0 finished: status 4", ""},
+      {Exited(0), "prowlerEnd=\"x\"\n" + middle, "", early + "status 0, and its report has no end",
+       "OGLContextCreated"},
       {Exited(2), dropped, layer, failed + "status 2, a GPU failed a question and was dropped", ""},
       {Exited(2), lastGL, layer, failed + "status 2, an exception ended the run", "NumCLGPUs NumNativeGPUs"},
       {Exited(2), middle, "exception: Programmed throw\n", failed + "status 2, an exception ended the run",
@@ -145,6 +150,9 @@ TEST(ProwlTest, MemoryIsBounded) {
   EXPECT_EQ(lines.Dropped() + lines.Kept().size(), 200000u);
   EXPECT_EQ(lines.Kept().back().text, string(1000, 'x'));
   const string endless(1000000, 'y');
+  // An answer stands behind any amount of noise, and a text that is too long still has its end.
+  const string start = endless + "Tester=\"\"\nprowlerStart=\"" + endless + "\"\nKGXCoreInitialized=1\n";
+  EXPECT_EQ(Read(start).GetReading().findings.size(), 3u);
   for (int i = 0; i < 100; ++i) lines.Take(endless.data(), endless.size(), 0, other);
   std::size_t bytes = lines.Unfinished().text.size();
   for (const prowl::Line& line : lines.Kept()) bytes += sizeof line + line.text.size();
@@ -158,11 +166,12 @@ TEST(ProwlTest, ShowsAnythingSafely) {
   result.ending = {Kind::kExited, 2, "exit status 2", 1.25};
   string output = FullReport(2, 0, "glgpu[1].GLVendorID");
   output.replace(output.find("glgpu[0].GLRenderer=\"1\""), 23,
-                 "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise");
+                 "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise\u202E\u2028");
   result.report = Read(output + "cut", "exception: x\n", true);
   const prowl::Verdict verdict = Judge(result.ending, result.report);
 
-  const auto document = nlohmann::json::parse(AsJSON({"gpu\xFF", {"-a\"\xFF"}, 1, {}, {}}, result, verdict));
+  const auto document =
+      nlohmann::json::parse(AsJSON({"gpu\xFF", {"-a\"\xFF"}, 1, {}, {}, {}}, result, verdict));
   EXPECT_EQ(document["verdict"], "finished-with-failures");
   EXPECT_EQ(document["run"]["NumGLGPUs"], 2);
   EXPECT_EQ(document["gpus"][0]["findings"]["GLRenderer"], "a\uFFFD\n\n# b\x1B[2J");
@@ -173,7 +182,7 @@ TEST(ProwlTest, ShowsAnythingSafely) {
   for (const char* const part :
        {"glgpu[1] was dropped, having failed one of:\n  glgpu[1].GLName (its marketing name)\n",
         "\nglgpu[1]\n", "  GLRenderer              \"a\uFFFD\\x0A\\x0A# b\\x1B[2J\"\n",
-        "  \\x9Bnoise\n  cut (without a line end)\n", "Standard error\n  exception: x\n"})
+        "  \\x9Bnoise\\u202E\\u2028\n  cut (without a line end)\n", "Standard error\n  exception: x\n"})
     EXPECT_NE(text.find(part), string::npos) << part << "\n" << text;
 }
 

@@ -21,6 +21,22 @@ std::string WithLineEnds(const std::string& text);
 // Whether somebody looks at standard error.
 bool IsErrorTerminal();
 
+// From here on what asks this process to end, such as Ctrl-C, a terminal that goes away or the end of the
+// session, only makes WasInterrupted true and wakes up; with the second, it ends the process again. What was
+// ignored stays so.
+void HoldInterrupts();
+void ReleaseInterrupts();
+bool WasInterrupted();
+
+// Waits at most that many seconds, until somebody wakes up, or has done so since the last call. One thread
+// waits, any wakes up.
+void WaitForWakeUp(double seconds);
+void WakeUp();
+
+// Whether a child of this process is stopped, by a shell's job control or a debugger. False where the system
+// doesn't tell.
+bool IsChildStopped();
+
 }  // namespace prowl::platform
 
 #endif  // PROWL_HOSTPLATFORM_H_

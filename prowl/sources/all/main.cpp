@@ -1,8 +1,10 @@
 // prowl: runs the prober, and tells a person what happened.
 #include "hostplatform.h"
+#include "outlet.h"
 #include "presentation.h"
 #include "progress.h"
 
+#include <ztutil/clock.h>
 #include <ztutil/managedthread.h>
 #include <ztutil/platform.h>
 #include <ztutil/winhandle.h>
@@ -10,11 +12,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -31,8 +32,8 @@ constexpr char kStatuses[] =
 constexpr double kDefaultTimeoutSeconds = 60;
 constexpr double kMaxTimeoutSeconds = 1e6;
 
-std::atomic<bool> gInterrupted{false};
-std::atomic<bool> gOutputFailed{false};
+constexpr double kTickSeconds = 0.1;
+constexpr double kFlushSeconds = 5;  // what whoever reads our output may take behind the timeout
 
 struct Options {
   prowl::RunOptions run;
@@ -66,56 +67,70 @@ void Parse(CLI::App& app, int argc, char** argv, Options& options) {
     throw CLI::ValidationError("--timeout", "takes a number of seconds above 0, a million at most");
 }
 
-// False if it couldn't be written.
-bool Write(ztutil::Writer& writer, const char* bytes, std::size_t count) noexcept {
+// Standard output and error while the prober's bytes are passed on.
+class Raw {
+ public:
+  explicit Raw(prowl::RunOptions& options) {
+    options.passOn = [output = fOutput, errors = fErrors](bool isOutput, const char* bytes,
+                                                          std::size_t count) {
+      (isOutput ? output : errors)->Put(bytes, count);
+    };
+    options.ended = [this] {
+      fOutput->Widen();
+      fErrors->Widen();
+    };
+  }
+
+  // Writes the rest and the verdict, to that time and a little more at most. False if output was lost.
+  bool Finish(const std::string& summary, double seconds) {
+    fErrors->Put(summary.data(), summary.size());
+    const double end = ztutil::Now() + std::max(seconds, 0.0) + kFlushSeconds;
+    while (!(fOutput->Drain(kTickSeconds) && fErrors->Drain(kTickSeconds)))
+      if (ztutil::Now() >= end) return false;
+    return !fOutput->HasFailed();
+  }
+
+ private:
+  // A thread that had to be abandoned may still use them.
+  const std::shared_ptr<prowl::Outlet> fOutput = std::make_shared<prowl::Outlet>(ztutil::StdOut());
+  const std::shared_ptr<prowl::Outlet> fErrors = std::make_shared<prowl::Outlet>(ztutil::StdErr());
+};
+
+bool WriteOutput(const std::string& text) noexcept {
   try {
-    writer.Write(bytes, count);
+    ztutil::StdOut().Write(text.data(), text.size());
     return true;
   } catch (...) {
     return false;
   }
 }
 
-// Once something is lost, nothing more is written, and the exit status tells.
-void WriteOutput(const char* bytes, std::size_t count) noexcept {
-  if (!gOutputFailed && !Write(ztutil::StdOut(), bytes, count)) gOutputFailed = true;
-}
-
-void PassOn(bool isOutput, const char* bytes, std::size_t count) noexcept {
-  isOutput ? WriteOutput(bytes, count) : static_cast<void>(Write(ztutil::StdErr(), bytes, count));
-}
-
-// The second signal of a kind finds what was there before.
-extern "C" void OnInterrupt(int signal) {
-  gInterrupted = true;
-  std::signal(signal, SIG_DFL);
-}
-
 int Run(Options options) {
-  for (const int signal : {SIGINT, SIGTERM})
-    if (std::signal(signal, OnInterrupt) == SIG_IGN) std::signal(signal, SIG_IGN);
-
+  const double start = ztutil::Now();
   std::optional<prowl::Progress> progress;
+  std::optional<Raw> raw;
   if (options.raw)
-    options.run.passOn = PassOn;
+    raw.emplace(options.run);
   else
     progress.emplace();
   options.run.tick = [&](double seconds, const prowl::Report& report) {
     if (progress) progress->Show(seconds, report);
-    return gInterrupted.load();
+    return prowl::platform::WasInterrupted();
   };
+  prowl::platform::HoldInterrupts();
   const prowl::RunResult result = RunProber(options.run);
   progress.reset();
+  prowl::platform::ReleaseInterrupts();
 
   const prowl::Verdict verdict = Judge(result.ending, result.report);
-  if (options.raw) {
-    std::cerr << Summary(result, verdict);
-  } else {
-    const std::string text = prowl::platform::WithLineEnds(options.json ? AsJSON(options.run, result, verdict)
-                                                                        : AsText(result, verdict));
-    WriteOutput(text.data(), text.size());
-  }
-  if (!gOutputFailed) return verdict.status;
+  const auto text = [&] {
+    return prowl::platform::WithLineEnds(options.json ? AsJSON(options.run, result, verdict)
+                                                      : AsText(result, verdict));
+  };
+  const bool written =
+      raw ? raw->Finish(Summary(result, verdict), start + options.run.timeoutSeconds - ztutil::Now())
+          : WriteOutput(text());
+  if (written) return verdict.status;
   std::cerr << "prowl: can't write to standard output\n";
   return prowl::kStatusError;
 }

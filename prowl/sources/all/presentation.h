@@ -9,8 +9,8 @@
 
 namespace prowl {
 
-// A text for a terminal: control characters, line ends among them, are shown as escapes, what isn't UTF-8 is
-// replaced, and what is too long for reading is cut.
+// A text for a terminal: control characters, line ends among them, and what turns or hides text unseen are
+// shown as escapes, what isn't UTF-8 is replaced, and what is too long for reading is cut.
 std::string Printable(const std::string& text);
 
 // The verdict, and what explains it, as lines.

@@ -8,12 +8,10 @@
 
 #include <boost/make_shared.hpp>
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -27,6 +25,8 @@ using ztutil::consoleapp::TaskID;
 
 constexpr std::size_t kReadBytes = 65536;
 constexpr double kTickSeconds = 0.1;
+constexpr double kMaxTickSeconds = 1;  // longer ones this process hasn't seen
+constexpr double kMaxStopped = 10;     // times the timeout that the prober may be stopped
 constexpr double kKillSeconds = 5;     // what a killed process may take to go
 constexpr double kCollectSeconds = 5;  // what the rest of its output may take to be read
 
@@ -89,10 +89,9 @@ class RecordingTask : public ztutil::OutputTask {
 // that the prober has started may hold that open.
 class ProberApp : public ztutil::ConsoleApp {
  public:
-  // The exit code, if the end comes within that time.
-  std::optional<std::int32_t> WaitForEnd(double seconds) {
-    std::unique_lock<std::mutex> lock(fEndMutex);
-    fEndCond.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return fExitCode.has_value(); });
+  // The exit code, once it has ended.
+  std::optional<std::int32_t> GetExitCode() {
+    const std::lock_guard<std::mutex> lock(fEndMutex);
     return fExitCode;
   }
 
@@ -102,34 +101,26 @@ class ProberApp : public ztutil::ConsoleApp {
   // ConsoleApp
   void OnRunning() override { fHasRun = true; }
   void OnFinished(std::int32_t exitCode) override {
-    const std::lock_guard<std::mutex> lock(fEndMutex);
-    fExitCode = exitCode;
-    fEndCond.notify_all();
+    {
+      const std::lock_guard<std::mutex> lock(fEndMutex);
+      fExitCode = exitCode;
+    }
+    platform::WakeUp();
   }
 
  private:
   std::atomic<bool> fHasRun{false};
   std::mutex fEndMutex;
-  std::condition_variable fEndCond;
   std::optional<std::int32_t> fExitCode;
 };
 
-// The library tells that the system has refused, and the system's reason only to the log.
-std::string WhyNotStarted(const std::string& program, const std::string& failure) {
-  if (failure.find("CreateProcessW") == std::string::npos) return failure;
-  namespace fs = std::filesystem;
-  const fs::path path(program);
-  const auto why = [&]() -> std::string {
-    if (!path.has_parent_path()) return "there is no such program on PATH, or it can't be run";
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (!fs::exists(status)) return "there is no such file";
-    if (fs::is_directory(status)) return "it is a folder";
-    constexpr fs::perms kAnyExec = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
-    if ((status.permissions() & kAnyExec) == fs::perms::none) return "it isn't executable";
-    return "the system can't run it";
-  };
-  return why() + " (" + failure + ")";
+ztutil::consoleapp::LaunchParams LaunchParamsOf(const RunOptions& options,
+                                                const boost::shared_ptr<Recording>& recording) {
+  ztutil::consoleapp::LaunchParams params(platform::LaunchText(options.prober), options.arguments,
+                                          boost::make_shared<RecordingTask>(recording, true),
+                                          boost::make_shared<RecordingTask>(recording, false));
+  params.SetEndsWithHost(true);
+  return params;
 }
 
 class ProberRun {
@@ -138,10 +129,7 @@ class ProberRun {
       : fOptions(options),
         fRecording(boost::make_shared<Recording>(options.passOn)),
         fApp(boost::make_shared<ProberApp>()),
-        fLauncher({platform::LaunchText(options.prober), options.arguments,
-                   boost::make_shared<RecordingTask>(fRecording, true),
-                   boost::make_shared<RecordingTask>(fRecording, false)},
-                  fApp) {}
+        fLauncher(LaunchParamsOf(options, fRecording), fApp) {}
 
   RunResult Run() {
     Ending ending;
@@ -152,10 +140,11 @@ class ProberRun {
       if (fApp->HasRun())
         ending = {Ending::Kind::kLost, 0, failure.what()};
       else
-        ending = {Ending::Kind::kNotStarted, 0, WhyNotStarted(fOptions.prober, failure.what())};
+        ending = {Ending::Kind::kNotStarted, 0, WhyNotStarted(failure.what())};
     }
     ending.seconds = fRecording->Seconds();
-    if (fApp->WaitForEnd(0)) Collect();
+    if (fOptions.ended) fOptions.ended();
+    if (fApp->GetExitCode()) Collect();
     Report report = fRecording->Close();
     report.Conclude(ending.kind == Ending::Kind::kExited && ending.status == kProberFailed);
     return {ending, std::move(report), fNotes};
@@ -165,16 +154,19 @@ class ProberRun {
   // Throws a failure of the thread that waits for the process.
   Ending Follow() {
     std::optional<std::int32_t> exitCode;
-    while (!(exitCode = fApp->WaitForEnd(kTickSeconds))) {
-      const bool unwanted = fRecording->Tick(fOptions.tick);
+    double last = 0;
+    while (!(exitCode = fApp->GetExitCode())) {
       const double seconds = fRecording->Seconds();
-      if (!fStop && (unwanted || seconds >= fOptions.timeoutSeconds))
+      Count(seconds - std::exchange(last, seconds));
+      const bool unwanted = fRecording->Tick(fOptions.tick);
+      if (!fStop && (unwanted || fCounted >= fOptions.timeoutSeconds))
         fStop = Stop{unwanted ? Ending::Kind::kInterrupted : Ending::Kind::kHung, seconds};
       if (!fStop)
         GetState();
       else if (!fStop->killed)
         Kill();
       if (fStop && seconds > fStop->seconds + kKillSeconds) return {fStop->kind, 0, ""};
+      platform::WaitForWakeUp(kTickSeconds);
     }
     const auto rawEnd = fApp->GetRawEnd();
     const std::string words = rawEnd ? ztutil::DescribeRawEnd(*rawEnd) : "";
@@ -191,13 +183,26 @@ class ProberRun {
     }
   }
 
+  // The system's reason and the library's text.
+  std::string WhyNotStarted(const std::string& failure) const {
+    const std::string reason = fApp->GetStartError();
+    return reason.empty() ? failure : reason + " (" + failure + ")";
+  }
+
+  // Time that has passed, by what of it the prober could use.
+  void Count(double seconds) {
+    seconds = std::min(seconds, kMaxTickSeconds);
+    const bool stopped = fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsChildStopped();
+    (stopped ? fStopped : fCounted) += seconds;
+  }
+
   // Throws what the thread that waits for the process has failed of, as long as that is what matters.
   State GetState() {
     for (;;) {
       try {
         return fLauncher.GetState();
       } catch (const ztutil::consoleapp::Exception& failure) {
-        if (failure.GetTaskID() == TaskID::Launcher && !fApp->WaitForEnd(0)) throw;
+        if (failure.GetTaskID() == TaskID::Launcher && !fApp->GetExitCode()) throw;
         Note(failure.what());
       }
     }
@@ -237,6 +242,8 @@ class ProberRun {
   const boost::shared_ptr<ProberApp> fApp;
   ztutil::ConsoleAppLauncher fLauncher;
   std::optional<Stop> fStop;
+  double fCounted = 0;  // of the timeout
+  double fStopped = 0;
   std::vector<std::string> fNotes;
 };
 

@@ -19,11 +19,15 @@ struct RunOptions {
   double timeoutSeconds = 0;
 
   // Is given what the prober writes, as it comes: standard output, else standard error, each on a thread of
-  // its own. May be empty.
+  // its own. As long as it takes the prober waits. May be empty.
   using PassOn = std::function<void(bool isOutput, const char* bytes, std::size_t count)>;
   PassOn passOn;
 
-  // Called about ten times a second while the prober runs; true ends the run. May be empty.
+  // Called when the prober has ended: from here on passOn must not wait. May be empty.
+  std::function<void()> ended;
+
+  // Called about ten times a second while the prober runs, and when the platform is woken up; true ends the
+  // run. It must not wait. May be empty.
   using Tick = std::function<bool(double seconds, const Report& report)>;
   Tick tick;
 };
@@ -35,7 +39,8 @@ struct RunResult {
 };
 
 // Starts the prober and follows it to its end, which comes a few seconds behind the timeout at the latest.
-// Threads that couldn't be stopped may live on.
+// Time in which this process is stopped doesn't count, nor that in which the prober is, up to ten times the
+// timeout. The prober ends with this process. Threads that couldn't be stopped may live on.
 RunResult RunProber(const RunOptions& options);
 
 }  // namespace prowl

@@ -3,32 +3,42 @@
 #include "hostplatform.h"
 
 #include <ztutil/classicstream.h>
+#include <ztutil/winhandle.h>
 
+#include <algorithm>
 #include <iomanip>
-#include <iostream>
 
 namespace prowl {
 
 namespace {
 
 constexpr std::size_t kMaxWidth = 78;
+constexpr double kLastSeconds = 0.5;  // to take the line away
 
 }  // namespace
 
-Progress::Progress() : fIsShown(platform::IsErrorTerminal()) {}
+Progress::Progress() {
+  if (platform::IsErrorTerminal()) fOutlet.emplace(ztutil::StdErr());
+}
 
-Progress::~Progress() { Put(""); }
+Progress::~Progress() {
+  Put("");
+  if (fOutlet) fOutlet->Drain(kLastSeconds);
+}
 
 void Progress::Show(double seconds, const Report& report) {
+  if (!fOutlet) return;
   ztutil::ClassicStream text;
   text << std::fixed << std::setprecision(1) << seconds << " s  " << report.Read().asked.front().Name();
   Put(text.str().substr(0, kMaxWidth));
 }
 
-// Blanks hide the rest of a longer text, so that any terminal will do.
+// Blanks hide the rest of a longer text, so that any terminal will do. What the terminal has no time for is
+// left out.
 void Progress::Put(const std::string& text) {
-  if (!fIsShown) return;
-  std::cerr << "\r" << std::left << std::setw(static_cast<int>(fWidth)) << text << "\r" << std::flush;
+  if (!fOutlet || !fOutlet->Drain(0)) return;
+  const std::string line = "\r" + text + std::string(fWidth - std::min(fWidth, text.size()), ' ') + "\r";
+  fOutlet->Put(line.data(), line.size());
   fWidth = text.size();
 }
 

@@ -2,14 +2,17 @@
 #ifndef PROWL_PROGRESS_H_
 #define PROWL_PROGRESS_H_
 
+#include "outlet.h"
 #include "report.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace prowl {
 
-// Shows it on standard error, if somebody looks at that, and takes it away at its end.
+// Shows it on standard error, if somebody looks at that, and takes it away at its end. A terminal that is
+// stopped holds nobody up.
 class Progress {
  public:
   Progress();
@@ -22,8 +25,8 @@ class Progress {
  private:
   void Put(const std::string& text);
 
-  const bool fIsShown;
-  std::size_t fWidth = 0;  // of what stands there
+  std::optional<Outlet> fOutlet;  // if it is shown
+  std::size_t fWidth = 0;         // of what stands there
 };
 
 }  // namespace prowl

@@ -201,7 +201,8 @@ void Walk::Add(const Continuation& next) {
   Paths& paths = fPaths[1 + next.place];
   const auto covers = [&](const Path& other) {
     Path rival = path;
-    if (fNodes[other.last].finding.firstLine < next.firstLine) rival.score.second = 0;  // the first is believed
+    if (fNodes[other.last].finding.firstLine < next.firstLine)
+      rival.score.second = 0;  // the first is believed
     return Covers(other, rival);
   };
   if (fBytes > kMaxBytes || std::any_of(paths.begin(), paths.end(), covers)) return;

@@ -3,6 +3,7 @@
 #include <io.h>
 #include <windows.h>
 
+#include <atomic>
 #include <cstddef>
 
 namespace prowl::platform {
@@ -15,6 +16,21 @@ std::wstring Wide(const std::string& text) {
                     L'\0');
   MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, wide.data(), static_cast<int>(wide.size()));
   return wide;
+}
+
+std::atomic<bool> gInterrupted{false};
+
+HANDLE WakeUpEvent() {
+  static const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  return event;
+}
+
+// Of its own thread. Where the system ends the process behind this, main gets the time that there is.
+BOOL WINAPI OnInterrupt(DWORD event) {
+  gInterrupted = true;
+  WakeUp();
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
+  return TRUE;
 }
 
 }  // namespace
@@ -41,5 +57,17 @@ std::string WithLineEnds(const std::string& text) {
 }
 
 bool IsErrorTerminal() { return _isatty(_fileno(stderr)) != 0; }
+
+void HoldInterrupts() { SetConsoleCtrlHandler(OnInterrupt, TRUE); }
+
+void ReleaseInterrupts() { SetConsoleCtrlHandler(OnInterrupt, FALSE); }
+
+bool WasInterrupted() { return gInterrupted; }
+
+void WaitForWakeUp(double seconds) { WaitForSingleObject(WakeUpEvent(), static_cast<DWORD>(seconds * 1000)); }
+
+void WakeUp() { SetEvent(WakeUpEvent()); }
+
+bool IsChildStopped() { return false; }
 
 }  // namespace prowl::platform
