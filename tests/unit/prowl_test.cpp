@@ -129,7 +129,11 @@ TEST(ProwlTest, Judges) {
       {Exited(0), "", "", early + "status 0, and its report has no end", "Tester"},
       {{Kind::kCrashed, 0, "signal 6"}, end, "", "crashed 4 crashed: signal 6", "exit"},
       {{Kind::kHung, 0, "signal 9"}, middle, "", "hung 5 hung, and was killed", "OGLContextCreated"},
-      {{Kind::kInterrupted}, "", "", "interrupted 7 was interrupted, and couldn't be killed", "Tester"},
+      {{Kind::kInterrupted, 0, "", 0, 12},
+       "",
+       "",
+       "interrupted 7 was interrupted, and couldn't be killed (process 12)",
+       "Tester"},
       {{Kind::kNotStarted, 0, "x"}, "", "", "not-started 6 could not start: x", ""},
       {{Kind::kLost, 0, "x"}, middle, "", "lost 1 was lost sight of: x", "OGLContextCreated"},
   };

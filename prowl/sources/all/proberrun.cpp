@@ -165,7 +165,8 @@ class ProberRun {
         GetState();
       else if (!fStop->killed)
         Kill();
-      if (fStop && seconds > fStop->seconds + kKillSeconds) return {fStop->kind, 0, ""};
+      if (fStop && seconds > fStop->seconds + kKillSeconds)
+        return {fStop->kind, 0, "", 0, fApp->GetProcessID()};
       platform::WaitForWakeUp(kTickSeconds);
     }
     const auto rawEnd = fApp->GetRawEnd();

@@ -52,11 +52,14 @@ Verdict JudgeExit(int status, const Report& report) {
           reading.asked};
 }
 
+std::string Process(std::uint32_t id) { return id != 0 ? " (process " + std::to_string(id) + ")" : ""; }
+
 }  // namespace
 
 Verdict Judge(const Ending& ending, const Report& report) {
   const std::vector<Question>& asked = report.GetReading().asked;
-  const std::string killed = ending.detail.empty() ? ", and couldn't be killed" : ", and was killed";
+  const std::string killed =
+      ending.detail.empty() ? ", and couldn't be killed" + Process(ending.processId) : ", and was killed";
   switch (ending.kind) {
     case Ending::Kind::kExited:
       return JudgeExit(ending.status, report);

@@ -4,6 +4,7 @@
 
 #include "report.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,10 @@ struct Ending {
   };
 
   Kind kind = Kind::kNotStarted;
-  int status = 0;           // its exit status, for kExited
-  std::string detail = {};  // the system's words for it, empty if it didn't come; or why there is none
-  double seconds = 0;       // that it ran
+  int status = 0;               // its exit status, for kExited
+  std::string detail = {};      // the system's words for it, empty if it didn't come; or why there is none
+  double seconds = 0;           // that it ran
+  std::uint32_t processId = 0;  // of one that couldn't be killed, where it's known
 };
 
 struct Verdict {
