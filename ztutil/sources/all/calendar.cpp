@@ -3,7 +3,7 @@
 #include "clock.h"
 #include "platform.h"
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/date_time/gregorian/gregorian_types.hpp>
 
 #include <cmath>
 #include <cstdint>
@@ -12,14 +12,12 @@ namespace ztutil {
 
 namespace {
 
-using boost::posix_time::microseconds;
-using boost::posix_time::ptime;
-using boost::posix_time::seconds;
+constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 
 // Links the clock to the calendar, to within the cost of one reading of the clock.
 class Converter {
  public:
-  Converter() : fEpoch(boost::gregorian::date(1970, 1, 1)) {
+  Converter() {
     constexpr int kReadings = 10000;
     Now();  // the first reading is slower
     const double start = Now();
@@ -33,10 +31,12 @@ class Converter {
     fOffset = (after - cost + before) * 0.5 - utc * 1e-6;
   }
 
-  ptime ToUTC(double now) const { return fEpoch + microseconds(std::llround((now - fOffset) * 1e6)); }
+  // In microseconds since the epoch.
+  std::int64_t ToUTC(double now) const { return std::llround((now - fOffset) * 1e6); }
+
+  const boost::gregorian::date fEpoch{1970, 1, 1};
 
  private:
-  const ptime fEpoch;
   double fOffset;  // what the clock read at the epoch
 };
 
@@ -44,13 +44,14 @@ class Converter {
 
 CalendarTime LocalCalendarTime(double now) {
   static const Converter converter;
-  const ptime local = converter.ToUTC(now) + seconds(platform::LocalOffsetSeconds());
-  const auto date = local.date().year_month_day();
-  const auto time = local.time_of_day();
-  constexpr std::int64_t kMicrosecondsPerMinute = 60000000;
-  const auto second = static_cast<double>(time.total_microseconds() % kMicrosecondsPerMinute) * 1e-6;
-  return {date.year, date.month, date.day, static_cast<int>(time.hours()), static_cast<int>(time.minutes()),
-          second};
+  const std::int64_t local = converter.ToUTC(now) + platform::LocalOffsetSeconds() * kMicroseconds;
+  constexpr std::int64_t kDay = 86400 * kMicroseconds;
+  const std::int64_t ofDay = (local % kDay + kDay) % kDay;  // before the epoch, too
+  const auto date =
+      (converter.fEpoch + boost::gregorian::days(static_cast<long>((local - ofDay) / kDay))).year_month_day();
+  const auto minute = static_cast<int>(ofDay / (60 * kMicroseconds));
+  const auto second = static_cast<double>(ofDay % (60 * kMicroseconds)) * 1e-6;
+  return {date.year, date.month, date.day, minute / 60, minute % 60, second};
 }
 
 }  // namespace ztutil

@@ -14,6 +14,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -27,55 +28,46 @@ class PrefixText {
  public:
   void Append(char byte) { *fEnd++ = byte; }
 
-  // "%0*d"
-  void AppendInteger(int value, int width) {
-    if (value < 0) {
-      Append('-');
-      --width;
-    }
-    AppendDigits(static_cast<std::uint64_t>(std::abs(std::int64_t{value})), width);
+  // "%02d" of what is below 100
+  void AppendPair(int value) {
+    Append(static_cast<char>('0' + value / 10));
+    Append(static_cast<char>('0' + value % 10));
   }
 
-  // "%0*.3f", or "%+0*.3f" if the sign is a plus
-  void AppendSeconds(double value, int width, char plus) {
-    const char sign = std::signbit(value) ? '-' : plus;
-    if (sign != '\0') {
-      Append(sign);
-      --width;
-    }
-    // Within these bounds the product is so exact that it rounds as the value does; only about half a
-    // millisecond it could go either way.
-    constexpr double kExactBelow = 1e9;
-    constexpr double kInexact = 1e-6;
-    const double milliseconds = std::abs(value) * 1000.0;
-    if (milliseconds < kExactBelow && std::abs(milliseconds - std::floor(milliseconds) - 0.5) > kInexact) {
-      const auto rounded = static_cast<std::uint64_t>(milliseconds + 0.5);
-      AppendDigits(rounded / 1000, width - 4);
-      Append('.');
-      AppendDigits(rounded % 1000, 3);
-      return;
+  // "%05d"
+  void AppendCount(std::int32_t value) {
+    if (value < 0) Append('-');
+    char digits[10];
+    const auto end = std::to_chars(digits, digits + sizeof digits, std::abs(std::int64_t{value})).ptr;
+    AppendPadded(digits, end, value < 0 ? 4 : 5);
+  }
+
+  // "%06.3f" of what isn't negative
+  void AppendSeconds(double value) {
+    // Of a product that is this small we know how it rounds, but for one that is as good as half-way.
+    constexpr double kKnownBelow = 99999.0;
+    constexpr double kHalfWay = 1e-6;
+    const double milliseconds = value * 1000.0;
+    if (milliseconds < kKnownBelow) {
+      const auto rounded = static_cast<int>(milliseconds + 0.5);
+      const double above = milliseconds + 0.5 - rounded;
+      if (above > kHalfWay && above < 1.0 - kHalfWay) {
+        AppendPair(rounded / 1000);
+        Append('.');
+        Append(static_cast<char>('0' + rounded / 100 % 10));
+        AppendPair(rounded % 100);
+        return;
+      }
     }
     char digits[kDoubleRoom];
-    const auto end =
-        std::to_chars(digits, digits + sizeof digits, std::abs(value), std::chars_format::fixed, 3).ptr;
-    AppendPadded(digits, end, width);
+    AppendPadded(digits,
+                 std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3).ptr, 6);
   }
 
   std::string_view Text() const { return {fText, static_cast<std::size_t>(fEnd - fText)}; }
 
  private:
   static constexpr std::size_t kDoubleRoom = 320;  // the largest has 309 digits before the point
-
-  void AppendDigits(std::uint64_t value, int width) {
-    std::uint64_t rest = value;
-    for (char* digit = fEnd + width; digit != fEnd; rest /= 10) *--digit = static_cast<char>('0' + rest % 10);
-    if (rest == 0) {
-      fEnd += width;
-    } else {  // it takes more room
-      char digits[20];
-      AppendPadded(digits, std::to_chars(digits, digits + sizeof digits, value).ptr, width);
-    }
-  }
 
   void AppendPadded(const char* digits, const char* end, std::ptrdiff_t width) {
     for (std::ptrdiff_t length = end - digits; length < width; ++length) Append('0');
@@ -119,15 +111,20 @@ std::string ZTLogger::GetBaseName(const char* path) const {
 void ZTLogger::VPrint(const char* file, int line, const char* format, std::va_list arguments) {
   const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());
   char last = '\0';
-  const auto write = [&](const std::string& text) {
+  const auto write = [&](std::string_view text) {
     if (text.empty()) return;
     Write(text.data(), text.size());
     last = text.back();
   };
   write(MakePrefix(file, line));
-  std::string text;
-  FmtVPrintf(text, format, arguments);
-  write(text);
+  if (std::strcmp(format, "%s") == 0) {  // as modules have it: nothing to be formatted
+    const char* const text = va_arg(arguments, const char*);
+    write(text != nullptr ? text : "(null)");
+  } else {
+    std::string text;
+    FmtVPrintf(text, format, arguments);
+    write(text);
+  }
   if (last != '\r' && last != '\n') write(GetEndOfLine());
   Flush();
 }
@@ -136,38 +133,53 @@ std::string ZTLogger::MakePrefix(const char*, int) {
   PrefixText text;
   char separator = '\0';
   const auto has = [this](std::uint32_t flags) { return (fFormatFlags & flags) != 0; };
-  const auto separate = [&] {
+  const auto separate = [&](char next) {
     if (separator != '\0') text.Append(separator);
-  };
-  const auto append = [&](int value, int width, char next) {
-    separate();
-    text.AppendInteger(value, width);
     separator = next;
   };
+  const auto pair = [&](std::uint32_t flag, int value, char next) {
+    if (!has(flag)) return;
+    separate(next);
+    text.AppendPair(value);
+  };
 
-  if (has(kLogSequence)) append(fLineCount, 5, '_');
+  if (has(kLogSequence)) {
+    separate('_');
+    text.AppendCount(fLineCount);
+  }
   if (has(kLogYear | kLogMonth | kLogDay | kLogHour | kLogMinute | kLogSecond)) {
     const CalendarTime time = LocalCalendarTime(fCurrentTime);
-    if (has(kLogYear)) append(time.year, 4, '/');
-    if (has(kLogMonth)) append(time.month, 2, '/');
-    if (has(kLogDay)) append(time.day, 2, '/');
+    if (has(kLogYear)) {
+      separate('/');
+      text.AppendPair(time.year / 100);
+      text.AppendPair(time.year % 100);
+    }
+    pair(kLogMonth, time.month, '/');
+    pair(kLogDay, time.day, '/');
     if (has(kLogYear | kLogMonth | kLogDay)) separator = '_';
-    if (has(kLogHour)) append(time.hour, 2, ':');
-    if (has(kLogMinute)) append(time.minute, 2, ':');
+    pair(kLogHour, time.hour, ':');
+    pair(kLogMinute, time.minute, ':');
     if (has(kLogSecond)) {
-      separate();
-      text.AppendSeconds(time.second, 6, '\0');
+      separate('\0');
+      text.AppendSeconds(time.second);
     }
   }
   if (has(kLogDelta)) {
+    const double delta = fCurrentTime - fPreviousTime;
     text.Append('(');
-    text.AppendSeconds(fCurrentTime - fPreviousTime, 7, '+');
+    text.Append(std::signbit(delta) ? '-' : '+');
+    text.AppendSeconds(std::abs(delta));
     text.Append(')');
   }
+  const std::string& thread = ManagedThread::GetCurrentThreadName();
   std::string prefix;
-  prefix.reserve(96);  // most fit
-  prefix = text.Text();
-  if (has(kLogThread)) prefix.append(1, '[').append(ManagedThread::GetCurrentThreadName()).append(1, ']');
+  prefix.reserve(text.Text().size() + thread.size() + fIndentText.size() + std::strlen("[] "));
+  prefix += text.Text();
+  if (has(kLogThread)) {
+    prefix += '[';
+    prefix += thread;
+    prefix += ']';
+  }
   if (fFormatFlags != 0) prefix += ' ';
   prefix += fIndentText;
   return prefix;
@@ -220,14 +232,19 @@ Stackable<ZTLogger>::Held CurrentLogger() {
   return ZTLogger::Top();
 }
 
+ZTLoggerLock::PtrAndLock::PtrAndLock() : fLogger(CurrentLogger()), fLock(LoggingMutex()) {}
+
+bool ZTLoggerLock::PtrAndLock::IsEnabled() const noexcept {
+  try {
+    return fLogger && fLogger->IsEnabled();
+  } catch (...) {
+    return false;
+  }
+}
+
 ZTLoggerLock::ZTLoggerLock() {
   auto ptrAndLock = boost::make_shared<PtrAndLock>();
-  ptrAndLock->fLogger = CurrentLogger();
-  ptrAndLock->fLock = boost::unique_lock<boost::recursive_mutex>(LoggingMutex());
-  try {
-    if (ptrAndLock->fLogger && ptrAndLock->fLogger->IsEnabled()) fPtrAndLock = std::move(ptrAndLock);
-  } catch (...) {
-  }
+  if (ptrAndLock->IsEnabled()) fPtrAndLock = std::move(ptrAndLock);
 }
 
 std::uintptr_t IndentLog(std::uintptr_t word) {

@@ -111,17 +111,23 @@ Stackable<ZTLogger>::Held CurrentLogger();
 // one message.
 class ZTLoggerLock {
  public:
+  // The current logger, enabled or not, and the lock. For those who need no copies.
+  struct PtrAndLock {
+    PtrAndLock();
+
+    // False without a logger.
+    bool IsEnabled() const noexcept;
+
+    const Stackable<ZTLogger>::Held fLogger;
+    const boost::unique_lock<boost::recursive_mutex> fLock;
+  };
+
   ZTLoggerLock();
 
   explicit operator bool() const { return fPtrAndLock != nullptr; }
   ZTLogger* operator->() const { return fPtrAndLock->fLogger.get(); }
 
  private:
-  struct PtrAndLock {
-    Stackable<ZTLogger>::Held fLogger;
-    boost::unique_lock<boost::recursive_mutex> fLock;
-  };
-
   boost::shared_ptr<PtrAndLock> fPtrAndLock;
 };
 

@@ -146,6 +146,6 @@ void ManagedThread::SetCurrentThreadName(const std::string& name) {
   platform::NameThreadForDebugger(name);
 }
 
-std::string ManagedThread::GetCurrentThreadName() { return CurrentThreadEntry(); }
+const std::string& ManagedThread::GetCurrentThreadName() { return CurrentThreadEntry(); }
 
 }  // namespace ztutil

@@ -64,9 +64,9 @@ class ManagedThread {
 
   // The name of the calling thread in the log and, cut to what the system has room for, in debuggers. Any
   // thread. A thread without a name goes by its id, and one that gets the id of a dead thread by that one's
-  // name.
+  // name. What Get gives is there until the thread ends or gets another name.
   static void SetCurrentThreadName(const std::string& name);
-  static std::string GetCurrentThreadName();
+  static const std::string& GetCurrentThreadName();
 
  private:
   void Remove();

@@ -79,7 +79,8 @@ void MessageStream::Put(const std::string& text) {
 
 void MessageStream::Put(int value) {
   char digits[12];
-  if (good()) fBuffer.fText.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+  const auto last = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  if (good()) fBuffer.fText.append(digits, static_cast<std::size_t>(last - digits));
 }
 
 }  // namespace ztutil
