@@ -1,17 +1,17 @@
 #include "logscope.h"
 
-#include "classicstream.h"
-#include "clock.h"
-#include "logger.h"
+#include "ztlogging.h"
+
+#include <charconv>
 
 namespace ztutil {
 
 ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
-    : fFile(file), fLine(line), fText(text.str()) {
-  try {
-    if (const ZTLoggerLock logger; logger) logger->Print(fFile, fLine, "%s", ("BEGIN " + fText).c_str());
-  } catch (...) {
-  }
+    : ZTLogScope(text.str(), file, line) {}
+
+ZTLogScope::ZTLogScope(const std::string& text, const char* file, int line)
+    : fFile(file), fLine(line), fText(text) {
+  LogText(fFile, fLine, [this](MessageStream& out) -> MessageStream& { return out << "BEGIN " << fText; });
   try {
     IndentLog(0);  // a disabled logger, and one that couldn't write, too: it is outdented in any case
   } catch (...) {
@@ -21,13 +21,14 @@ ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
 
 ZTLogScope::~ZTLogScope() {
   const double duration = Now() - fStart;
+  char digits[32];
+  const auto end = std::to_chars(digits, digits + sizeof digits, duration, std::chars_format::general, 6).ptr;
+  *end = '\0';
   try {
     OutdentLog(0);
-    if (const ZTLoggerLock logger; logger) {
-      ClassicStream text;
-      text << "END " << fText << ", duration=" << duration;
-      logger->Print(fFile, fLine, "%s", text.str().c_str());
-    }
+    LogText(fFile, fLine, [&](MessageStream& out) -> MessageStream& {
+      return out << "END " << fText << ", duration=" << digits;
+    });
   } catch (...) {
   }
 }

@@ -13,6 +13,7 @@ namespace ztutil {
 class ZTLogScope {
  public:
   ZTLogScope(std::ostringstream& text, const char* file, int line);
+  ZTLogScope(const std::string& text, const char* file, int line);
   ~ZTLogScope();
   ZTLogScope(const ZTLogScope&) = delete;
   ZTLogScope& operator=(const ZTLogScope&) = delete;

@@ -39,11 +39,13 @@
   ZT_LOG_SCOPE_ON_LINE(::ztutil::DebugFlagValue(flag) >= (level), text, __LINE__)
 
 #define ZT_LOG_SCOPE_ON_LINE(isOn, text, line) ZT_LOG_SCOPE_NAMED(isOn, text, line)
-#define ZT_LOG_SCOPE_NAMED(isOn, text, line)                                                            \
-  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope##line =                                        \
-      !(isOn) ? nullptr : ::ztutil::OpenLogScope(__FILE__, line, [&](std::ostringstream& ztLogStream) { \
-        ztLogStream << text;                                                                            \
-      })
+#define ZT_LOG_SCOPE_NAMED(isOn, text, line)                                                         \
+  const std::unique_ptr<::ztutil::ZTLogScope> ztLogScope##line =                                     \
+      !(isOn) ? nullptr                                                                              \
+              : ::ztutil::OpenLogScope(__FILE__, line,                                               \
+                                       [&](::ztutil::MessageStream& ztLogStream) -> decltype(auto) { \
+                                         return ztLogStream << text;                                 \
+                                       })
 
 namespace ztutil {
 
@@ -51,10 +53,10 @@ namespace ztutil {
 template <class Build>
 void LogText(const char* file, int line, Build build) noexcept {
   try {
-    if (const ZTLoggerLock logger; logger) {
+    if (const ZTLoggerLock::PtrAndLock lock; lock.IsEnabled()) {
       const auto text = MessageStream::Borrow();
       text->Fill(build);
-      logger->Print(file, line, "%s", text->Text().c_str());
+      lock.fLogger->Print(file, line, "%s", text->Text().c_str());
     }
   } catch (...) {
   }
@@ -64,9 +66,10 @@ void LogText(const char* file, int line, Build build) noexcept {
 template <class Build>
 std::unique_ptr<ZTLogScope> OpenLogScope(const char* file, int line, Build build) noexcept {
   try {
-    ClassicStream text;
-    build(text);
-    return std::make_unique<ZTLogScope>(text, file, line);
+    const ZTLoggerLock::PtrAndLock lock;
+    const auto text = MessageStream::Borrow();
+    text->Fill(build);
+    return std::make_unique<ZTLogScope>(text->Text(), file, line);
   } catch (...) {
     return nullptr;
   }
