@@ -12,6 +12,8 @@ namespace {
 Fmt* gHead = nullptr;
 
 constexpr char kNull[] = "<nullptr>";
+constexpr char kStringFormat[] = "\"%s\"";
+constexpr std::size_t kRoomForEscapes = 16;  // and quotes; many texts need no more
 
 constexpr char kSpecial[] = "\b\t\n\f\r\\";
 constexpr char kSpecialLetters[] = "btnfr\\";
@@ -20,22 +22,27 @@ bool IsPrintable(unsigned value) { return value >= ' ' && value <= '~'; }
 
 // Appends one character, escaped where it must be. `size` is the bytes of its type.
 void EscapeChar(std::string& out, unsigned value, char quote, int size) {
+  if (IsPrintable(value) && value != static_cast<unsigned char>(quote) && value != '\\') {
+    out += static_cast<char>(value);
+    return;
+  }
+  out += '\\';
   for (int i = 0; kSpecial[i] != '\0'; ++i) {
     if (value != static_cast<unsigned char>(kSpecial[i])) continue;
-    out += '\\';
     out += kSpecialLetters[i];
     return;
   }
   if (value == static_cast<unsigned char>(quote)) {
-    out += '\\';
     out += quote;
-  } else if (IsPrintable(value)) {
-    out += static_cast<char>(value);
-  } else {
-    out += "\\x";
-    for (int digit = size * 2 - 1; digit >= 0; --digit)
-      out += "0123456789abcdef"[(value >> (4 * digit)) & 0xF];
+    return;
   }
+  out += 'x';
+  for (int digit = size * 2 - 1; digit >= 0; --digit) out += "0123456789abcdef"[(value >> (4 * digit)) & 0xF];
+}
+
+template <class Unsigned, class Char>
+void AppendEscaped(std::string& out, const Char* text) {
+  for (; *text != 0; ++text) EscapeChar(out, static_cast<Unsigned>(*text), '"', sizeof(Char));
 }
 
 int HexDigit(char c) {
@@ -106,7 +113,7 @@ FmtFormats::FmtFormats()
       fInt64("%lld"),
       fFloat("%.2f"),
       fDouble("%.2f"),
-      fString("\"%s\"") {
+      fString(kStringFormat) {
   static const auto* const hex32 = new std::string(HexFormat(4, ""));
   static const auto* const hexLong = new std::string(HexFormat(4, "l"));
   static const auto* const hex64 = new std::string(HexFormat(8, "ll"));
@@ -151,6 +158,11 @@ void Fmt::FormatPointer(std::string& out, const void* value, const char* format)
 void Fmt::FormatString(std::string& out, const char* value, const char* format) const {
   if (value == nullptr) {
     out = kNull;
+  } else if (std::strcmp(format, kStringFormat) == 0) {  // the usual one, which needs no printf
+    out = '"';
+    out.reserve(std::strlen(value) + kRoomForEscapes);
+    AppendEscaped<unsigned char>(out, value);
+    out += '"';
   } else {
     FmtPrintf(out, format, QuoteString(value).c_str());
   }
@@ -310,12 +322,6 @@ void FmtPrintf(std::string& out, const char* format, ...) {
 }
 
 void FmtVPrintf(std::string& out, const char* format, std::va_list arguments) {
-  // A log message's format, which needn't pass through printf.
-  if (std::strcmp(format, "%s") == 0) {
-    const char* const text = va_arg(arguments, const char*);
-    out = text != nullptr ? text : "(null)";
-    return;
-  }
   std::va_list again;
   va_copy(again, arguments);
   char buffer[256];
@@ -333,14 +339,14 @@ void FmtVPrintf(std::string& out, const char* format, std::va_list arguments) {
 std::string QuoteString(const char* text) {
   if (text == nullptr) return kNull;
   std::string out;
-  for (; *text != '\0'; ++text) EscapeChar(out, static_cast<unsigned char>(*text), '"', 1);
+  AppendEscaped<unsigned char>(out, text);
   return out;
 }
 
 std::string QuoteWideString(const char16_t* text) {
   if (text == nullptr) return kNull;
   std::string out;
-  for (; *text != u'\0'; ++text) EscapeChar(out, *text, '"', 2);
+  AppendEscaped<char16_t>(out, text);
   return out;
 }
 
