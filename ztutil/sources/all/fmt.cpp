@@ -20,9 +20,14 @@ constexpr char kSpecialLetters[] = "btnfr\\";
 
 bool IsPrintable(unsigned value) { return value >= ' ' && value <= '~'; }
 
+// Whether a character stands for itself in a text with that quote.
+bool IsPlain(unsigned value, char quote) {
+  return IsPrintable(value) && value != static_cast<unsigned char>(quote) && value != '\\';
+}
+
 // Appends one character, escaped where it must be. `size` is the bytes of its type.
 void EscapeChar(std::string& out, unsigned value, char quote, int size) {
-  if (IsPrintable(value) && value != static_cast<unsigned char>(quote) && value != '\\') {
+  if (IsPlain(value, quote)) {
     out += static_cast<char>(value);
     return;
   }
@@ -40,9 +45,16 @@ void EscapeChar(std::string& out, unsigned value, char quote, int size) {
   for (int digit = size * 2 - 1; digit >= 0; --digit) out += "0123456789abcdef"[(value >> (4 * digit)) & 0xF];
 }
 
+// `Unsigned` is the one of the characters' size.
 template <class Unsigned, class Char>
 void AppendEscaped(std::string& out, const Char* text) {
-  for (; *text != 0; ++text) EscapeChar(out, static_cast<Unsigned>(*text), '"', sizeof(Char));
+  for (;; ++text) {
+    const Char* const begin = text;
+    while (IsPlain(static_cast<Unsigned>(*text), '"')) ++text;
+    out.append(begin, text);
+    if (*text == 0) return;
+    EscapeChar(out, static_cast<Unsigned>(*text), '"', sizeof(Char));
+  }
 }
 
 int HexDigit(char c) {
