@@ -11,6 +11,7 @@
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -30,8 +31,10 @@ class PrefixText {
 
   // "%02d" of what is below 100
   void AppendPair(int value) {
-    Append(static_cast<char>('0' + value / 10));
-    Append(static_cast<char>('0' + value % 10));
+    char* const tens = fEnd;
+    fEnd += 2;
+    tens[0] = static_cast<char>('0' + value / 10);
+    tens[1] = static_cast<char>('0' + value % 10);
   }
 
   // "%05d"
@@ -71,7 +74,7 @@ class PrefixText {
 
   void AppendPadded(const char* digits, const char* end, std::ptrdiff_t width) {
     for (std::ptrdiff_t length = end - digits; length < width; ++length) Append('0');
-    while (digits != end) Append(*digits++);
+    fEnd = std::copy(digits, end, fEnd);
   }
 
   char fText[2 * kDoubleRoom];  // two doubles, or one and some integers; nothing is longer
