@@ -3,8 +3,9 @@
 // medians of both, and the median of their ratios.
 //
 //   benchlogging               prints the table
-//   benchlogging MODE COUNT    only does one thing COUNT times, MODE being "disabled", "bare", "line" or
-//                              "spdlog", so that a profiler can count
+//   benchlogging MODE COUNT    only does one thing COUNT times, MODE being "disabled", "bare", "line",
+//   "spdlog",
+//                              "scope", "string" or "snprintf", so that a profiler can count
 //
 // The instructions of a statement that is off, its turn of the loop included, are the sum that this collects,
 // divided by COUNT; those of a bare test are had with BareTests and "bare":
@@ -17,8 +18,10 @@
 #include <ztutil/ztlogging.h>
 
 #include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -35,7 +38,6 @@ int gBareFlag = 0;
 int gSaid = 0;
 std::string gText;
 double gSeconds = 0.0;
-timespec gTime;
 
 namespace {
 
@@ -59,25 +61,46 @@ void Barrier() { std::atomic_signal_fence(std::memory_order_seq_cst); }
   }
 }
 
+void SayLines(int count) {
+  for (int i = 0; i < count; ++i) ZT_LOG(gOn, "adapter " << i << " has " << 4096 << " MB");
+}
+
+void OpenScopes(int count) {
+  for (int i = 0; i < count; ++i) {
+    ZT_LOG_SCOPE(gOn, "adapter");
+  }
+}
+
 // Both sinks write to a file of their own, and flush it at each line.
 
-class Lines {
+class FileLogger {
  public:
-  Lines() : fFile(std::fopen((OwnHome() + "/ztutil.txt").c_str(), "w"), std::fclose), fLogger(fFile.get()) {}
-
-  void Say(int count) {
-    for (int i = 0; i < count; ++i) ZT_LOG(gOn, "adapter " << i << " has " << 4096 << " MB");
-  }
+  FileLogger()
+      : fFile(std::fopen((OwnHome() + "/ztutil.txt").c_str(), "w"), std::fclose), fLogger(fFile.get()) {}
 
  private:
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> fFile;
   const ztutil::ZTStdioLogger fLogger;
 };
 
+// Formats, and writes nothing.
+class MuteLogger : public ztutil::ZTLogger {
+ public:
+  MuteLogger() : ZTLogger("mute") {}
+  ~MuteLogger() override { Leave(); }
+  void Write(const void*, std::size_t) override {}
+};
+
+// A pattern with the fields of ours, but for the sequence number, for which it has none; and the pattern that
+// is its default.
+const char kOurFields[] = "%Y/%m/%d_%H:%M:%S.%e(%i)[%t] %v";
+const char kItsOwn[] = "%+";
+
 class SpdlogLines {
  public:
-  SpdlogLines() : fLogger(spdlog::basic_logger_mt("bench", OwnHome() + "/spdlog.txt", true)) {
-    fLogger->set_pattern("%Y/%m/%d_%H:%M:%S.%e[%t] %v");
+  SpdlogLines(const char* pattern, const spdlog::sink_ptr& sink)
+      : fLogger(new spdlog::logger("bench", sink)) {
+    fLogger->set_pattern(pattern);
     fLogger->flush_on(spdlog::level::info);
   }
 
@@ -113,6 +136,20 @@ void PrintToText(const char* format, Value value) {
   gText = std::string(buffer, static_cast<std::size_t>(length));
 }
 
+spdlog::sink_ptr SpdlogFile() {
+  return std::make_shared<spdlog::sinks::basic_file_sink_mt>(OwnHome() + "/spdlog.txt", true);
+}
+
+const char kName[] = "NVIDIA Quadro \"M6000\"";
+
+void FormatStrings(int count) {
+  Each([](int) { gText = ztutil::FmtString(kName); })(count);
+}
+
+void PrintStrings(int count) {
+  Each([](int) { PrintToText("\"%s\"", kName); })(count);
+}
+
 double NanosecondsEach(const Side& side, int count) {
   const double start = MonotonicSeconds();
   side(count);
@@ -134,32 +171,46 @@ void Compare(const char* what, const Side& ours, const char* yardstickName, cons
   }
   const double time = Median(times);
   const double yardstickTime = Median(yardstickTimes);
-  std::printf("%-20s %9.2f   %-26s %9.2f   %9.2f   %5.2f\n", what, time, yardstickName, yardstickTime,
-              time - yardstickTime, Median(ratios));
+  const double ratio = Median(ratios);
+  std::sort(ratios.begin(), ratios.end());
+  std::printf("%-20s %9.2f   %-26s %9.2f   %9.2f   %5.2f   %.2f to %.2f\n", what, time, yardstickName,
+              yardstickTime, time - yardstickTime, ratio, ratios[kRounds / 4], ratios[kRounds * 3 / 4]);
 }
 
 void PrintTable() {
-  Lines lines;
-  SpdlogLines spdlogLines;
-  std::printf("%-20s %9s   %-26s %9s   %9s   %5s\n", "", "ns", "yardstick", "ns", "more ns", "ratio");
+  std::printf("%-20s %9s   %-26s %9s   %9s   %5s   %s\n", "", "ns", "yardstick", "ns", "more ns", "ratio",
+              "half of them");
   Compare("ZT_LOG, off", DisabledStatements, "test of a global int", BareTests, 100000);
-  // Where TZ isn't set, the C library looks after its file of the system's zone for each line of ours.
-  const Side sayLines = [&](int count) { lines.Say(count); };
-  const Side saySpdlogLines = [&](int count) { spdlogLines.Say(count); };
-  unsetenv("TZ");
-  Compare("ZT_LOG, a line", sayLines, "spdlog, flushed", saySpdlogLines, 100);
-  setenv("TZ", "UTC0", 1);
-  Compare("the same, TZ set", sayLines, "spdlog, flushed", saySpdlogLines, 100);
-  Compare("Now", Each([](int) { gSeconds = ztutil::Now(); }), "clock_gettime",
-          Each([](int) { clock_gettime(CLOCK_MONOTONIC, &gTime); }), 5000);
+  const Side twoLines = [](int count) { SayLines(2 * count); };
+  {
+    const FileLogger logger;
+    for (const char* const pattern : {kOurFields, kItsOwn}) {
+      SpdlogLines yardstick(pattern, SpdlogFile());
+      Compare(
+          "ZT_LOG, to a file", SayLines, pattern == kItsOwn ? "spdlog, its default" : "spdlog, our fields",
+          [&](int count) { yardstick.Say(count); }, 100);
+    }
+    Compare("ZT_LOG_SCOPE, file", OpenScopes, "two lines", twoLines, 100);
+  }
+  {
+    const MuteLogger logger;
+    for (const char* const pattern : {kOurFields, kItsOwn}) {
+      SpdlogLines yardstick(pattern, std::make_shared<spdlog::sinks::null_sink_mt>());
+      Compare(
+          "ZT_LOG, mute", SayLines, pattern == kItsOwn ? "spdlog, its default" : "spdlog, our fields",
+          [&](int count) { yardstick.Say(count); }, 100);
+    }
+    Compare("ZT_LOG_SCOPE, mute", OpenScopes, "two lines", twoLines, 100);
+  }
+  Compare("Now", Each([](int) { gSeconds = ztutil::Now(); }), "clock_gettime, as double",
+          Each([](int) { gSeconds = MonotonicSeconds(); }), 5000);
   Compare("FmtInt32", Each([](int i) { gText = ztutil::FmtInt32(i); }), "snprintf %d",
           Each([](int i) { PrintToText("%d", i); }), 1000);
   Compare("FmtUInt32", Each([](int i) { gText = ztutil::FmtUInt32(static_cast<std::uint32_t>(i)); }),
           "snprintf 0x%08x", Each([](int i) { PrintToText("0x%08x", i); }), 1000);
   Compare("FmtDouble", Each([](int i) { gText = ztutil::FmtDouble(i * 1.5); }), "snprintf %.2f",
           Each([](int i) { PrintToText("%.2f", i * 1.5); }), 1000);
-  Compare("FmtString", Each([](int) { gText = ztutil::FmtString("NVIDIA Quadro \"M6000\""); }),
-          "snprintf \"%s\"", Each([](int) { PrintToText("\"%s\"", "NVIDIA Quadro \"M6000\""); }), 1000);
+  Compare("FmtString", FormatStrings, "snprintf \"%s\"", PrintStrings, 1000);
 }
 
 int RunMode(const std::string& mode, int count) {
@@ -169,9 +220,17 @@ int RunMode(const std::string& mode, int count) {
   } else if (mode == "bare") {
     BareTests(count);
   } else if (mode == "line") {
-    Lines().Say(count);
+    const FileLogger logger;
+    SayLines(count);
+  } else if (mode == "scope") {
+    const FileLogger logger;
+    OpenScopes(count);
+  } else if (mode == "string") {
+    FormatStrings(count);
+  } else if (mode == "snprintf") {
+    PrintStrings(count);
   } else if (mode == "spdlog") {
-    SpdlogLines().Say(count);
+    SpdlogLines(kOurFields, SpdlogFile()).Say(count);
   } else {
     std::fprintf(stderr, "benchlogging: unknown mode %s\n", mode.c_str());
     return 2;
