@@ -12,7 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -99,16 +98,23 @@ std::int64_t MonotonicFrequency() { return kNanosecondsPerSecond; }
 std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 
 std::int64_t LocalOffsetSeconds() {
-  // The C library looks for another zone than before only when it's told to, and where TZ isn't set this
-  // costs a system call. So it's told when TZ is another one, and else once a second.
-  static std::atomic<const char*> lastZone{nullptr};
-  static std::atomic<std::time_t> lastTold{0};
+  // It can be another one only if the second is, or TZ. To find it costs as much as writing a line, and where
+  // TZ isn't set, a look at the system's zone. So this is done in these cases only.
+  struct Known {
+    const char* zone;
+    std::time_t second;
+    std::int64_t offset;
+  };
+  thread_local Known known{nullptr, 0, 0};
   const char* const zone = std::getenv("TZ");
   const std::time_t now = std::time(nullptr);
-  if (lastZone.exchange(zone) != zone || lastTold.exchange(now) != now) tzset();
-  std::tm local{};
-  localtime_r(&now, &local);
-  return local.tm_gmtoff;
+  if (zone != known.zone || now != known.second) {
+    std::tm local{};
+    tzset();
+    localtime_r(&now, &local);
+    known = {zone, now, local.tm_gmtoff};
+  }
+  return known.offset;
 }
 
 std::string UserDirectory() {
