@@ -67,17 +67,17 @@ class Scratch:
 
     def read_commands(self):
         """How each object is compiled, how each library and program is linked, and what includes a header."""
-        self.compiling, self.includers = {}, collections.defaultdict(list)
+        self.compiling, self.includers = {}, collections.defaultdict(set)
         for entry in json.loads((self.build / "compile_commands.json").read_text()):
             output = re.search(r" -o (\S+)", entry["command"])[1]
             self.compiling[output] = entry["command"] + " -w"
-            self.includers[self.in_tree(entry["file"])].append(output)
+            self.includers[self.in_tree(entry["file"])].add(output)
         built = ""
         for line in self.run(["ninja", "-t", "deps"]).splitlines():
             if line.endswith("(VALID)"):
                 built = line.split(":")[0]
             elif line.endswith(".h") and built in self.compiling:
-                self.includers[self.in_tree(line.strip())].append(built)
+                self.includers[self.in_tree(line.strip())].add(built)
         rules = re.findall(r"^(.+): (CXX_\w+_LINKER)__", self.run(["ninja", "-t", "targets", "all"]), re.MULTILINE)
         self.linking, self.linked = {}, {}  # by library or program: its command, its own inputs
         for name, rule in rules:
@@ -133,7 +133,7 @@ class Scratch:
         text = source.with_name(source.name + ".sound").read_text()
         source.write_text(text[:fault.start] + fault.text + text[fault.end:])
         self.changed = set()
-        for name in self.includers[fault.path]:
+        for name in sorted(self.includers[fault.path]):
             if not any(name in contents for contents in self.contents.values()):
                 continue
             before = self.fingerprint(name)
