@@ -3,8 +3,9 @@
 //
 // It holds for the machine on which the benchmark runs: one GL device with OpenGL 4.1 or newer that needs no
 // surface, and at most one OpenCL device. benchprober compares the calls before it measures.
+#include "gpu/probeprogram.h"
+
 #include <kgx/opencltable.h>
-#include <ztutil/probeprogram.h>
 
 #define EGL_NO_X11
 #define MESA_EGL_NO_X11_HEADERS

@@ -46,17 +46,48 @@ function(gpuprowler_target_defaults target)
   endif()
 endfunction()
 
-# A static library whose public headers stand in <folder>/sources/all and are included as <name/header.h>: a header of
-# that name in the build folder includes each, since not every system lets everybody link a folder.
+# A static library. What others may include stands in <folder>/include/<name>.
 function(gpuprowler_library name)
   add_library(${name} STATIC ${ARGN})
-  set(folder ${CMAKE_CURRENT_SOURCE_DIR}/sources/all)
-  file(GLOB headers RELATIVE ${folder} CONFIGURE_DEPENDS ${folder}/*.h)
-  foreach(header ${headers})
-    file(CONFIGURE OUTPUT include/${name}/${header} CONTENT "#include \"${folder}/${header}\"\n" @ONLY)
-  endforeach()
-  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_BINARY_DIR}/include PRIVATE ${folder})
+  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include)
+  target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/all)
   gpuprowler_target_defaults(${name})
+endfunction()
+
+# A room of a library: names of its files, which stand in include/<library>, in sources/all/<room> and in the
+# platforms' folders. They may include what this room holds, and the rooms before it.
+function(gpuprowler_room library room)
+  foreach(name IN LISTS ARGN)
+    file(GLOB found ${CMAKE_CURRENT_SOURCE_DIR}/include/${library}/${name}
+         ${CMAKE_CURRENT_SOURCE_DIR}/sources/all/${room}/${name} ${CMAKE_CURRENT_SOURCE_DIR}/sources/linux/${name}
+         ${CMAKE_CURRENT_SOURCE_DIR}/sources/win/${name})
+    if(NOT found)
+      message(FATAL_ERROR "${library} has no ${name} in room ${room}")
+    endif()
+    foreach(path IN LISTS found)
+      set_property(TARGET ${library} APPEND PROPERTY GPUPROWLER_ROOMS "${room} ${path}")
+      if(NOT path MATCHES "/sources/(linux|win)/" OR path MATCHES "/sources/${GPUPROWLER_PLATFORM}/")
+        target_sources(${library} PRIVATE ${path})
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
+
+# Behind the last room: makes the build fail on an include against their order, and on a file without a room.
+function(gpuprowler_check_rooms library)
+  get_target_property(entries ${library} GPUPROWLER_ROOMS)
+  list(JOIN entries "\n" text)
+  file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/rooms.txt CONTENT "${text}\n")
+  list(TRANSFORM entries REPLACE "^[^ ]+ " "" OUTPUT_VARIABLE paths)
+  add_custom_command(
+    OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/rooms.stamp
+    COMMAND ${CMAKE_COMMAND} -DROOMS=${CMAKE_CURRENT_BINARY_DIR}/rooms.txt -P ${PROJECT_SOURCE_DIR}/cmake/CheckRooms.cmake
+    COMMAND ${CMAKE_COMMAND} -E touch ${CMAKE_CURRENT_BINARY_DIR}/rooms.stamp
+    DEPENDS ${paths} ${CMAKE_CURRENT_BINARY_DIR}/rooms.txt ${PROJECT_SOURCE_DIR}/cmake/CheckRooms.cmake
+    COMMENT "Checking the rooms of ${library}"
+    VERBATIM)
+  add_custom_target(${library}_rooms DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/rooms.stamp)
+  add_dependencies(${library} ${library}_rooms)
 endfunction()
 
 function(gpuprowler_program name)
@@ -105,6 +136,6 @@ endfunction()
 # A program for libFuzzer, which brings main. The libraries are instrumented by GPUPROWLER_SANITIZE.
 function(gpuprowler_fuzz name)
   gpuprowler_program(${name} ${ARGN})
-  target_link_libraries(${name} PRIVATE ztutil)
+  target_link_libraries(${name} PRIVATE ztutil_inside)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endfunction()

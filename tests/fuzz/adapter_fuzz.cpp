@@ -1,8 +1,8 @@
 // Any bytes as what Linux and its databases say of an adapter.
+#include "inventory/sysfstext.h"
 #include "require.h"
 
 #include <kgx/adaptertext.h>
-#include <ztutil/sysfstext.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,6 @@
 // Any lines as the prober's arguments, and as a child's.
+#include "process/commandline.h"
 #include "require.h"
-
-#include <ztutil/commandline.h>
 
 #include <gpuprowlerapp.h>
 

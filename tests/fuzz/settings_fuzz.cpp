@@ -1,8 +1,7 @@
 // Any bytes as a settings file, and as the list of the user's folders.
+#include "logging/settingsfile.h"
 #include "require.h"
-
-#include <ztutil/settingsfile.h>
-#include <ztutil/xdguserdirs.h>
+#include "system/xdguserdirs.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,4 +1,5 @@
-#include <ztutil/commandline.h>
+#include "process/commandline.h"
+
 #include <ztutil/widetext.h>
 
 #include <gtest/gtest.h>

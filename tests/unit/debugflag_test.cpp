@@ -1,8 +1,8 @@
+#include "logging/settingsfile.h"
 #include "ownhome.h"
+#include "system/xdguserdirs.h"
 
 #include <ztutil/debugflag.h>
-#include <ztutil/settingsfile.h>
-#include <ztutil/xdguserdirs.h>
 
 #include <gtest/gtest.h>
 

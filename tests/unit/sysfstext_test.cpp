@@ -1,5 +1,6 @@
+#include "inventory/sysfstext.h"
+
 #include <kgx/adaptertext.h>
-#include <ztutil/sysfstext.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "adaptertext.h"
+#include <kgx/adaptertext.h>
 
 #include <algorithm>
 #include <charconv>

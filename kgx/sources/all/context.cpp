@@ -1,7 +1,7 @@
-#include "context.h"
-
-#include "exception.h"
 #include "openglplatform.h"
+
+#include <kgx/context.h>
+#include <kgx/exception.h>
 
 namespace KGX::OGL {
 

@@ -1,4 +1,4 @@
-#include "exception.h"
+#include <kgx/exception.h>
 
 #include <utility>
 

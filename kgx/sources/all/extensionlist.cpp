@@ -1,4 +1,4 @@
-#include "extensionlist.h"
+#include <kgx/extensionlist.h>
 
 #include <string_view>
 

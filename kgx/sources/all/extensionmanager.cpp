@@ -1,8 +1,8 @@
-#include "extensionmanager.h"
-
-#include "extensionlist.h"
-#include "openglinterceptor.h"
 #include "openglplatform.h"
+
+#include <kgx/extensionlist.h>
+#include <kgx/extensionmanager.h>
+#include <kgx/openglinterceptor.h>
 
 #include <cstdlib>
 

@@ -1,8 +1,7 @@
-#include "framebuffer.h"
-
-#include "exception.h"
-#include "extensionmanager.h"
-#include "openglinterceptor.h"
+#include <kgx/exception.h>
+#include <kgx/extensionmanager.h>
+#include <kgx/framebuffer.h>
+#include <kgx/openglinterceptor.h>
 
 #include <cstdio>
 

@@ -1,6 +1,5 @@
-#include "opencl.h"
-
-#include "answerlimits.h"
+#include <kgx/answerlimits.h>
+#include <kgx/opencl.h>
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "opencltable.h"
-
-#include "exception.h"
 #include "sharedlibrary.h"
+
+#include <kgx/exception.h>
+#include <kgx/opencltable.h>
 
 namespace KGX::OCL {
 

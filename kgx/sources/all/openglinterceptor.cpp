@@ -1,7 +1,7 @@
-#include "openglinterceptor.h"
-
-#include "exception.h"
 #include "openglplatform.h"
+
+#include <kgx/exception.h>
+#include <kgx/openglinterceptor.h>
 
 #include <string>
 

@@ -3,7 +3,7 @@
 #ifndef KGX_OPENGLPLATFORM_H_
 #define KGX_OPENGLPLATFORM_H_
 
-#include "context.h"
+#include <kgx/context.h>
 
 #include <memory>
 #include <vector>

@@ -1,8 +1,7 @@
-#include "program.h"
-
-#include "exception.h"
-#include "extensionmanager.h"
-#include "openglinterceptor.h"
+#include <kgx/exception.h>
+#include <kgx/extensionmanager.h>
+#include <kgx/openglinterceptor.h>
+#include <kgx/program.h>
 
 #include <algorithm>
 #include <cstring>

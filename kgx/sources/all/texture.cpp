@@ -1,7 +1,6 @@
-#include "texture.h"
-
-#include "exception.h"
-#include "openglinterceptor.h"
+#include <kgx/exception.h>
+#include <kgx/openglinterceptor.h>
+#include <kgx/texture.h>
 
 namespace KGX::OGL {
 

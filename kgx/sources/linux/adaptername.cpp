@@ -1,6 +1,5 @@
-#include "adaptername.h"
-
-#include "adaptertext.h"
+#include <kgx/adaptername.h>
+#include <kgx/adaptertext.h>
 
 #include <dirent.h>
 #include <fcntl.h>

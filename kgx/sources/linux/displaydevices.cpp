@@ -1,10 +1,10 @@
 #include "displaydevices.h"
 
-#include "adaptername.h"
-#include "adaptertext.h"
-#include "answerlimits.h"
-#include "exception.h"
-#include "extensionlist.h"
+#include <kgx/adaptername.h>
+#include <kgx/adaptertext.h>
+#include <kgx/answerlimits.h>
+#include <kgx/exception.h>
+#include <kgx/extensionlist.h>
 
 #include <algorithm>
 #include <cstdio>

@@ -2,8 +2,9 @@
 #ifndef KGX_DISPLAYDEVICES_H_
 #define KGX_DISPLAYDEVICES_H_
 
-#include "context.h"
 #include "libegl.h"
+
+#include <kgx/context.h>
 
 #include <vector>
 

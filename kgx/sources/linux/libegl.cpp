@@ -1,8 +1,9 @@
 #include "libegl.h"
 
-#include "exception.h"
-#include "extensionlist.h"
 #include "sharedlibrary.h"
+
+#include <kgx/exception.h>
+#include <kgx/extensionlist.h>
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,7 +1,8 @@
 // GL contexts over WGL, on windows that are never shown.
-#include "exception.h"
 #include "libopengl.h"
 #include "openglplatform.h"
+
+#include <kgx/exception.h>
 
 #include <imm.h>
 

@@ -1,7 +1,8 @@
 #include "libopengl.h"
 
-#include "exception.h"
 #include "sharedlibrary.h"
+
+#include <kgx/exception.h>
 
 namespace KGX::OGL {
 

@@ -1,8 +1,8 @@
 #include "../ownhome.h"
+#include "system/standardstreams.h"
 
 #include <ztutil/logsinks.h>
 #include <ztutil/platform.h>
-#include <ztutil/standardstreams.h>
 
 #include <boost/thread/thread.hpp>
 #include <fcntl.h>

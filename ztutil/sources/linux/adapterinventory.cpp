@@ -1,9 +1,9 @@
 // A Linux machine's adapters as rows and as DXGI's adapters. Both come in one order, so that a row's place is
 // that of its adapter.
-#include "adapterinventory.h"
-
 #include "sysfsadapters.h"
 #include "sysfsinventory.h"
+
+#include <ztutil/adapterinventory.h>
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
 #include "drivermemory.h"
 
+#include "inventory/sysfstext.h"
 #include "retry.h"
-#include "sysfstext.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>

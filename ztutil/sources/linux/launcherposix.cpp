@@ -1,10 +1,11 @@
 #include "launcherposix.h"
 
-#include "fmt.h"
 #include "retry.h"
-#include "widetext.h"
-#include "winhandle.h"
-#include "ztlogging.h"
+
+#include <ztutil/fmt.h>
+#include <ztutil/widetext.h>
+#include <ztutil/winhandle.h>
+#include <ztutil/ztlogging.h>
 
 #include <boost/algorithm/string/split.hpp>
 #include <boost/make_shared.hpp>

@@ -2,8 +2,9 @@
 #ifndef ZTUTIL_LAUNCHERPOSIX_H_
 #define ZTUTIL_LAUNCHERPOSIX_H_
 
-#include "launcher.h"
-#include "launcherruns.h"
+#include "process/launcherruns.h"
+
+#include <ztutil/launcher.h>
 
 namespace ztutil {
 

@@ -1,8 +1,8 @@
-#include "platform.h"
-
 #include "retry.h"
-#include "settingsfile.h"
-#include "xdguserdirs.h"
+#include "system/textfile.h"
+#include "system/xdguserdirs.h"
+
+#include <ztutil/platform.h>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -121,7 +121,7 @@ std::string UserDirectory() {
   const std::string home = HomeDirectory();
   std::string config = Variable("XDG_CONFIG_HOME");
   if (config.empty() || config.front() != '/') config = home + "/.config";
-  return ParentOfDesktop(ReadSettingsText(config + "/user-dirs.dirs"), home);
+  return ParentOfDesktop(ReadTextFile(config + "/user-dirs.dirs"), home);
 }
 
 std::FILE* OpenRegularFile(const std::string& path) {

@@ -1,10 +1,10 @@
 #include "sysfsadapters.h"
 
 #include "drivermemory.h"
-#include "platform.h"
-#include "sysfstext.h"
+#include "inventory/sysfstext.h"
 
 #include <kgx/adaptertext.h>
+#include <ztutil/platform.h>
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
-#include "winhandle.h"
-
 #include "retry.h"
+
+#include <ztutil/winhandle.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>

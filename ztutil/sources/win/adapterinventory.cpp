@@ -1,8 +1,8 @@
 // The adapters of a Windows machine: DXGI's, and WMI's rows of Win32_VideoController.
-#include "adapterinventory.h"
-
-#include "gpuimpl.h"
 #include "windowsheader.h"
+
+#include <ztutil/adapterinventory.h>
+#include <ztutil/gpuimpl.h>
 
 #include <dxgi.h>
 #include <objbase.h>

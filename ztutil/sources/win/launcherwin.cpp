@@ -1,10 +1,11 @@
 #include "launcherwin.h"
 
-#include "commandline.h"
-#include "fmt.h"
+#include "process/commandline.h"
 #include "windowsheader.h"
-#include "winhandle.h"
-#include "ztlogging.h"
+
+#include <ztutil/fmt.h>
+#include <ztutil/winhandle.h>
+#include <ztutil/ztlogging.h>
 
 #include <boost/make_shared.hpp>
 

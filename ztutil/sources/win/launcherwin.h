@@ -2,8 +2,9 @@
 #ifndef ZTUTIL_LAUNCHERWIN_H_
 #define ZTUTIL_LAUNCHERWIN_H_
 
-#include "launcher.h"
-#include "launcherruns.h"
+#include "process/launcherruns.h"
+
+#include <ztutil/launcher.h>
 
 namespace ztutil {
 

@@ -1,6 +1,6 @@
-#include "platform.h"
-
 #include "windowsheader.h"
+
+#include <ztutil/platform.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <io.h>

@@ -1,6 +1,6 @@
-#include "winhandle.h"
-
 #include "windowsheader.h"
+
+#include <ztutil/winhandle.h>
 
 #include <iterator>
 

@@ -1,6 +1,6 @@
 #include "winmenu.h"
 
-#include "winhandle.h"
+#include <ztutil/winhandle.h>
 
 namespace ztutil {
 

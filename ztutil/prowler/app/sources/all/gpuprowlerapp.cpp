@@ -1,9 +1,9 @@
 #include "gpuprowlerapp.h"
 
 #include "gpuprowlertester.h"
+#include "system/standardstreams.h"
 #include "zentaratester.h"
 
-#include <ztutil/standardstreams.h>
 #include <ztutil/ztlogging.h>
 
 #include <boost/make_shared.hpp>

@@ -1,11 +1,12 @@
 // The sequence of steps. The tests on a GPU stand in gpuprowlertests.cpp.
 #include "gpuprowlertester.h"
 
+#include "system/standardstreams.h"
+
 #include <kgx/context.h>
 #include <kgx/exception.h>
 #include <kgx/opencltable.h>
 #include <ztutil/classicstream.h>
-#include <ztutil/standardstreams.h>
 #include <ztutil/ztlogging.h>
 
 #include <iomanip>
