@@ -111,7 +111,7 @@ function(gpuprowler_windows_resources target description)
   endif()
 endfunction()
 
-# A library that a driver's loader opens: never linked, never installed.
+# A library that a driver's loader opens: never linked.
 function(gpuprowler_driver name)
   add_library(${name} MODULE ${ARGN})
   target_link_libraries(${name} PRIVATE ${CMAKE_DL_LIBS})
