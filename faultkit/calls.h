@@ -1,6 +1,6 @@
-// The functions that the faulty drivers wrap: those that the prober calls. To wrap one more, add its name and
-// its form here. Each list takes the name of a macro of two parameters and applies it to every function of
-// the list.
+// The functions that the faulty drivers wrap: those that the prober calls, and what else most applications
+// do with a GPU. To wrap one more, add its name and its form here. Each list takes the name of a macro of two
+// parameters and applies it to every function of the list.
 //
 // A form tells how a call is written down (see calltext.h): a word for each parameter, and behind ">" one for
 // the result, if it is to be shown.
@@ -25,13 +25,17 @@
   X(eglChooseConfig, "display attributes p n &n")                    \
   X(eglCreateContext, "display config context attributes > context") \
   X(eglCreatePbufferSurface, "display config attributes > surface")  \
+  X(eglCreateWindowSurface, "display config p attributes > surface") \
   X(eglDestroyContext, "display -context")                           \
   X(eglDestroySurface, "display -surface")                           \
+  X(eglGetConfigs, "display p n &n")                                 \
   X(eglInitialize, "display p p")                                    \
   X(eglMakeCurrent, "display surface surface context")               \
   X(eglQueryDeviceStringEXT, "device e")                             \
   X(eglQueryDevicesEXT, "n p &n")                                    \
-  X(eglQueryString, "display e")
+  X(eglQueryString, "display e")                                     \
+  X(eglSwapBuffers, "display surface")                               \
+  X(eglTerminate, "display")
 
 // Wrapped by rigegl.
 #define RIG_GL_CALLS(X)                           \
@@ -39,6 +43,7 @@
   X(glBindFramebuffer, "e framebuffer")           \
   X(glBindFramebufferEXT, "e framebuffer")        \
   X(glBindTexture, "e texture")                   \
+  X(glBufferData, "e n p e")                      \
   X(glCheckFramebufferStatus, "e > e")            \
   X(glCheckFramebufferStatusEXT, "e > e")         \
   X(glClear, "m")                                 \
@@ -51,6 +56,10 @@
   X(glDeleteProgram, "-program")                  \
   X(glDeleteShader, "-shader")                    \
   X(glDeleteTextures, "n &-texture")              \
+  X(glDrawArrays, "e n n")                        \
+  X(glDrawElements, "e n e p")                    \
+  X(glFinish, "")                                 \
+  X(glFlush, "")                                  \
   X(glFramebufferTexture2D, "e e e texture n")    \
   X(glFramebufferTexture2DEXT, "e e e texture n") \
   X(glGenFramebuffers, "n &framebuffer")          \
@@ -64,32 +73,46 @@
   X(glGetShaderInfoLog, "shader n p p")           \
   X(glGetShaderiv, "shader e &n")                 \
   X(glGetString, "e")                             \
+  X(glGetStringi, "e n")                          \
   X(glLinkProgram, "program")                     \
+  X(glReadPixels, "n n n n e e p")                \
   X(glShaderSource, "shader n sources p")         \
   X(glTexImage2D, "e n e n n n e e p")            \
-  X(glTexParameteri, "e e e")
+  X(glTexParameteri, "e e e")                     \
+  X(glTexSubImage2D, "e n n n n n e e p")         \
+  X(glUseProgram, "program")
 
 // Wrapped by rigcl.
-#define RIG_CL_CALLS(X)                                            \
-  X(clBuildProgram, "program n p text p p")                        \
-  X(clCreateBuffer, "context m n p &n > buffer")                   \
-  X(clCreateCommandQueue, "context device m &n > queue")           \
-  X(clCreateContext, "properties n &device p p &n > context")      \
-  X(clCreateKernel, "program text &n > kernel")                    \
-  X(clCreateProgramWithSource, "context n sources p &n > program") \
-  X(clEnqueueCopyBuffer, "queue buffer buffer n n n n p &event")   \
-  X(clEnqueueNDRangeKernel, "queue kernel n p &z &z n p &event")   \
-  X(clFinish, "queue")                                             \
-  X(clGetDeviceIDs, "platform m n p &n")                           \
-  X(clGetDeviceInfo, "device e n")                                 \
-  X(clGetEventProfilingInfo, "event e n")                          \
-  X(clGetPlatformIDs, "n p &n")                                    \
-  X(clGetPlatformInfo, "platform e n")                             \
-  X(clReleaseCommandQueue, "-queue")                               \
-  X(clReleaseContext, "-context")                                  \
-  X(clReleaseEvent, "-event")                                      \
-  X(clReleaseMemObject, "-buffer")                                 \
-  X(clSetKernelArg, "kernel n n argument")                         \
+#define RIG_CL_CALLS(X)                                                \
+  X(clBuildProgram, "program n p text p p")                            \
+  X(clCreateBuffer, "context m n p &n > buffer")                       \
+  X(clCreateCommandQueue, "context device m &n > queue")               \
+  X(clCreateCommandQueueWithProperties, "context device p &n > queue") \
+  X(clCreateContext, "properties n &device p p &n > context")          \
+  X(clCreateContextFromType, "properties m p p &n > context")          \
+  X(clCreateKernel, "program text &n > kernel")                        \
+  X(clCreateProgramWithSource, "context n sources p &n > program")     \
+  X(clEnqueueCopyBuffer, "queue buffer buffer n n n n p &event")       \
+  X(clEnqueueMapBuffer, "queue buffer n m n n n p &event &n > p")      \
+  X(clEnqueueNDRangeKernel, "queue kernel n p &z &z n p &event")       \
+  X(clEnqueueReadBuffer, "queue buffer n n n p n p &event")            \
+  X(clEnqueueUnmapMemObject, "queue buffer p n p &event")              \
+  X(clEnqueueWriteBuffer, "queue buffer n n n p n p &event")           \
+  X(clFinish, "queue")                                                 \
+  X(clFlush, "queue")                                                  \
+  X(clGetDeviceIDs, "platform m n p &n")                               \
+  X(clGetDeviceInfo, "device e n")                                     \
+  X(clGetEventProfilingInfo, "event e n")                              \
+  X(clGetPlatformIDs, "n p &n")                                        \
+  X(clGetPlatformInfo, "platform e n")                                 \
+  X(clGetProgramBuildInfo, "program device e n")                       \
+  X(clReleaseCommandQueue, "-queue")                                   \
+  X(clReleaseContext, "-context")                                      \
+  X(clReleaseEvent, "-event")                                          \
+  X(clReleaseKernel, "-kernel")                                        \
+  X(clReleaseMemObject, "-buffer")                                     \
+  X(clReleaseProgram, "-program")                                      \
+  X(clSetKernelArg, "kernel n n argument")                             \
   X(clWaitForEvents, "n &event")
 
 #endif

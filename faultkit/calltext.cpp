@@ -1,12 +1,9 @@
 #include "calltext.h"
 
+#include "constants.h"
 #include "settings.h"
 
-#include <CL/cl.h>
 #include <EGL/egl.h>
-#include <EGL/eglext.h>
-#include <GL/gl.h>
-#include <GL/glext.h>
 
 #include <cstdio>
 #include <map>
@@ -16,39 +13,6 @@
 
 namespace rig {
 namespace {
-
-using Names = std::map<std::int64_t, const char*>;
-
-// The constants that the prober uses.
-const Names& NamesFor(const std::string& call) {
-  // clang-format off
-#define NAME(constant) {constant, #constant}
-  static const Names egl = {
-      NAME(EGL_DRM_DEVICE_FILE_EXT), NAME(EGL_DRM_RENDER_NODE_FILE_EXT), NAME(EGL_EXTENSIONS),
-      NAME(EGL_HEIGHT), NAME(EGL_NONE), NAME(EGL_OPENGL_API), NAME(EGL_PLATFORM_DEVICE_EXT),
-      NAME(EGL_RENDERABLE_TYPE), NAME(EGL_RENDERER_EXT), NAME(EGL_SURFACE_TYPE), NAME(EGL_WIDTH)};
-  static const Names gl = {
-      NAME(GL_COLOR_ATTACHMENT0), NAME(GL_COMPILE_STATUS), NAME(GL_EXTENSIONS),
-      NAME(GL_FRAGMENT_PROGRAM_ARB), NAME(GL_FRAGMENT_SHADER), NAME(GL_FRAMEBUFFER),
-      NAME(GL_FRAMEBUFFER_COMPLETE), NAME(GL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX),
-      NAME(GL_INFO_LOG_LENGTH), NAME(GL_LINK_STATUS), NAME(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS),
-      NAME(GL_MAX_DRAW_BUFFERS), NAME(GL_MAX_FRAGMENT_UNIFORM_COMPONENTS),
-      NAME(GL_MAX_PROGRAM_INSTRUCTIONS_ARB), NAME(GL_MAX_RECTANGLE_TEXTURE_SIZE),
-      NAME(GL_MAX_TEXTURE_IMAGE_UNITS), NAME(GL_MAX_TEXTURE_UNITS), NAME(GL_MAX_VARYING_FLOATS),
-      NAME(GL_MAX_VERTEX_ATTRIBS), NAME(GL_MAX_VERTEX_TEXTURE_IMAGE_UNITS),
-      NAME(GL_MAX_VERTEX_UNIFORM_COMPONENTS), NAME(GL_NEAREST), NAME(GL_OUT_OF_MEMORY), NAME(GL_RENDERER),
-      NAME(GL_RGBA), NAME(GL_RGBA8), NAME(GL_SHADING_LANGUAGE_VERSION), NAME(GL_TEXTURE_2D),
-      NAME(GL_TEXTURE_FREE_MEMORY_ATI), NAME(GL_TEXTURE_MIN_FILTER), NAME(GL_UNSIGNED_BYTE),
-      NAME(GL_VENDOR), NAME(GL_VERSION), NAME(GL_VERTEX_SHADER)};
-  static const Names cl = {
-      NAME(CL_CONTEXT_PLATFORM), NAME(CL_DEVICE_GLOBAL_MEM_SIZE), NAME(CL_DEVICE_HOST_UNIFIED_MEMORY),
-      NAME(CL_DEVICE_NAME), NAME(CL_DEVICE_PLATFORM), NAME(CL_DEVICE_VENDOR), NAME(CL_DEVICE_VENDOR_ID),
-      NAME(CL_DEVICE_VERSION), NAME(CL_DRIVER_VERSION), NAME(CL_PLATFORM_VERSION),
-      NAME(CL_PROFILING_COMMAND_END), NAME(CL_PROFILING_COMMAND_START)};
-#undef NAME
-  // clang-format on
-  return call[0] == 'e' ? egl : call[0] == 'g' ? gl : cl;
-}
 
 template <class... Values>
 std::string Formatted(const char* format, Values... values) {
@@ -62,7 +26,7 @@ std::string Hexadecimal(std::int64_t value) {
 }
 
 std::string Constant(const std::string& call, std::int64_t value) {
-  const Names& names = NamesFor(call);
+  const ConstantNames& names = NamesFor(call);
   const auto found = names.find(value);
   return found != names.end() ? found->second : Hexadecimal(value);
 }

@@ -1,7 +1,7 @@
 #include "fault.h"
 
-#include "calls.h"
 #include "crash.h"
+#include "rules.h"
 #include "settings.h"
 
 #include <unistd.h>
@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -24,43 +23,12 @@ constexpr char kFaultVariable[] = "RIG_FAULT";
 constexpr char kTraceVariable[] = "RIG_TRACE";
 constexpr char kCallsVariable[] = "RIG_CALLS";
 
-#define RIG_NAME(call, form) #call,
-const std::set<std::string> kCalls = {"__egl_Main", "eglGetPlatformDisplay",
-                                      RIG_EGL_CALLS(RIG_NAME) RIG_GL_CALLS(RIG_NAME) RIG_CL_CALLS(RIG_NAME)};
-#undef RIG_NAME
-
-// By what stands behind the colon.
-const std::set<std::string> kNumberActions = {"exit", "sleep", "ret", "fail", "err"};
-const std::set<std::string> kOtherActions = {"segv", "abort", "hang", "say", "warn", "text"};
-
-struct Rule {
-  std::string fCall;
-  unsigned long fCount = 0;  // 0: every call
-  std::string fAction;
-  std::string fText;
-  std::intptr_t fNumber = 0;
-};
-
 // Filled by LoadFaults and constant from then on. Never destroyed: driver threads outlive the end of main.
 std::vector<Rule>& gRules = *new std::vector<Rule>;
 std::string& gTraceFile = *new std::string;
 std::string& gCallsFile = *new std::string;
 
 thread_local std::optional<unsigned> tGLError;
-
-Rule ParseRule(const std::string& text) {
-  const auto [place, effect] = Halve(text, '=');
-  const auto [call, count] = Halve(place, '@');
-  const auto [action, argument] = Halve(effect, ':');
-  Rule rule{call, 0, action, argument};
-  if (kCalls.count(call) == 0) Refuse(kFaultVariable, text, "no wrapped function has this name");
-  if (!count.empty()) rule.fCount = static_cast<unsigned long>(ParseNumber(kFaultVariable, count));
-  if (kNumberActions.count(action) > 0)
-    rule.fNumber = ParseNumber(kFaultVariable, argument);
-  else if (kOtherActions.count(action) == 0)
-    Refuse(kFaultVariable, text, "no such action");
-  return rule;
-}
 
 // Opened for each line and closed again, since a host may close descriptors that it doesn't know and reuse
 // their numbers. A trace with gaps would be taken for another sequence of calls, so that a failure ends the
@@ -93,7 +61,7 @@ Verdict Perform(const Rule& rule) {
 void LoadFaults() {
   gTraceFile = Setting(kTraceVariable);
   gCallsFile = Setting(kCallsVariable);
-  for (const std::string& text : Split(Setting(kFaultVariable), ';')) gRules.push_back(ParseRule(text));
+  gRules = ParseRules(kFaultVariable, Setting(kFaultVariable));
 }
 
 Verdict BeforeCall(const char* name, unsigned long count) {

@@ -21,6 +21,7 @@
 namespace rig {
 namespace {
 
+constexpr char kAnswersVariable[] = "RIG_CL_INFO";
 constexpr char kTimesVariable[] = "RIG_CL_NS";
 constexpr char kWorkItemsVariable[] = "RIG_CL_WORK_ITEMS";
 
@@ -47,7 +48,7 @@ cl_command_type ParseCommand(const std::string& name) {
 
 void LoadSettings() {
   gSettings.fCpuAsGpu = Setting("RIG_CL_CPU_AS_GPU") == "1";
-  gSettings.fAnswers = Answers("RIG_CL_INFO");
+  gSettings.fAnswers = ParseAnswers(kAnswersVariable, Setting(kAnswersVariable), "cl");
   for (const std::string& text : Split(Setting(kTimesVariable), ';')) {
     const auto [command, time] = Halve(text, ':');
     gSettings.fTimes[ParseCommand(command)] = static_cast<cl_ulong>(ParseNumber(kTimesVariable, time));

@@ -198,7 +198,7 @@ extern "C" EGLBoolean __egl_Main(std::uint32_t version, const __EGLapiExports* e
                                  __EGLvendorInfo* vendor, __EGLapiImports* imports) {
   rig::LoadFaults();
   rig::LoadFakeDevices();
-  rig::gAnswers = rig::Answers(rig::kAnswersVariable);
+  rig::gAnswers = rig::ParseAnswers(rig::kAnswersVariable, rig::Setting(rig::kAnswersVariable), "gl");
   const auto start = rig::Wrapped<&::__egl_Main>::Around("__egl_Main", "", &rig::StartVendor);
   return start(version, exports, vendor, imports);
 }

@@ -29,13 +29,17 @@ std::string BytesOf(Number number) {
   return std::string(reinterpret_cast<const char*>(&number), sizeof number);
 }
 
-// What a driver is to answer, by the number of the question, from a variable of the form "NAME=VALUE;...": a
-// text with its NUL, "#NUMBER" as 32 bits or "##NUMBER" as 64.
-std::map<unsigned, std::string> Answers(const char* variable);
+// What a driver is to answer, by the number of the question, from a text of the form "NAME=VALUE;...". NAME
+// is a number or a constant of the interface with that prefix (see constants.h), VALUE a text, which gets its
+// NUL, "#NUMBER" as 32 bits or "##NUMBER" as 64. Refuses what can't be understood as a part of `source`.
+std::map<unsigned, std::string> ParseAnswers(const char* source, const std::string& text, const char* prefix);
 
-// Says on stderr which part of what is refused and why, and ends the process with exit code 97. `source` is
-// the variable, or else the call that the rig itself can't do without. Neither destructors nor exit handlers
-// run.
+// The exit code of a process that Refuse ends.
+constexpr int kRefused = 97;
+
+// Says on stderr which part of what is refused and why, and ends the process with kRefused. `source` is
+// the variable or the option, or else the call that the rig itself can't do without. Neither destructors nor
+// exit handlers run.
 [[noreturn]] void Refuse(const char* source, const std::string& part, const std::string& why);
 
 }  // namespace rig
