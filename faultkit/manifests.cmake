@@ -2,7 +2,7 @@
 # The caller sets `folder`, the drivers' below the prefix, and `staged`, a folder of the build tree.
 
 # CPack installs into a folder of its own. What it makes of that is a Debian package, which goes to /usr.
-set(prefix "${CMAKE_INSTALL_PREFIX}")
+get_filename_component(prefix "${CMAKE_INSTALL_PREFIX}" ABSOLUTE)
 if(prefix MATCHES "/_CPack_Packages/")
   set(prefix /usr)
 endif()
