@@ -99,7 +99,8 @@ std::string Text(const std::string& call, std::string word, const Value& value, 
   if (word == "properties") return Pairs(call, Pointer<std::intptr_t>(value), "platform");
   if (word[0] == '&') return Text(call, word.substr(1), Target(call, word.substr(1), value), before);
   if (word[0] != '-') return Object(word, number);
-  const std::string kind = word.substr(1), label = Object(kind, number);
+  const std::string kind = word.substr(1);
+  std::string label = Object(kind, number);
   gObjects.erase({kind, number});
   return label;
 }

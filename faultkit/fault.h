@@ -1,6 +1,5 @@
 // The rule engine of the faulty drivers: RIG_FAULT says which call misbehaves, when and how, and RIG_TRACE
-// and RIG_CALLS name files that get every wrapped call. README.md has the rules as a tester sees them; wrap.h
-// applies them.
+// and RIG_CALLS name files that get every wrapped call. rules.h reads the rules, wrap.h applies them.
 
 #ifndef RIG_FAULT_H
 #define RIG_FAULT_H

@@ -38,7 +38,7 @@ Runs COMMAND with graphics drivers that crash, hang and lie.
   --list                  those calls, one a line; cl... are for --opencl, all others for --egl
   --version, --help
 
-RULES are call[@n]=action, joined by ";". Options that take a value may be repeated.
+RULES are call[@n]=action, joined by ";". Rules and answers of repeated options add up.
 Actions: segv, abort, hang, exit:N, sleep:MS, ret:N, fail:N, err:N, text:TEXT, say:TEXT, warn:TEXT
 )";
 
@@ -60,7 +60,7 @@ constexpr option kOptions[] = {{"egl", required_argument, nullptr, kEgl},
 string Installed(const string& name) {
   namespace fs = std::filesystem;
   const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
-  const string file = (programs / FAULTKIT_FOLDER / name).lexically_normal();
+  string file = (programs / FAULTKIT_FOLDER / name).lexically_normal();
   if (!fs::exists(file)) Refuse("installation", file, "isn't there");
   return file;
 }
@@ -167,6 +167,7 @@ int main(int argc, char** argv) {
     Refuse("command line", argv[optind], "would meet no faulty driver: see --help");
   variables.Set();
   execvp(argv[optind], argv + optind);
-  std::fprintf(stderr, "gpuprowler-faultkit: %s: %s\n", argv[optind], std::strerror(errno));
-  return errno == ENOENT ? kNotFound : kNotRunnable;
+  const int reason = errno;
+  std::fprintf(stderr, "gpuprowler-faultkit: %s: %s\n", argv[optind], std::strerror(reason));
+  return reason == ENOENT ? kNotFound : kNotRunnable;
 }
