@@ -25,7 +25,10 @@ class Framebuffer {
   void attach(const Texture2D& texture, GLint level, GLint layer);
 
  private:
-  const bool fCore;  // OpenGL's own functions, else those of GL_EXT_framebuffer_object
+  struct Functions;
+  static const Functions& ContextsFunctions();
+
+  const Functions& fGL;
   GLuint fName = 0;
 };
 
