@@ -1,6 +1,7 @@
 // The sequence of steps. The tests on a GPU stand in gpuprowlertests.cpp.
 #include "gpuprowlertester.h"
 
+#include "reportlines.h"
 #include "system/standardstreams.h"
 
 #include <kgx/context.h>
@@ -15,14 +16,6 @@
 namespace {
 
 ztutil::DebugFlag gGPUProwler{"GPUProwler"};
-
-// A line of the form key=value.
-template <class Value>
-void PutNumber(const char* key, const Value& value) {
-  ztutil::ClassicStream line;
-  line << key << "=" << value;
-  DoStdout(line.str());
-}
 
 // Tags the GPUs in their order: glgpu[0], glgpu[1] and so on.
 template <class GPUs>
@@ -93,30 +86,30 @@ void GPUProwlerTester::Run() {
 void GPUProwlerTester::DoRunTester() { CountStep(); }
 
 void GPUProwlerTester::DoRunKGXCoreInitialize() {
-  PutNumber(ProwlerKey::kKGXCoreInitialized, 1);
+  PutValue(ProwlerKey::kKGXCoreInitialized, 1);
   CountStep();
 }
 
 void GPUProwlerTester::DoRunKGXOGLInitialize() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunKGXOGLInitialize");
-  PutNumber(ProwlerKey::kKGXOGLInitialized, Succeeds("KGX::OGL::Library::initialize() failed", [] {
-              KGX::OGL::Library::Initialize(KGX::OGL::Library::InitOptions());
-            }));
+  PutValue(ProwlerKey::kKGXOGLInitialized, Succeeds("KGX::OGL::Library::initialize() failed", [] {
+             KGX::OGL::Library::Initialize(KGX::OGL::Library::InitOptions());
+           }));
   CountStep();
 }
 
 void GPUProwlerTester::DoRunAnyGLGPU() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunAnyGLGPU");
-  PutNumber(ProwlerKey::kOGLContextCreated, Succeeds("Cannot create default ContextOffscreen", [] {
-              const KGX::OGL::ContextOffscreen context(KGX::OGL::Context::PrimaryDisplayDevice());
-            }));
+  PutValue(ProwlerKey::kOGLContextCreated, Succeeds("Cannot create default ContextOffscreen", [] {
+             const KGX::OGL::ContextOffscreen context(KGX::OGL::Context::PrimaryDisplayDevice());
+           }));
   CountStep();
 }
 
 void GPUProwlerTester::DoRunEnumerateGLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateGLGPUs");
   const GLGPUList gpus = CreateGPUImpl()->GetGPUs();
-  PutNumber(ProwlerKey::kNumGLGPUs, gpus.size());
+  PutValue(ProwlerKey::kNumGLGPUs, gpus.size());
   fGLGPUs = Tagged(ProwlerKey::kGLGPU, gpus);
   CountStep();
 }
@@ -132,14 +125,14 @@ void GPUProwlerTester::DoRunKGXOCLInitialize() {
 void GPUProwlerTester::DoRunEnumerateCLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateCLGPUs");
   const CLGPUList gpus = CreateGPUImpl()->GetCLGPUs();
-  PutNumber(ProwlerKey::kNumCLGPUs, gpus.size());
+  PutValue(ProwlerKey::kNumCLGPUs, gpus.size());
   fCLGPUs = Tagged(ProwlerKey::kCLGPU, gpus);
   CountStep();
 }
 
 void GPUProwlerTester::DoRunEnumerateNativeGPUs() {
   const NativeGPUList gpus = CreateGPUImpl()->GetNativeGPUs();
-  PutNumber(ProwlerKey::kNumNativeGPUs, gpus.size());
+  PutValue(ProwlerKey::kNumNativeGPUs, gpus.size());
   fNativeGPUs.clear();
   CountStep();
 }
@@ -165,7 +158,7 @@ std::string GPUProwlerTester::GetTimestamp() const {
 }
 
 void GPUProwlerTester::DoRunTimestamp(const std::string& key) {
-  DoStdout(key + "=\"" + GetTimestamp() + "\"");
+  PutText(key, GetTimestamp());
   CountStep();
 }
 

@@ -1,9 +1,9 @@
 // The tests that are run on each GPU.
 #include "gpuprowlertester.h"
 #include "gputests.h"
+#include "reportlines.h"
 
 #include <kgx/opengltypes.h>
-#include <ztutil/classicstream.h>
 #include <ztutil/ztlogging.h>
 
 #include <vector>
@@ -17,24 +17,13 @@ using GLTest = TestFunc<GPUProwlerTester, GLGPU>;
 using CLTest = TestFunc<GPUProwlerTester, CLGPU>;
 using NativeTest = TestFunc<GPUProwlerTester, NativeGPU>;
 
-// tag.key=value, where a bool is 0 or 1 and a floating-point number has six digits.
-template <class Value>
-void PutValue(const std::string& tag, const char* key, Value value) {
-  ztutil::ClassicStream line;
-  line << tag << "." << key << "=" << value;
-  DoStdout(line.str());
-}
-
-// tag.key="text", with nothing escaped.
-void PutText(const std::string& tag, const std::string& key, const std::string& text) {
-  DoStdout(tag + "." + key + "=\"" + text + "\"");
-}
-
 void PutTextIfAny(const std::string& tag, const char* key, const std::string& text) {
   if (!text.empty()) PutText(tag, key, text);
 }
 
 void PutGPUTag(const char* name, std::int64_t code) { PutValue(ProwlerKey::kGPUTag, name, code); }
+
+std::string Indexed(const std::string& key, const char* name) { return key + "[" + name + "]"; }
 
 // "[8]", "[8, 0]"; the bracket opens with the first number, so that no number at all gives "]".
 std::string ListText(const std::vector<std::int32_t>& values) {
@@ -235,7 +224,7 @@ void GPUProwlerTester::DoRunNativeName(const std::string& tag, const NativeGPU& 
 void GPUProwlerTester::DoRunGLGetString(const std::string& tag, const GLGPU& gpu, const char* name,
                                         std::uint32_t code) {
   PutGPUTag(name, code);
-  PutText(tag, std::string(ProwlerKey::kGLGetString) + "[" + name + "]", gpu.GLGetString(code));
+  PutText(tag, Indexed(ProwlerKey::kGLGetString, name), gpu.GLGetString(code));
 }
 
 void GPUProwlerTester::DoRunGLGetIntegerv(const std::string& tag, const GLGPU& gpu, const char* name,
@@ -243,7 +232,7 @@ void GPUProwlerTester::DoRunGLGetIntegerv(const std::string& tag, const GLGPU& g
   std::vector<std::int32_t> values(count, 0);
   gpu.GLGetIntegerv(code, values.data());
   PutGPUTag(name, code);
-  DoStdout(tag + "." + ProwlerKey::kGLGetIntegerv + "[" + name + "]=" + ListText(values));
+  PutValue(tag, Indexed(ProwlerKey::kGLGetIntegerv, name), ListText(values));
   CountStep();
 }
 
@@ -253,16 +242,15 @@ void GPUProwlerTester::DoRunGLGetProgramivARB(const std::string& tag, const GLGP
   PutGPUTag("GL_FRAGMENT_PROGRAM_ARB", KGX::OGL::kGL_FRAGMENT_PROGRAM_ARB);
   PutGPUTag(name, code);
   gpu.GLGetProgramivARB(code, values.data());
-  DoStdout(tag + "." + ProwlerKey::kGLGetProgramivARB + "[GL_FRAGMENT_PROGRAM_ARB][" + name +
-           "]=" + ListText(values));
+  PutValue(tag, Indexed(Indexed(ProwlerKey::kGLGetProgramivARB, "GL_FRAGMENT_PROGRAM_ARB"), name),
+           ListText(values));
   CountStep();
 }
 
 void GPUProwlerTester::DoRunExtension(const std::string& tag, const GLGPU& gpu, const char* name,
                                       std::uint32_t code) {
   PutGPUTag(name, code);
-  const bool supported = gpu.IsExtensionSupported(code);
-  DoStdout(tag + "." + ProwlerKey::kExtension + "[" + name + "]=" + (supported ? "1" : "0"));
+  PutValue(tag, Indexed(ProwlerKey::kExtension, name), gpu.IsExtensionSupported(code));
   CountStep();
 }
 

@@ -1,15 +1,15 @@
 #include "zentaratester.h"
 
 #include "gputests.h"
+#include "reportlines.h"
 
 #include <kgx/extensionmanager.h>
-#include <ztutil/classicstream.h>
 
 ZentaraTester::~ZentaraTester() = default;
 
 void ZentaraTester::DoRunTester() {
   GPUProwlerTester::DoRunTester();
-  DoStdout(std::string(ProwlerKey::kTester) + "=\"Zentara\"");
+  PutText(ProwlerKey::kTester, "Zentara");
   CountStep();
 }
 
@@ -55,8 +55,6 @@ void ZentaraTester::DoRunCLTests() {
 }
 
 void ZentaraTester::DoRunCLCompute(const std::string& tag, const CLGPU& gpu) {
-  ztutil::ClassicStream line;
-  line << tag << "." << ProwlerKey::kCLCompute << "=" << gpu.GetCLCompute();
-  DoStdout(line.str());
+  PutValue(tag, ProwlerKey::kCLCompute, gpu.GetCLCompute());
   CountStep();
 }
