@@ -1,3 +1,5 @@
+#include "channels/transfer.h"
+
 #include <ztutil/channel.h>
 
 #include <stdexcept>
@@ -6,25 +8,15 @@ namespace ztutil {
 
 namespace {
 
-std::size_t RequireAtMost(std::size_t count, std::size_t asked) {
-  if (count > asked) throw std::logic_error("write returned more than asked");
-  return count;
-}
+constexpr char kWrite[] = "write";
 
 template <class Function>
 void Loop(const void* buf, std::size_t n, const Function& write) {
-  const auto* const begin = static_cast<const std::uint8_t*>(buf);
-  std::size_t written = 0;
-  try {
-    while (written != n) {
-      const std::size_t count = RequireAtMost(write(begin + written, n - written), n - written);
-      if (count == 0) throw std::logic_error("WriteFunc should never return 0");
-      written += count;
-    }
-  } catch (...) {
-    if (written == 0) throw;
-    throw XUnderrun(written, begin);
-  }
+  Transfer(static_cast<const std::uint8_t*>(buf), n, [&](const std::uint8_t* cursor, std::size_t rest) {
+    const std::size_t count = RequireAtMost(write(cursor, rest), rest, kWrite);
+    if (count == 0) throw std::logic_error("WriteFunc should never return 0");
+    return count;
+  });
 }
 
 }  // namespace
@@ -43,7 +35,7 @@ void Writer::SetWriter(Writer* delegate, bool own) {
 std::size_t Writer::WriteSome(const void* buf, std::size_t n) {
   RequireOpen();
   if (n == 0) return 0;
-  const std::size_t count = RequireAtMost(WriteSomeImpl(buf, n), n);
+  const std::size_t count = RequireAtMost(WriteSomeImpl(buf, n), n, kWrite);
   if (count == 0) throw std::logic_error("DoWriteSome should never return 0 if nbytes > 0");
   return count;
 }

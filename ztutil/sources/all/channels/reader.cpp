@@ -1,3 +1,5 @@
+#include "channels/transfer.h"
+
 #include <ztutil/buffer.h>
 #include <ztutil/reader.h>
 
@@ -10,11 +12,7 @@ namespace ztutil {
 namespace {
 
 constexpr char kPreviewActive[] = "direct read while preview active";
-
-std::size_t RequireAtMost(std::size_t count, std::size_t asked) {
-  if (count > asked) throw std::logic_error("read returned more than asked");
-  return count;
-}
+constexpr char kRead[] = "read";
 
 }  // namespace
 
@@ -32,7 +30,7 @@ void Reader::SetReader(Reader* delegate, bool own) {
 std::size_t Reader::ReadSome(void* buf, std::size_t n) {
   RequireNoPreviewer();
   RequireOpen();
-  return n != 0 ? RequireAtMost(ReadSomeImpl(buf, n), n) : 0;
+  return n != 0 ? RequireAtMost(ReadSomeImpl(buf, n), n, kRead) : 0;
 }
 
 bool Reader::Read(void* buf, std::size_t n) {
@@ -81,17 +79,9 @@ void Reader::TakeBack(Buffer*& buffer) {
 
 bool Reader::ReadLoop(void* buf, std::size_t n, const ReadFunc& readFunction) {
   auto* const begin = static_cast<std::uint8_t*>(buf);
-  std::size_t got = 0;
-  try {
-    while (got != n) {
-      const std::size_t count = RequireAtMost(readFunction(begin + got, n - got), n - got);
-      if (count == 0) break;
-      got += count;
-    }
-  } catch (...) {
-    if (got == 0) throw;
-    throw XUnderrun(got, begin);
-  }
+  const std::size_t got = Transfer(begin, n, [&](std::uint8_t* cursor, std::size_t rest) {
+    return RequireAtMost(readFunction(cursor, rest), rest, kRead);
+  });
   if (got == n) return true;
   if (got != 0) Unread(begin, got);
   return false;
@@ -113,7 +103,7 @@ std::int32_t Reader::ReadByte() {
   RequireNoPreviewer();
   RequireOpen();
   std::uint8_t byte = 0;
-  return RequireAtMost(ReadSomeImpl(&byte, 1), 1) != 0 ? byte : -1;
+  return RequireAtMost(ReadSomeImpl(&byte, 1), 1, kRead) != 0 ? byte : -1;
 }
 
 void Reader::RequireNoPreviewer() const {
