@@ -1,4 +1,4 @@
-// Text streams whose numbers read the same everywhere.
+// A string stream whose numbers read the same everywhere. Log messages have a faster one: messagestream.h.
 #ifndef ZTUTIL_CLASSICSTREAM_H_
 #define ZTUTIL_CLASSICSTREAM_H_
 
@@ -7,7 +7,7 @@
 
 namespace ztutil {
 
-// A string stream that is deaf to the global locale, which anybody in the process may change, a driver too.
+// Deaf to the global locale, which anybody in the process may change, a driver too.
 class ClassicStream : public std::ostringstream {
  public:
   ClassicStream() { imbue(std::locale::classic()); }

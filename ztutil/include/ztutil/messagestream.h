@@ -1,4 +1,5 @@
-// Where a log message's text is put together.
+// Where a log message's text is put together. It is a stream for the holder of LoggingMutex alone, which no
+// message makes anew; whoever else wants a stream takes that of classicstream.h.
 #ifndef ZTUTIL_MESSAGESTREAM_H_
 #define ZTUTIL_MESSAGESTREAM_H_
 

@@ -24,12 +24,13 @@ namespace ztutil {
 
 namespace {
 
-// Puts a prefix's fields together, numbers as printf does it, whatever the locale.
+// The prefix of a line, field by field. The numbers read as printf would write them in the C locale; the
+// comments name its formats.
 class PrefixText {
  public:
   void Append(char byte) { *fEnd++ = byte; }
 
-  // "%02d" of what is below 100
+  // "%02d" of 0 to 99.
   void AppendPair(int value) {
     char* const tens = fEnd;
     fEnd += 2;
@@ -37,7 +38,7 @@ class PrefixText {
     tens[1] = static_cast<char>('0' + value % 10);
   }
 
-  // "%05d"
+  // "%05d".
   void AppendCount(std::int32_t value) {
     if (value < 0) Append('-');
     char digits[10];
@@ -45,23 +46,9 @@ class PrefixText {
     AppendPadded(digits, end, value < 0 ? 4 : 5);
   }
 
-  // "%06.3f" of what isn't negative
+  // "%06.3f" of 0 and more.
   void AppendSeconds(double value) {
-    // Of a product that is this small we know how it rounds, but for one that is as good as half-way.
-    constexpr double kKnownBelow = 99999.0;
-    constexpr double kHalfWay = 1e-6;
-    const double milliseconds = value * 1000.0;
-    if (milliseconds < kKnownBelow) {
-      const auto rounded = static_cast<int>(milliseconds + 0.5);
-      const double above = milliseconds + 0.5 - rounded;
-      if (above > kHalfWay && above < 1.0 - kHalfWay) {
-        AppendPair(rounded / 1000);
-        Append('.');
-        Append(static_cast<char>('0' + rounded / 100 % 10));
-        AppendPair(rounded % 100);
-        return;
-      }
-    }
+    if (AppendWholeMilliseconds(value * 1000.0)) return;
     char digits[kDoubleRoom];
     AppendPadded(digits,
                  std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3).ptr, 6);
@@ -72,12 +59,27 @@ class PrefixText {
  private:
   static constexpr std::size_t kDoubleRoom = 320;  // the largest has 309 digits before the point
 
+  // The fast way, for less than 100 seconds. False, and nothing appended, for more, and where the product may
+  // have been rounded across the middle between two milliseconds.
+  bool AppendWholeMilliseconds(double milliseconds) {
+    if (!(milliseconds < 99999.0)) return false;
+    const auto rounded = static_cast<int>(milliseconds + 0.5);
+    const double aboveMiddle = milliseconds + 0.5 - rounded;  // 0 to 1
+    constexpr double kDoubt = 1e-6;                           // far more than the product's error
+    if (aboveMiddle <= kDoubt || aboveMiddle >= 1.0 - kDoubt) return false;
+    AppendPair(rounded / 1000);
+    Append('.');
+    Append(static_cast<char>('0' + rounded / 100 % 10));
+    AppendPair(rounded % 100);
+    return true;
+  }
+
   void AppendPadded(const char* digits, const char* end, std::ptrdiff_t width) {
     for (std::ptrdiff_t length = end - digits; length < width; ++length) Append('0');
     fEnd = std::copy(digits, end, fEnd);
   }
 
-  char fText[2 * kDoubleRoom];  // two doubles, or one and some integers; nothing is longer
+  char fText[2 * kDoubleRoom];  // holds the longest prefix: the seconds of the time and of the delta
   char* fEnd = fText;
 };
 
