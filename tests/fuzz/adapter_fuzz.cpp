@@ -1,8 +1,7 @@
 // Any bytes as what Linux and its databases say of an adapter.
+#include "adaptertext.h"
 #include "inventory/sysfstext.h"
 #include "require.h"
-
-#include <kgx/adaptertext.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
+#include "extensionlist.h"
 #include "fakedrivers.h"
 
-#include <kgx/extensionlist.h>
 #include <kgx/extensionmanager.h>
 
 #include <gtest/gtest.h>

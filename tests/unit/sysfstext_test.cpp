@@ -1,6 +1,6 @@
 #include "inventory/sysfstext.h"
 
-#include <kgx/adaptertext.h>
+#include "adaptertext.h"
 
 #include <gtest/gtest.h>
 

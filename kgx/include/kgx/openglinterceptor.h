@@ -1,4 +1,4 @@
-// The gateway through which every GL call of the process goes.
+// The gateway through which every GL call of the process goes: to the driver, or to what stands in for it.
 #ifndef KGX_OPENGLINTERCEPTOR_H_
 #define KGX_OPENGLINTERCEPTOR_H_
 

@@ -1,4 +1,5 @@
-#include <kgx/adaptertext.h>
+
+#include "adaptertext.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,5 @@
-#include <kgx/extensionlist.h>
+
+#include "extensionlist.h"
 
 #include <string_view>
 

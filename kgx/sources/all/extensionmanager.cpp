@@ -1,6 +1,6 @@
+#include "extensionlist.h"
 #include "openglplatform.h"
 
-#include <kgx/extensionlist.h>
 #include <kgx/extensionmanager.h>
 #include <kgx/openglinterceptor.h>
 

@@ -1,4 +1,5 @@
-#include <kgx/answerlimits.h>
+#include "answerlimits.h"
+
 #include <kgx/opencl.h>
 
 #include <algorithm>

@@ -1,5 +1,7 @@
-#include <kgx/adaptername.h>
-#include <kgx/adaptertext.h>
+
+#include "adaptername.h"
+
+#include "adaptertext.h"
 
 #include <dirent.h>
 #include <fcntl.h>

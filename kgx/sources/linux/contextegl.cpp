@@ -1,10 +1,10 @@
 // GL contexts over EGL, with no window system.
 #include "displaydevices.h"
+#include "extensionlist.h"
 #include "libegl.h"
 #include "openglplatform.h"
 
 #include <kgx/exception.h>
-#include <kgx/extensionlist.h>
 
 #include <algorithm>
 #include <atomic>

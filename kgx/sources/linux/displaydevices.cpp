@@ -1,10 +1,11 @@
 #include "displaydevices.h"
 
-#include <kgx/adaptername.h>
-#include <kgx/adaptertext.h>
-#include <kgx/answerlimits.h>
+#include "adaptername.h"
+#include "adaptertext.h"
+#include "answerlimits.h"
+#include "extensionlist.h"
+
 #include <kgx/exception.h>
-#include <kgx/extensionlist.h>
 
 #include <algorithm>
 #include <cstdio>

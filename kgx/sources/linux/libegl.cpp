@@ -1,9 +1,9 @@
 #include "libegl.h"
 
+#include "extensionlist.h"
 #include "sharedlibrary.h"
 
 #include <kgx/exception.h>
-#include <kgx/extensionlist.h>
 
 #include <cstdio>
 #include <cstdlib>

@@ -6,7 +6,7 @@
 
 #include <ztutil/clock.h>
 #include <ztutil/managedthread.h>
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 #include <ztutil/winhandle.h>
 
 #include <CLI/CLI.hpp>

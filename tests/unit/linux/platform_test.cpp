@@ -1,8 +1,10 @@
+#include "system/platform.h"
+
 #include "../ownhome.h"
 #include "system/standardstreams.h"
 
 #include <ztutil/logsinks.h>
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 
 #include <boost/thread/thread.hpp>
 #include <fcntl.h>

@@ -1,6 +1,8 @@
+#include "system/platform.h"
+
 #include "../ownhome.h"
 
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 
 #include <gtest/gtest.h>
 #include <windows.h>

@@ -1,4 +1,4 @@
-// From the clock to the calendar. Any thread.
+// The local date and time of a moment on the clock of clock.h. Any thread.
 #ifndef ZTUTIL_CALENDAR_H_
 #define ZTUTIL_CALENDAR_H_
 

@@ -1,5 +1,5 @@
-// The roles in which one meets a binary stream: Reader, Writer, Seeker, and RandomAccess, which has all
-// three.
+// Binary streams by what one can do with them: Reader (reader.h), Writer, Seeker, and RandomAccess, which is
+// all three. Streams over files and pipes are in winhandle.h, one over memory in buffer.h.
 #ifndef ZTUTIL_CHANNEL_H_
 #define ZTUTIL_CHANNEL_H_
 

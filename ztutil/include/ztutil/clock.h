@@ -1,4 +1,4 @@
-// The one clock of the system. Any thread.
+// The clock by which this library measures and waits. Any thread.
 #ifndef ZTUTIL_CLOCK_H_
 #define ZTUTIL_CLOCK_H_
 

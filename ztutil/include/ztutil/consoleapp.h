@@ -1,5 +1,6 @@
 // A console program as a child process, its standard streams on pipes, followed from any thread: the words
-// for that, and ConsoleApp, which knows how the child stands.
+// for that, and ConsoleApp, which knows how the child stands. A child that hangs or crashes costs its host
+// nothing but a wait with a limit. To launch one, begin with consoleappaccessor.h.
 #ifndef ZTUTIL_CONSOLEAPP_H_
 #define ZTUTIL_CONSOLEAPP_H_
 

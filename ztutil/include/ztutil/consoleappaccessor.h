@@ -1,5 +1,5 @@
-// How the parties of a launch reach each other without owning each other, and ConsoleAppLauncher, with which
-// a host works:
+// What a host uses to launch a child: ConsoleAppLauncher starts a console program with its standard streams
+// on pipes, waits for it with a limit, and kills it. What the child writes goes to the host's OutputTasks.
 //
 //   auto report = boost::make_shared<MyReader>();  // an OutputTask
 //   ConsoleAppLauncher launcher(LaunchParams(L"/usr/bin/gpuprowler", {}, report, nullptr),
@@ -10,6 +10,8 @@
 //     launcher.Kill();
 //     state = launcher.Wait(&exitCode, 5.0);
 //   }
+//
+// Its base, ConsoleAppAccessor, is how the parties of a launch reach each other without owning each other.
 #ifndef ZTUTIL_CONSOLEAPPACCESSOR_H_
 #define ZTUTIL_CONSOLEAPPACCESSOR_H_
 

@@ -1,4 +1,5 @@
-// Who is told of a broken requirement. Any thread may set, get and call the hooks.
+// Where a program learns that a requirement inside the library is broken: two hooks, its own if it sets them.
+// Any thread may set, get and call them.
 #ifndef ZTUTIL_FAILUREHOOK_H_
 #define ZTUTIL_FAILUREHOOK_H_
 

@@ -1,4 +1,6 @@
-// The GPUs as the tester sees them, and the one interface behind which all asking of drivers lies.
+// The machine's GPUs, one object for each that OpenGL or OpenCL reaches, and the one interface behind which
+// all asking of drivers lies. A driver may crash or hang where it is asked: a host has the prober ask, in a
+// process of its own (consoleappaccessor.h), and these objects are the prober's.
 //
 // A GLGPU or a CLGPU is a thin object over a shared GPUImpl, which does the work. What a question throws is
 // told at the implementations. All of this belongs to one thread.

@@ -1,4 +1,4 @@
-// What the graphics layer alone can tell of a GPU.
+// GPUs (gpuimpl.h) with what OpenGL and OpenCL alone tell of them.
 #ifndef ZTUTIL_GPUIMPLHARDWARE_H_
 #define ZTUTIL_GPUIMPLHARDWARE_H_
 

@@ -1,5 +1,6 @@
-// GPUs with what the operating system's inventory knows of their adapters. The records are those that Windows
-// keeps; other systems fill the same ones from their own sources.
+// GPUs (gpuimpl.h) with what the operating system's inventory knows of their adapters, and the rules that
+// join the two. The records are those that Windows keeps; other systems fill the same ones from their own
+// sources.
 #ifndef ZTUTIL_GPUIMPLWIN_H_
 #define ZTUTIL_GPUIMPLWIN_H_
 

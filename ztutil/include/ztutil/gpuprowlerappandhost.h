@@ -1,5 +1,5 @@
-// The vocabulary that the prober and its host share: the names on the command line, the keys of the report,
-// and the two functions through which the prober's lines go out.
+// The words that the prober and its host share: the names of the command line's options, the keys of the
+// report, and the two functions through which the prober's lines go out.
 #ifndef ZTUTIL_GPUPROWLERAPPANDHOST_H_
 #define ZTUTIL_GPUPROWLERAPPANDHOST_H_
 

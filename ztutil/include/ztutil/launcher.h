@@ -1,4 +1,6 @@
-// How a child process is made, awaited and killed: the seam between the console-app host and the system.
+// How a child process is made, awaited and killed: the seam between ConsoleApp and the operating system. A
+// host launches by consoleappaccessor.h, and is here for DescribeRawEnd, or to put a launcher of its own
+// behind a ConsoleApp.
 #ifndef ZTUTIL_LAUNCHER_H_
 #define ZTUTIL_LAUNCHER_H_
 

@@ -1,4 +1,5 @@
-// What an output thread does.
+// What the thread does that reads a channel of a child: it runs the host's OutputTask. A host has no need of
+// it.
 #ifndef ZTUTIL_LAUNCHOUTPUTTHREADTASK_H_
 #define ZTUTIL_LAUNCHOUTPUTTHREADTASK_H_
 

@@ -1,4 +1,4 @@
-// What the launch thread does.
+// What the thread does that ConsoleApp makes for each launch. A host has no need of it.
 #ifndef ZTUTIL_LAUNCHTHREADTASK_H_
 #define ZTUTIL_LAUNCHTHREADTASK_H_
 

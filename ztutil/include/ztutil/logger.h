@@ -1,4 +1,5 @@
-// Loggers: whoever has something to say says it to the one that was made last and still lives.
+// Loggers take the lines that a program says about itself. The one that was made last and still lives gets
+// them. Include ztlogging.h to log; logsinks.h has loggers for files and streams.
 #ifndef ZTUTIL_LOGGER_H_
 #define ZTUTIL_LOGGER_H_
 

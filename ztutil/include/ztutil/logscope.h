@@ -1,4 +1,4 @@
-// A stretch of code that announces its start and its end in the log.
+// A stretch of code that announces its start and its end in the log. ztlogging.h has the macro for it.
 #ifndef ZTUTIL_LOGSCOPE_H_
 #define ZTUTIL_LOGSCOPE_H_
 

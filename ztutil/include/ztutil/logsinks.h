@@ -1,4 +1,5 @@
-// Where loggers write to. No sink reports a failure: what can't be written is lost.
+// The loggers that there are: to a file, a standard stream, the debugger, or nowhere. None reports a failure:
+// what can't be written is lost.
 #ifndef ZTUTIL_LOGSINKS_H_
 #define ZTUTIL_LOGSINKS_H_
 

@@ -1,4 +1,5 @@
-// What WinHandle needs of the operating system, as plain functions. Each platform's folder defines them once.
+// What WinHandle (winhandle.h) needs of the operating system, as plain functions. Each platform's folder
+// defines them once.
 #ifndef ZTUTIL_NATIVEHANDLE_H_
 #define ZTUTIL_NATIVEHANDLE_H_
 

@@ -1,4 +1,4 @@
-// Who reads one of a child's output channels, on a thread of its own.
+// What a host derives from to read a child's standard output or standard error, on a thread of its own.
 #ifndef ZTUTIL_OUTPUTTASK_H_
 #define ZTUTIL_OUTPUTTASK_H_
 

@@ -1,4 +1,4 @@
-// Functions that take printf's formats.
+// Lets the compiler check the arguments of functions that take printf's formats.
 #ifndef ZTUTIL_PRINTFFORMAT_H_
 #define ZTUTIL_PRINTFFORMAT_H_
 

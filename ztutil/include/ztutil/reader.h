@@ -1,4 +1,4 @@
-// The input role of a stream, to which bytes can be put back.
+// Reading from a binary stream, whatever is behind it: a pipe, a file, memory. Bytes can be put back.
 #ifndef ZTUTIL_READER_H_
 #define ZTUTIL_READER_H_
 

@@ -1,4 +1,4 @@
-// Objects of which the newest is the active one, process-wide.
+// Objects of which the newest is the active one in the whole process. Loggers are such objects.
 #ifndef ZTUTIL_STACKABLE_H_
 #define ZTUTIL_STACKABLE_H_
 

@@ -1,4 +1,5 @@
-// Streams over what the operating system has: files, pipe ends, the standard streams.
+// Binary streams over what the operating system has: files, pipe ends, the standard streams. The same on
+// every platform, whatever the name says.
 #ifndef ZTUTIL_WINHANDLE_H_
 #define ZTUTIL_WINHANDLE_H_
 

@@ -1,8 +1,10 @@
+#include "system/platform.h"
+
 #include "retry.h"
 #include "system/textfile.h"
 #include "system/xdguserdirs.h"
 
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -52,7 +54,7 @@ struct stat StatusOf(int descriptor) {
   return status;
 }
 
-// Whether nobody can have put the file there so that we write to another one.
+// Whether the file can't be somebody else's trap, by which we would write to another file.
 bool IsHonest(const struct stat& status, const std::string& path) {
   if (!S_ISREG(status.st_mode) || status.st_nlink != 1) return false;
   struct stat folder {};
@@ -98,8 +100,8 @@ std::int64_t MonotonicFrequency() { return kNanosecondsPerSecond; }
 std::int64_t UTCMicroseconds() { return Nanoseconds(CLOCK_REALTIME) / 1000; }
 
 std::int64_t LocalOffsetSeconds() {
-  // It can be another one only if the second is, or TZ. To find it costs as much as writing a line, and where
-  // TZ isn't set, a look at the system's zone. So this is done in these cases only.
+  // To ask the system costs as much as writing a line and, where TZ isn't set, a look at the file of its
+  // zone. So it is asked only when the second or TZ is another one.
   struct Known {
     const char* zone;
     std::time_t second;
@@ -179,8 +181,8 @@ void PurgeStream(std::FILE* stream) {
 }
 
 void PrepareProberProcess() {
-  // A limit of 1 is too small for a file, and alone also keeps the kernel from feeding a handler through a
-  // pipe. Where the limit can't be set it is 0 already.
+  // A limit of 1 byte is too small for a core file and, unlike 0, also keeps the kernel from piping the core
+  // to a program. Setting it fails only where the limit is 0 for good.
   const rlimit noCore{1, 1};
   setrlimit(RLIMIT_CORE, &noCore);
   std::signal(SIGPIPE, SIG_IGN);
@@ -195,7 +197,7 @@ void PrepareProberProcess() {
   }
   constexpr int kOutOfTheWay = 100;  // of numbers that a driver's files get
   gKeptOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kOutOfTheWay);
-  // What a driver forks off and leaves running holds no host's pipe open by it.
+  // A process that a driver forks and leaves running mustn't hold the host's pipe open.
   pthread_atfork(nullptr, nullptr, [] { close(gKeptOutput); });
 }
 

@@ -1,10 +1,9 @@
 #include "sysfsadapters.h"
 
+#include "adaptertext.h"
 #include "drivermemory.h"
 #include "inventory/sysfstext.h"
-
-#include <kgx/adaptertext.h>
-#include <ztutil/platform.h>
+#include "system/platform.h"
 
 #include <unistd.h>
 

@@ -5,7 +5,7 @@
 #ifndef ZTUTIL_SYSFSADAPTERS_H_
 #define ZTUTIL_SYSFSADAPTERS_H_
 
-#include <kgx/adaptername.h>
+#include "adaptername.h"
 
 #include <cstdint>
 #include <string>

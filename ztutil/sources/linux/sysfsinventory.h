@@ -2,7 +2,8 @@
 #ifndef ZTUTIL_SYSFSINVENTORY_H_
 #define ZTUTIL_SYSFSINVENTORY_H_
 
-#include <kgx/adaptername.h>
+#include "adaptername.h"
+
 #include <ztutil/adapterinventory.h>
 
 namespace ztutil {

@@ -1,6 +1,8 @@
+#include "system/platform.h"
+
 #include "windowsheader.h"
 
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <io.h>

@@ -1,6 +1,7 @@
+#include "system/platform.h"
+
 #include <kgx/opengltypes.h>
 #include <ztutil/gpuimpl.h>
-#include <ztutil/platform.h>
 
 #include <stdexcept>
 

@@ -1,7 +1,7 @@
 // The OpenCL side of GPUImplHardware: devices, their properties, and the two measurements.
+#include "answerlimits.h"
 #include "gpu/probeprogram.h"
 
-#include <kgx/answerlimits.h>
 #include <ztutil/gpuimplhardware.h>
 #include <ztutil/ztlogging.h>
 

@@ -1,6 +1,7 @@
 #include "inventory/sysfstext.h"
 
-#include <kgx/adaptertext.h>
+#include "adaptertext.h"
+
 #include <ztutil/fmt.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
+#include "logging/logdirectory.h"
 #include "logging/loggingmutex.h"
 #include "logging/settingsfile.h"
 
 #include <ztutil/debugflag.h>
-#include <ztutil/logdirectory.h>
 
 #include <boost/filesystem/path.hpp>
 #include <boost/thread/lock_guard.hpp>

@@ -1,5 +1,6 @@
-#include <ztutil/logdirectory.h>
-#include <ztutil/platform.h>
+#include "logging/logdirectory.h"
+
+#include "system/platform.h"
 
 namespace ztutil {
 

@@ -1,9 +1,9 @@
+#include "logging/logdirectory.h"
 #include "logging/loggingmutex.h"
+#include "system/platform.h"
 #include "system/standardstreams.h"
 
-#include <ztutil/logdirectory.h>
 #include <ztutil/logsinks.h>
-#include <ztutil/platform.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>

@@ -1,6 +1,7 @@
+#include "system/platform.h"
+
 #include <ztutil/calendar.h>
 #include <ztutil/clock.h>
-#include <ztutil/platform.h>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 

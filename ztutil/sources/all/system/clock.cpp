@@ -1,5 +1,6 @@
+#include "system/platform.h"
+
 #include <ztutil/clock.h>
-#include <ztutil/platform.h>
 
 #include <atomic>
 

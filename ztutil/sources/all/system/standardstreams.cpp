@@ -1,6 +1,6 @@
 #include "system/standardstreams.h"
 
-#include <ztutil/platform.h>
+#include "system/platform.h"
 
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>

@@ -1,6 +1,6 @@
 #include "system/textfile.h"
 
-#include <ztutil/platform.h>
+#include "system/platform.h"
 
 #include <memory>
 

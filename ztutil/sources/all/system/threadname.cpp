@@ -1,7 +1,8 @@
 #include "system/threadname.h"
 
+#include "system/platform.h"
+
 #include <ztutil/classicstream.h>
-#include <ztutil/platform.h>
 
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>

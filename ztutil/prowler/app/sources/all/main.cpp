@@ -2,7 +2,7 @@
 // next.
 #include "gpuprowlerapp.h"
 
-#include <ztutil/platform.h>
+#include <ztutil/prepareprocess.h>
 
 #include <list>
 #include <string>

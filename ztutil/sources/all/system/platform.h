@@ -55,15 +55,6 @@ std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n);
 // the next write starts afresh. To be called when a flush has failed.
 void PurgeStream(std::FILE* stream);
 
-// Readies a process that may die in a driver and whose standard streams may be gone. A crash ends it at once,
-// with no core file, and neither that nor a library that can't be loaded opens a dialog. A write to a closed
-// pipe, or beyond the size that a file may have, fails instead of ending the process. And a standard stream
-// that was closed when the process began fails at each use, where it would otherwise become the next file
-// that a driver opens. On Linux, WriteToFile keeps to what standard output is now, also when a driver closes
-// it and opens a file in its place. To be called at the start of main, by a program and not by a library: all
-// of this holds for the whole process.
-void PrepareProberProcess();
-
 }  // namespace ztutil::platform
 
 #endif  // ZTUTIL_PLATFORM_H_
