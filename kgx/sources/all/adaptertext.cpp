@@ -1,4 +1,3 @@
-
 #include "adaptertext.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include "extensionlist.h"
 
 #include <string_view>

@@ -1,4 +1,3 @@
-
 #include "adaptername.h"
 
 #include "adaptertext.h"
