@@ -245,7 +245,7 @@ def droppable(source):
                 if not name or name in rest or not is_lock:
                     continue
             calls = source.called(first, last)
-            called = source.word(calls[-1] - 1) if calls else ""
+            called = source.callee(calls[-1]) if calls else ""
             yield first, last, source.word(first) == "delete" or bool(RELEASE.match(called))
 
 
@@ -264,8 +264,7 @@ def swapped_arguments(source):
     for index, word in enumerate(source.words):
         if not source.in_code(index):
             continue
-        is_call = word == "(" and re.fullmatch(r"[A-Za-z_]\w*|>", source.word(index - 1)) and \
-            source.word(index - 1) not in ("if", "for", "while", "switch", "catch", "sizeof")
+        is_call = word == "(" and source.callee(index) not in ("", "if", "for", "while", "switch", "catch", "min", "max")
         if is_call or source.braces.get(index) == "values":
             parts = source.parts(index)
             for one, two in zip(parts, parts[1:]):

@@ -61,14 +61,9 @@ class Source:
 
     def parts(self, opener):
         """What commas separate inside the bracket, as (first, last) of tokens."""
-        parts, first, index = [], opener + 1, opener + 1
-        while index <= self.mate[opener]:
-            if index == self.mate[opener] or self.word(index) == ",":
-                if first < index:
-                    parts.append((first, index - 1))
-                first = index + 1
-            index = self.mate.get(index, index) + 1 if self.word(index) in OPENERS else index + 1
-        return parts
+        closer = self.mate[opener]
+        edges = [opener, *(at for at in self.at_depth(opener + 1, closer - 1) if self.word(at) == ","), closer]
+        return [(one + 1, two - 1) for one, two in zip(edges, edges[1:]) if one + 1 < two]
 
     def at_depth(self, first, last):
         """The tokens from first to last without what stands in brackets there."""
@@ -80,7 +75,16 @@ class Source:
     def called(self, first, last):
         """Where the arguments of a statement's calls open, in their order, without calls in arguments."""
         return [index for index in self.at_depth(first, last)
-                if index > first and self.word(index) == "(" and re.fullmatch(r"\w+|>", self.word(index - 1))]
+                if index > first and self.word(index) == "(" and self.callee(index)]
+
+    def callee(self, opener):
+        """The name of what is called with the arguments that open there; an empty text if nothing is."""
+        index = opener - 1
+        if self.word(index) == ">" and not self.tokens[index].spaced:
+            while index > 0 and self.word(index) != "<":
+                index -= 1
+            index -= 1
+        return self.word(index) if index >= 0 and self.tokens[index].kind == "word" else ""
 
     def declared(self, first, last):
         """The variable that the tokens declare; "" where they declare something else, None where nothing."""
@@ -126,10 +130,7 @@ class Source:
 
     def _end(self, first):
         """The semicolon of the statement."""
-        index = first
-        while index < len(self.words) and self.word(index) != ";":
-            index = self.mate[index] + 1 if self.word(index) in OPENERS else index + 1
-        return index
+        return next((at for at in self.at_depth(first, len(self.words) - 1) if self.word(at) == ";"), len(self.words))
 
     def _classify(self):
         """What each brace opens (code, a scope of declarations or a list of values), and what each token is in."""
@@ -188,25 +189,16 @@ class Source:
     def _statements(self, brace):
         found, index, governed = [], brace + 1, False
         while index < self.mate[brace]:
-            word = self.word(index)
+            word, first = self.word(index), index
             if word in HEADED:
-                index += 1
-                while self.word(index) != "(":
-                    index += 1
-                index, governed = self.mate[index] + 1, True
+                index, governed = self.mate[self.words.index("(", index)] + 1, True
             elif word in ("else", "do", "try"):
                 index, governed = index + 1, True
             elif word in ("case", "default"):
-                while self.word(index) != ":":
-                    index += 1
-                index, governed = index + 1, True
-            elif word == "{":
-                index, governed = self.mate[index] + 1, False
-            elif word == ";":
-                index, governed = index + 1, False
+                index, governed = self.words.index(":", index) + 1, True
             else:
-                end = self._end(index)
-                if end < self.mate[brace]:
-                    found.append(Statement(index, end, governed))
-                index, governed = end + 1, False
+                index = self.mate[index] if word == "{" else self._end(index)
+                if word not in ("{", ";") and index < self.mate[brace]:
+                    found.append(Statement(first, index, governed))
+                index, governed = index + 1, False
         return found
