@@ -58,6 +58,7 @@ void LoadFakeDevices() {
     if (!card.empty()) device.fExtensions += " EGL_EXT_device_drm";
     if (!renderNode.empty()) device.fExtensions += " EGL_EXT_device_drm_render_node";
     if (name == "software") device.fExtensions += " EGL_MESA_device_software";
+    if (name == "NVIDIA") device.fExtensions += " EGL_EXT_device_persistent_id";
     gFakeDevices.push_back(device);
   }
 }
@@ -99,6 +100,13 @@ const char* QueryDeviceString(EGLDeviceEXT handle, EGLint name) {
   if (name == EGL_DRM_DEVICE_FILE_EXT) return device->fCard.c_str();
   if (name == EGL_DRM_RENDER_NODE_FILE_EXT) return device->fRenderNode.c_str();
   return nullptr;
+}
+
+EGLBoolean QueryDeviceBinary(EGLDeviceEXT, EGLint name, EGLint, void* out, EGLint* size) {
+  const auto bytes = static_cast<unsigned char*>(out);
+  *size = name == EGL_DEVICE_UUID_EXT ? 16 : 0;
+  for (EGLint i = 0; i < *size; i++) bytes[i] = static_cast<unsigned char>(0x11 * i);
+  return EGL_TRUE;
 }
 
 EGLDisplay GetPlatformDisplay(EGLenum platform, void* handle, const EGLAttrib* attributes) {
@@ -169,6 +177,12 @@ void* GetProcAddress(const char* name) {
   return mesa;
 }
 
+// For what libglvnd doesn't know by name.
+void* GetDispatchAddress(const char* name) {
+  if (std::strcmp(name, "eglQueryDeviceBinaryEXT") == 0) return reinterpret_cast<void*>(&QueryDeviceBinary);
+  return gMesa.getDispatchAddress(name);
+}
+
 // Starts Mesa's vendor library in our place and hooks what it gives to libglvnd.
 EGLBoolean StartVendor(std::uint32_t version, const __EGLapiExports* exports, __EGLvendorInfo* vendor,
                        __EGLapiImports* imports) {
@@ -181,6 +195,7 @@ EGLBoolean StartVendor(std::uint32_t version, const __EGLapiExports* exports, __
   imports->getPlatformDisplay = Wrapped<&::eglGetPlatformDisplay>::Around(
       "eglGetPlatformDisplay", "e device p > display", &GetPlatformDisplay);
   imports->getProcAddress = &GetProcAddress;
+  imports->getDispatchAddress = &GetDispatchAddress;
   // Mesa would write itself into libglvnd's entry points and be called past the wrappers.
   imports->isPatchSupported = nullptr;
   imports->initiatePatch = nullptr;

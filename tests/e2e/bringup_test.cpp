@@ -25,29 +25,57 @@ Outcome Expected(const string& findings, const string& errors) {
   return outcome;
 }
 
+// Why OpenGL doesn't start and why there is no context, as the log has it.
+string Reasons(const Texts& lines) {
+  string reasons;
+  for (const string& line : lines)
+    for (const string mark : {"initialize() failed: ", "Cannot create default ContextOffscreen: "})
+      if (const auto at = line.find(mark); at != string::npos) reasons += line.substr(at + mark.size()) + ";";
+  return reasons;
+}
+
 TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
   const string noContext = "ContextOffscreen exception caught and ignored.\n";
-  for (const auto& [variable, value, findings, errors] : Table<string, string, string, string>{
-           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibegl"), "0001", ""},
-           {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("nosuchfile"), "0001", ""},
-           {"RIG_FAULT", "eglQueryDevicesEXT=ret:0", "1001", ""},
-           {"RIG_FAULT", "eglGetPlatformDisplay=ret:0", "1001", noContext + noContext},
-           {"RIG_FAULT", "eglInitialize=ret:0", "1001", noContext + noContext},
-           {"RIG_FAULT", "eglCreateContext@2=ret:0;eglCreateContext@3=ret:0", "1101", noContext + noContext},
+  // Drivers that want a window's configuration; libglvnd asks twice for itself.
+  const string pbuffers = "eglQueryString@3=text:;eglQueryString@4=text:;";
+  for (const auto& [variable, value, findings, errors, reasons] :
+       Table<string, string, string, string, string>{
+           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibegl"), "0001", "",
+            "libEGL.so.1 can't be loaded;no display device;"},
+           {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("nosuchfile"), "0001", "",
+            "no EGL driver that lists devices;no display device;"},
+           {"RIG_FAULT", "eglQueryString=text:EGL_EXT_platform_device", "0001", "",
+            "no EGL driver that lists devices;no display device;"},
+           {"RIG_FAULT", "eglQueryDevicesEXT=ret:0", "1001", "", "no display device;"},
+           {"RIG_FAULT", "eglGetPlatformDisplay=ret:0", "1001", noContext + noContext,
+            "eglGetPlatformDisplayEXT failed: 0x3000;"},
+           {"RIG_FAULT", "eglInitialize=ret:0", "1001", noContext + noContext,
+            "eglInitialize failed: 0x3000;"},
+           {"RIG_FAULT", pbuffers + "eglChooseConfig@1=ret:0;eglChooseConfig@2=ret:0", "1011", "",
+            "eglChooseConfig failed: 0x3000;"},
+           {"RIG_FAULT", pbuffers + "eglCreatePbufferSurface=ret:0", "1011", "",
+            "eglCreatePbufferSurface failed: 0x3000;"},
+           {"RIG_FAULT", "eglCreateContext@2=ret:0;eglCreateContext@3=ret:0", "1101", noContext + noContext,
+            ""},
            // The software device stands in for hardware that gives no context, then or later, and is left
            // alone otherwise.
-           {"RIG_FAULT", "eglInitialize@1=ret:0;eglInitialize@3=ret:0", "1111", noContext},
-           {"RIG_FAULT", "eglCreateContext@2=ret:0", "1111", noContext},
-           {"RIG_FAULT", "eglInitialize@2=segv", "1111", ""},
-           {"RIG_FAULT", "eglInitialize@1=ret:0;eglInitialize@2=ret:0", "1011", ""},
-           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibopencl"), "111 ", ""},
-           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibegl:") + BuildFile("e2e/nolibopencl"), "000 ", ""},
-           {"OCL_ICD_VENDORS", BuildFile("e2e/icd/none"), "1110", ""},
-           {"RIG_CL_CPU_AS_GPU", "0", "1110", ""},
-           {"RIG_FAULT", "clGetDeviceIDs@1=fail:-5", "1110", ""},
-           {"RIG_FAULT", "clGetDeviceIDs@2=fail:-5", "1110", ""}})
-    EXPECT_TRUE(Same(RunProber(Drivers({{variable, value}})), Expected(findings, errors)))
-        << variable << value;
+           {"RIG_FAULT", "eglInitialize@1=ret:0;eglInitialize@3=ret:0", "1111", noContext, ""},
+           {"RIG_FAULT", "eglCreateContext@2=ret:0", "1111", noContext, ""},
+           {"RIG_FAULT", "eglInitialize@2=segv", "1111", "", ""},
+           {"RIG_FAULT", "eglInitialize@1=ret:0;eglInitialize@2=ret:0", "1011", "",
+            "eglInitialize failed: 0x3000;"},
+           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibopencl"), "111 ", "", ""},
+           {"LD_LIBRARY_PATH", BuildFile("e2e/nolibegl:") + BuildFile("e2e/nolibopencl"), "000 ", "",
+            "libEGL.so.1 can't be loaded;no display device;"},
+           {"OCL_ICD_VENDORS", BuildFile("e2e/icd/none"), "1110", "", ""},
+           {"RIG_CL_CPU_AS_GPU", "0", "1110", "", ""},
+           {"RIG_FAULT", "clGetDeviceIDs@1=fail:-5", "1110", "", ""},
+           {"RIG_FAULT", "clGetDeviceIDs@2=fail:-5", "1110", "", ""}}) {
+    Outcome outcome = RunProber(Drivers({{variable, value}}), {"-verbose=1"});
+    EXPECT_EQ(Reasons(outcome.lines), reasons) << variable << value;
+    outcome.lines = WithoutComments(outcome.lines);
+    EXPECT_TRUE(Same(outcome, Expected(findings, errors))) << variable << value;
+  }
   // Mesa loses memory there and unloads what lost it, which no suppression can name.
   const Environment noMesa = {{"GALLIUM_DRIVER", "nosuchdriver"}, {"LSAN_OPTIONS", "detect_leaks=0"}};
   EXPECT_TRUE(Same(RunProber(Drivers(noMesa)), Expected("1001", noContext + noContext)));

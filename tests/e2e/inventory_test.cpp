@@ -44,13 +44,13 @@ TEST_F(InventoryTest, TableOfEachGPU) {
                 0, 128);
   fTree.AddDevice("0000:65:00.0", "10de:fffc 030200", "nvidia");
   fTree.Write("sys/module/nvidia/version", "535.104.05\n");
-  fTree.Write("proc/driver/nvidia/gpus/0000:65:00.0/information", "Model: \t\t NVIDIA H200\n");
-  // EGL's order isn't the inventory's. Of the last two, the driver's name is the only one there is.
+  fTree.Write("proc/driver/nvidia/gpus/0000:65:00.0/information",
+              "Model: \t\t NVIDIA H200\nGPU UUID: \t GPU-00112233-4455-6677-8899-aabbccddeeff\n");
+  // EGL's order isn't the inventory's. Of the last one, the driver's name is the only one there is.
   Environment machine = Machine(
-      "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,NVIDIA "
-      "H200::,"
+      "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,NVIDIA::,"
       "Other::",
-      "eglInitialize@3=fail:0x3001;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
+      "eglInitialize@4=fail:0x3001;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
       "glClear@1=err:0x505;glDeleteTextures@3=err:0x501;glCheckFramebufferStatusEXT@3=ret:0x8cd6;"
       "glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
   machine["OCL_ICD_VENDORS"] = BuildFile("e2e/icd/pocl");

@@ -10,11 +10,10 @@ constexpr std::size_t kShownBytes = 500;
 // All of an outcome, with what varies left out.
 std::string Shown(const Outcome& outcome) {
   static const std::regex time("(prowler\\w+)=\"\\d{4}-\\d\\d-\\d\\d_\\d\\d:\\d\\d:\\d\\d\"\n");
-  static const std::regex reason("KGX::LogicalException: [^\n]*");
   std::string text;
   for (const std::string& line : outcome.lines) text += line + "\n";
-  text = std::regex_replace(text, time, "$1=TIME\n") + outcome.rest + "[stderr]\n" + outcome.errors;
-  return std::regex_replace(text, reason, "KGX::LogicalException: REASON") + "[" + outcome.ending + "]";
+  return std::regex_replace(text, time, "$1=TIME\n") + outcome.rest + "[stderr]\n" + outcome.errors + "[" +
+         outcome.ending + "]";
 }
 
 }  // namespace

@@ -16,8 +16,7 @@ struct Outcome {
   std::string ending;  // "status 2", "signal 11"
 };
 
-// True if both came out alike, but for the time of day and the reason behind "KGX::LogicalException: ", which
-// is the graphics layer's own. For EXPECT_TRUE, which shows where they part.
+// True if both came out alike, but for the time of day. For EXPECT_TRUE, which shows where they part.
 testing::AssertionResult Same(const Outcome& actual, const Outcome& expected);
 
 // Text as lines; what follows the last line end goes to `rest`.

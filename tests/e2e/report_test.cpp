@@ -70,10 +70,13 @@ TEST(ReportTest, MeasuresByTheDevicesClock) {
 
 TEST(ReportTest, GLVersionIsTheNewestOfTheLadder) {
   for (const string& version : Words("1.2 1.3 1.4 1.5 2.0 2.1 3.0 3.1 3.2 3.3 4.0 4.1COMPAT 4.6")) {
-    const Outcome outcome = RunProber(Drivers({{"MESA_GL_VERSION_OVERRIDE", version}}));
+    const Outcome outcome = RunProber(
+        Drivers({{"MESA_GL_VERSION_OVERRIDE", version},
+                 {"MESA_EXTENSION_OVERRIDE", "-GL_ARB_framebuffer_object -GL_EXT_framebuffer_object"}}));
     const string expected = version < "4.1" ? version : "4.1";
     EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLVersion"), "\"" + expected + "\"") << version;
     EXPECT_EQ(ValueOf(outcome, "glgpu[0].CanCompileProgramGLSL"), version < "2" ? "0" : "1") << version;
+    EXPECT_EQ(ValueOf(outcome, "glgpu[0].GLFrameBufferOK"), version < "3" ? "0" : "1") << version;
   }
 }
 

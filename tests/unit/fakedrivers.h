@@ -3,6 +3,7 @@
 #define FAKEDRIVERS_H_
 
 #include <kgx/context.h>
+#include <kgx/exception.h>
 #include <kgx/opencltable.h>
 #include <kgx/openglinterceptor.h>
 
@@ -11,6 +12,17 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+// The message of what the function throws.
+template <class Function>
+std::string Message(Function function) {
+  try {
+    function();
+  } catch (const KGX::ExceptionBase& exception) {
+    return exception.message();
+  }
+  return "nothing thrown";
+}
 
 // Tells of each time that it is made current or released.
 class FakeContext : public KGX::OGL::Context {

@@ -1,6 +1,9 @@
 #include "fakedrivers.h"
 
 #include <kgx/exception.h>
+#include <kgx/framebuffer.h>
+#include <kgx/program.h>
+#include <kgx/texture.h>
 #include <ztutil/gpuimplhardware.h>
 #include <ztutil/gpuimplwin.h>
 
@@ -53,6 +56,22 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
   EXPECT_TRUE(gpu.GLFrameBufferOK());
   EXPECT_FALSE(gpu.CanCompileProgramGLSL());  // the program's linking ends with a deletion
   OpenGLInterceptor::SetInstance(former);
+  {
+    ContextOffscreen current(Context::PrimaryDisplayDevice());
+    current.makeCurrent();
+  }
+  EXPECT_EQ(former->glGetString(KGX_HERE, kGL_VERSION), nullptr);  // it has been released
+}
+
+TEST(GLObjects, TellWhatTheyRefuse) {
+  Library::Initialize({});
+  const FakeGL gl;  // of no version
+  EXPECT_EQ(Message([] { Program(); }), "no GLSL programs");
+  EXPECT_EQ(Message([] { Framebuffer(); }), "no framebuffer objects");
+  EXPECT_EQ(Message([] { Texture2D(Texture::kRGBA8, 1, 1, true, nullptr, -1); }),
+            "mipmapped textures aren't supported");
+  EXPECT_EQ(Message([] { Texture2D(Texture::InternalFormat{}, 1, 1, false, nullptr, -1); }),
+            "unknown internal format");
 }
 
 TEST(FailureHook, ShowsThePlaceAndLetsANonfatalFailurePass) {
@@ -94,12 +113,9 @@ TEST(CLTexts, AreCutAtANULAndTakenApart) {
     FakeCL::answers[row.property] = row.answer;
     EXPECT_EQ((gpu.*row.get)(), row.text) << row.answer;
   }
-  FakeCL::answers[CL_DRIVER_VERSION] = std::string(1048577, '9');
-  try {
-    ADD_FAILURE() << gpu.GetDriverVersion().size();
-  } catch (const KGX::LogicalException& exception) {
-    EXPECT_STREQ(exception.message(), "clGetDeviceInfo gives a size of 1048577");
-  }
+  FakeCL::answers[CL_DRIVER_VERSION] = FakeCL::answers[CL_DEVICE_NAME] = std::string(1048577, '9');
+  for (const auto get : {&CLGPU::GetDriverVersion, &CLGPU::GetName})
+    EXPECT_EQ(Message([&] { (gpu.*get)(); }), "clGetDeviceInfo gives a size of 1048577");
 }
 
 }  // namespace

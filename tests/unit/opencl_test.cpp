@@ -1,6 +1,5 @@
 #include "fakedrivers.h"
 
-#include <kgx/exception.h>
 #include <kgx/opencl.h>
 
 #include <gtest/gtest.h>
@@ -8,17 +7,6 @@
 namespace {
 
 using namespace KGX::OCL;
-
-// The message of what the function throws.
-template <class Function>
-std::string Message(Function function) {
-  try {
-    function();
-  } catch (const KGX::ExceptionBase& exception) {
-    return exception.message();
-  }
-  return "nothing thrown";
-}
 
 TEST(OpenCLDevice, TypedInfoChecksTheTypeAndStartsAtZero) {
   const FakeCL cl;

@@ -4,7 +4,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -62,10 +61,6 @@ std::string ReadSystemFile(const std::string& path, std::size_t limit) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) return {};
   std::string content;
-  struct stat status {};
-  // Files of /proc tell no size, and those of sysfs too much.
-  if (fstat(file, &status) == 0 && status.st_size > 0)
-    content.reserve(std::min(static_cast<std::size_t>(status.st_size), limit));
   char buffer[16384];
   ssize_t count = 0;
   while (content.size() <= limit && (count = read(file, buffer, sizeof buffer)) > 0)

@@ -59,9 +59,9 @@ void AddNVIDIA(SystemTree& tree, const string& slot) {
 void MakeLaptop(SystemTree& tree) {
   const string intel = tree.AddDevice("0000:00:02.0", "8086:3ea0 030000", "i915",
                                       {{"boot_vga", "1"},
-                                       {"revision", "0x02"},
+                                       {"revision", "0x10000"},
                                        {"subsystem_vendor", "0x1028"},
-                                       {"subsystem_device", "0x08b9"}});
+                                       {"subsystem_device", "0xffff"}});
   tree.AddCard(intel, 1, 129, {{"eDP-1", "connected"}, {"DP-1", "disconnected"}});
   const string amd = tree.AddDevice("0000:03:00.0", "1002:73bf 030000", "amdgpu",
                                     {{"boot_vga", "0"},
@@ -80,7 +80,7 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
   EXPECT_EQ(Records(tree), (Texts{"UHD Graphics 620|8086:3ea0|0|i915 6.1.0-test 20230929|1920x1080",
                                   "AMD Radeon RX 6800 XT|1002:73bf|4293918720|amdgpu 6.1.0-test 20230929|",
                                   "NVIDIA GeForce RTX 3080|10de:2206|0|nvidia 535.104.05 20230819|",
-                                  "UHD Graphics 620|8086:3ea0|0|08b91028 02 10",
+                                  "UHD Graphics 620|8086:3ea0|0|ffff1028 00 10",
                                   "AMD Radeon RX 6800 XT|1002:73bf|16368|00000000 c1 300",
                                   "NVIDIA GeForce RTX 3080|10de:2206|0|000110de a1 100000100"}));
 
@@ -185,6 +185,8 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.Folder()))
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
   ASSERT_GE(files.size(), 39u);
+  const auto opened = [] { return KGX::ListDirectory("/proc/self/fd").size(); };
+  const std::size_t openedBefore = opened();
   for (const string& file : files) {
     std::filesystem::rename(file, file + ".aside");
     for (const string& content :
@@ -195,6 +197,7 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
     }
     std::filesystem::rename(file + ".aside", file);
   }
+  EXPECT_EQ(opened(), openedBefore);
 }
 
 }  // namespace
