@@ -110,16 +110,4 @@ TEST(FaultsTest, SomeErrorsAreAnswers) {
   }
 }
 
-TEST(FaultsTest, ARefusedProgramIsToldByItsStage) {
-  for (const auto& [fault, text] :
-       Table<string, string>{{"glCreateShader@2=ret:0", "fragment shader refused: glCreateShader failed"},
-                             {"glCompileShader@1=ret:0", "vertex shader refused"},  // and no log
-                             {"glLinkProgram@1=ret:0", "program refused"}}) {
-    const Texts lines = RunWithFault(fault, {"-verbose=1"}).lines;
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const string& line) {
-      return (line + "\n").find("DoCompileProgramGLSL: " + text + "\n") != string::npos;
-    })) << text;
-  }
-}
-
 }  // namespace

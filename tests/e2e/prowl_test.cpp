@@ -89,7 +89,10 @@ TEST(ProwlTest, PassesBytesOn) {
   EXPECT_EQ(outcome.errors.substr(0, 24), "w\nThe prober ended early");
   EXPECT_EQ(outcome.ending, "status 3");
 
-  EXPECT_EQ(RunProwl(Drivers(), {"--timeout", "0"}).ending, "status 1");
+  const Outcome refused = RunProwl(Drivers(), {"--timeout", "0"});
+  EXPECT_EQ(refused.errors.substr(0, 64),
+            "--timeout: takes a number of seconds above 0, a million at most\n");
+  EXPECT_EQ(refused.ending, "status 1");
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   for (const char* const how : {"--raw", "--json"})
     EXPECT_EQ(RunProwl(Drivers(), {how, "--prober", kChild, "--", "say:x"}, full).ending, "status 1") << how;

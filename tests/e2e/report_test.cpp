@@ -54,11 +54,9 @@ TEST(ReportTest, ASettingDelaysTheBandwidth) {
 }
 
 TEST(ReportTest, MeasuresByTheDevicesClock) {
-  for (const auto& [times, bandwidth, compute, copies] : Table<string, string, string, int>{
-           {"copy:200000000;kernel:80000000", "1.67772e+08", "100", 10},  // a batch takes more than a second
-           {"copy:60000000;kernel:8000000000", "5.59241e+08", "1", 20},
-           {"copy:3400000;kernel:30000000", "9.86895e+09", "266.667", 100},
-           {"copy:0;kernel:0", "0", "0", 100}}) {
+  for (const auto& [times, bandwidth, compute, copies] :
+       Table<string, string, string, int>{{"copy:3400000;kernel:30000000", "9.86895e+09", "266.667", 100},
+                                          {"copy:0;kernel:0", "0", "0", 100}}) {
     const string trace = ScratchFile("trace " + times);
     const Outcome outcome = RunProber(Drivers({{"RIG_CL_NS", times}, {"RIG_TRACE", trace}}));
     EXPECT_EQ(ValueOf(outcome, "clgpu[0].CLBandwidth"), bandwidth) << times;
