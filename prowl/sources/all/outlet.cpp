@@ -18,7 +18,7 @@ constexpr double kJoinSeconds = 0.1;
 
 }  // namespace
 
-// What the thread shares with its owner, and may outlive it with.
+// What the thread and its owner share. The thread may outlive the owner, stuck in a write.
 class Outlet::Writing {
  public:
   explicit Writing(ztutil::Writer& writer) : fWriter(writer) {}

@@ -25,8 +25,8 @@ using ztutil::consoleapp::TaskID;
 
 constexpr std::size_t kReadBytes = 65536;
 constexpr double kTickSeconds = 0.1;
-constexpr double kMaxTickSeconds = 1;  // longer ones this process hasn't seen
-constexpr double kMaxStopped = 10;     // times the timeout that the prober may be stopped
+constexpr double kMaxTickSeconds = 1;  // that count: in a longer one this process was stopped
+constexpr double kMaxStopped = 10;     // times the timeout: how long a stopped prober's time doesn't count
 constexpr double kKillSeconds = 5;     // what a killed process may take to go
 constexpr double kCollectSeconds = 5;  // what the rest of its output may take to be read
 
@@ -190,14 +190,15 @@ class ProberRun {
     return reason.empty() ? failure : reason + " (" + failure + ")";
   }
 
-  // Time that has passed, by what of it the prober could use.
+  // Adds time that has passed to what counts, or to what the prober was stopped for.
   void Count(double seconds) {
     seconds = std::min(seconds, kMaxTickSeconds);
     const bool stopped = fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsChildStopped();
     (stopped ? fStopped : fCounted) += seconds;
   }
 
-  // Throws what the thread that waits for the process has failed of, as long as that is what matters.
+  // Throws if the thread that waits for the process has failed, and the end isn't known. Notes other
+  // failures.
   State GetState() {
     for (;;) {
       try {

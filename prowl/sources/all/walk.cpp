@@ -102,7 +102,7 @@ struct Walk::Answer {
 
 Walk::Walk() : fPaths(1 + Steps().size() * kMaxGPUs) { fPaths[0].emplace_back(); }
 
-// Those that a line can be. What the command line has remarked stands in front of the first.
+// What a line can answer. A remark stands in front of the first answer, so it isn't that one.
 std::vector<Walk::Answer> Walk::AnswersIn(std::string_view line) {
   const bool isRemark = line.substr(0, 2) == "# ";
   std::vector<Answer> answers;
@@ -118,7 +118,8 @@ std::vector<Walk::Answer> Walk::AnswersIn(std::string_view line) {
 }
 
 void Walk::Take(std::string_view line) {
-  // None of them stands behind another one of the same line, or behind a text that ends in it.
+  // All are found before any is added: answers in one line don't follow each other, nor a text that ends in
+  // it.
   std::vector<Continuation> found;
   for (const Answer& answer : AnswersIn(line))
     for (const Path& path : PathsTo(answer.question))
@@ -141,17 +142,17 @@ Question Walk::QuestionAt(std::size_t place) {
   return {place / kMaxGPUs, static_cast<unsigned>(place % kMaxGPUs)};
 }
 
-// Of a GPU, in a set of them.
+// The place in a GPUSet of the GPU that is asked.
 std::size_t Walk::IdOf(const Question& question) {
   return question.gpu + (question.GetStep().scope == Scope::kCLGPU ? kMaxGPUs : 0);
 }
 
-// Whatever can come behind the other can come behind this one as well.
+// Whatever can come behind the other can come behind this one as well, which has as much already.
 bool Walk::Covers(const Path& path, const Path& other) {
   return path.gpus == other.gpus && (path.dropped & ~other.dropped).none() && path.score >= other.score;
 }
 
-// The next question, whoever is asked.
+// The question that follows in the prober's order, of whatever GPU or of the machine.
 Question Walk::Behind(const Path& path, Question question) const {
   ++question.gpu;
   while (question.step < Steps().size() &&
@@ -160,7 +161,17 @@ Question Walk::Behind(const Path& path, Question question) const {
   return question;
 }
 
-// Those behind which the question can be answered, without those GPUs whose answers it passes over.
+// All GPUs that the path has been told of.
+Walk::GPUSet Walk::GPUsOf(const Path& path) {
+  GPUSet gpus;
+  for (unsigned gpu = 0; gpu < path.gpus[1]; ++gpu) gpus.set(gpu);
+  for (unsigned gpu = 0; gpu < path.gpus[2]; ++gpu) gpus.set(kMaxGPUs + gpu);
+  return gpus;
+}
+
+// The paths that can go on with an answer to the question. The search goes backwards from it, over answers
+// that are left out: a GPU that had to give one of these is dropped, and an answer of the machine that had to
+// come ends the search.
 Walk::Paths Walk::PathsTo(const Question& question) const {
   const bool isRun = question.GetStep().scope == Scope::kRun;
   const std::size_t own = IdOf(question);
@@ -168,11 +179,9 @@ Walk::Paths Walk::PathsTo(const Question& question) const {
   GPUSet skipped;
   for (std::size_t place = PlaceOf(question);; --place) {
     for (Path path : fPaths[place]) {
-      GPUSet there;
-      for (unsigned gpu = 0; gpu < path.gpus[1]; ++gpu) there.set(gpu);
-      for (unsigned gpu = 0; gpu < path.gpus[2]; ++gpu) there.set(kMaxGPUs + gpu);
-      path.dropped |= skipped & there;
-      if (isRun || (there[own] && !path.dropped[own])) found.push_back(path);
+      const GPUSet gpus = GPUsOf(path);
+      path.dropped |= skipped & gpus;
+      if (isRun || (gpus[own] && !path.dropped[own])) found.push_back(path);
     }
     if (place == 0) return found;
     const Question passed = QuestionAt(place - 1);
@@ -185,7 +194,7 @@ Walk::Paths Walk::PathsTo(const Question& question) const {
   }
 }
 
-// Lets a path go on with an answer, unless there is one already that is as good.
+// Lets a path go on with an answer, unless another path to this answer is as good.
 void Walk::Add(const Continuation& next) {
   Path path = next.path;
   ++path.score.first;
@@ -217,7 +226,7 @@ void Walk::Add(const Continuation& next) {
   paths.push_back(path);
 }
 
-// An open text is no answer before its end, which may never come if a driver has printed it.
+// A text is no answer before its closing quote. That may never come, if a driver has printed the opening one.
 void Walk::ContinueTexts(std::string_view line) {
   const bool isEnd = !line.empty() && line.back() == '"';
   for (Continuation& text : fOpenTexts) {
@@ -275,8 +284,8 @@ Reading Walk::Read(const Failures& failures) const {
   return reading;
 }
 
-// What may be asked from that question on. Those GPUs may have failed already, and nothing shows it yet. If
-// so many can't have failed, fewer have.
+// What may be asked from that question on. The GPUs in `maybe` can have failed without a sign in the report.
+// As many GPUs as were told for certain must have failed; where no question fits that, one fewer is tried.
 std::vector<Question> Walk::Asked(const Path& path, Question next, const GPUSet& maybe,
                                   const Failures& failures) const {
   const std::size_t dropped = path.dropped.count();

@@ -43,12 +43,13 @@ struct Failures {
   std::size_t programmed = 0;  // of these, asked for by the command line: they come behind an answer
 };
 
-// A line answers a question if its key stands in it, behind whatever a driver has printed without a line end,
-// and its value has the right form. Of such lines those are believed that the prober can have written one
-// after the other: it leaves out no answer but an optional one, and those of a GPU that has failed. Where
-// there are several readings, the one with the most answers holds; what isn't in it, drivers have printed. An
-// exact imitation of an answer that may come next can't be told from one: of several answers to a question
-// the first is believed, unless later ones agree with another.
+// A line can answer a question if it holds the question's key and a value of the right form. In front of the
+// key may stand what a driver has printed without a line end.
+//
+// Drivers also print whole lines that look like answers. So a reading is a sequence of answers that the
+// prober can have written one after the other: it leaves out optional answers, and those of GPUs that have
+// failed, but no others. The reading with the most answers holds, and all other lines are taken for drivers'.
+// Of several answers to one question the first is believed, unless later answers fit another one only.
 class Walk {
  public:
   // GPUs of a kind beyond these aren't followed.
@@ -79,7 +80,7 @@ class Walk {
     Finding finding;
   };
 
-  // A reading up to some answer.
+  // A reading up to some answer, and what the next ones depend on.
   struct Path {
     std::array<unsigned, 3> gpus{1, 0, 0};  // by Scope
     GPUSet dropped;
@@ -105,6 +106,7 @@ class Walk {
   static bool Covers(const Path& path, const Path& other);
 
   Question Behind(const Path& path, Question question) const;
+  static GPUSet GPUsOf(const Path& path);
   Paths PathsTo(const Question& question) const;
   void Add(const Continuation& next);
   void ContinueTexts(std::string_view line);

@@ -146,7 +146,7 @@ struct SignalAction {
   return 0;
 }
 
-// Under this name the sanitizers let it through. Under its usual one they take every new process for one with
+// libc's clone by its other name. The sanitizers watch the usual one, and take every new process for one with
 // memory of its own.
 extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 
