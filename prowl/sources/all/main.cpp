@@ -33,7 +33,8 @@ constexpr double kDefaultTimeoutSeconds = 60;
 constexpr double kMaxTimeoutSeconds = 1e6;
 
 constexpr double kTickSeconds = 0.1;
-constexpr double kFlushSeconds = 5;  // what whoever reads our output may take behind the timeout
+constexpr double kHoldSeconds = 0.5;  // what the result has of time before a second interrupt ends us
+constexpr double kFlushSeconds = 5;   // what whoever reads our output may take behind the timeout
 
 struct Options {
   prowl::RunOptions run;
@@ -81,13 +82,19 @@ class Raw {
     };
   }
 
-  // Writes the rest and the verdict, to that time and a little more at most. False if output was lost.
+  // Writes the rest and the verdict, for that time and a little more at most, only the latter behind an
+  // interrupt. False if output was lost.
   bool Finish(const std::string& summary, double seconds) {
     fErrors->Put(summary.data(), summary.size());
-    const double end = ztutil::Now() + std::max(seconds, 0.0) + kFlushSeconds;
-    while (!(fOutput->Drain(kTickSeconds) && fErrors->Drain(kTickSeconds)))
-      if (ztutil::Now() >= end) return false;
-    return !fOutput->HasFailed();
+    const double usual = prowl::platform::WasInterrupted() ? 0 : std::max(seconds, 0.0);
+    const double end = ztutil::Now() + usual + kFlushSeconds;
+    const auto drain = [this](double wait) { return fOutput->Drain(wait) && fErrors->Drain(wait); };
+    if (!drain(kHoldSeconds)) {
+      prowl::platform::ReleaseInterrupts();
+      while (!drain(kTickSeconds) && ztutil::Now() < end) {
+      }
+    }
+    return fOutput->Drain(0) && !fOutput->HasFailed();
   }
 
  private:
@@ -96,13 +103,15 @@ class Raw {
   const std::shared_ptr<prowl::Outlet> fErrors = std::make_shared<prowl::Outlet>(ztutil::StdErr());
 };
 
-bool WriteOutput(const std::string& text) noexcept {
-  try {
-    ztutil::StdOut().Write(text.data(), text.size());
-    return true;
-  } catch (...) {
-    return false;
+bool WriteOutput(const std::string& text) {
+  prowl::Outlet output(ztutil::StdOut());
+  output.Put(text.data(), text.size());
+  if (!output.Drain(kHoldSeconds)) {
+    prowl::platform::ReleaseInterrupts();
+    while (!output.Drain(kFlushSeconds)) {
+    }
   }
+  return !output.HasFailed();
 }
 
 int Run(Options options) {
@@ -120,7 +129,6 @@ int Run(Options options) {
   prowl::platform::HoldInterrupts();
   const prowl::RunResult result = RunProber(options.run);
   progress.reset();
-  prowl::platform::ReleaseInterrupts();
 
   const prowl::Verdict verdict = Judge(result.ending, result.report);
   const auto text = [&] {
@@ -131,7 +139,10 @@ int Run(Options options) {
       raw ? raw->Finish(Summary(result, verdict), start + options.run.timeoutSeconds - ztutil::Now())
           : WriteOutput(text());
   if (written) return verdict.status;
-  std::cerr << "prowl: can't write to standard output\n";
+  const std::string complaint = prowl::platform::WithLineEnds("prowl: can't write to standard output\n");
+  prowl::Outlet errors(ztutil::StdErr());
+  errors.Put(complaint.data(), complaint.size());
+  errors.Drain(kHoldSeconds);
   return prowl::kStatusError;
 }
 
