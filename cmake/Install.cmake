@@ -1,15 +1,61 @@
-# What an installation holds beside programs and libraries. Components: Programs, Development, FaultKit.
+# What an installation holds beside the programs. Components: Programs, Development, FaultKit.
+include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc)
-install(FILES packaging/copyright DESTINATION ${doc_folder}/gpuprowler COMPONENT Programs)
+# --- Libraries and headers, and how a host finds them ------------------------------------------------------------
 
-if(GPUPROWLER_PLATFORM STREQUAL linux)
-  install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME prowl
-          COMPONENT Programs)
-  install(FILES completions/_prowl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT Programs)
-  install(FILES completions/prowl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT Programs)
+install(TARGETS kgx ztutil EXPORT gpuprowler ARCHIVE COMPONENT Development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY kgx/include/ ztutil/include/ ${PROJECT_BINARY_DIR}/include/
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
+
+set(made ${PROJECT_BINARY_DIR}/install)
+set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/gpuprowler)
+configure_file(packaging/gpuprowler-config.cmake.in ${made}/gpuprowler-config.cmake @ONLY)
+write_basic_package_version_file(${made}/gpuprowler-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake
+        DESTINATION ${config_folder} COMPONENT Development)
+install(EXPORT gpuprowler NAMESPACE gpuprowler:: FILE gpuprowler-targets.cmake
+        DESTINATION ${config_folder} COMPONENT Development)
+
+if(NOT GPUPROWLER_PLATFORM STREQUAL linux)
+  install(FILES packaging/copyright DESTINATION . RENAME copyright.txt COMPONENT Programs)
+  install(FILES README.md CHANGELOG.md DESTINATION . COMPONENT Programs)
+  return()
 endif()
+
+set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+string(REGEX REPLACE "[^/]+" ".." prefix_from_pkgconfig ${pkgconfig_folder})
+configure_file(packaging/gpuprowler.pc.in ${made}/gpuprowler.pc @ONLY)
+install(FILES ${made}/gpuprowler.pc DESTINATION ${pkgconfig_folder} COMPONENT Development)
+
+# --- Documents and completions -----------------------------------------------------------------------------------
+
+# Makes FILE.gz of a file in ${made}, which takes a command unless it is there. Without a time in it, the same input
+# gives the same bytes.
+function(gpuprowler_compressed target file)
+  add_custom_command(OUTPUT ${made}/${file}.gz ${ARGN}
+                     COMMAND gzip -9nkf ${file} WORKING_DIRECTORY ${made} VERBATIM)
+  add_custom_target(${target} ALL DEPENDS ${made}/${file}.gz)
+endfunction()
+
+# Whoever hands packages out puts an address here that answers.
+set(CPACK_PACKAGE_CONTACT "The owner of gpuprowler <owner@gpuprowler.invalid>" CACHE STRING "The packages' maintainer")
+string(TIMESTAMP changed "%a, %d %b %Y %H:%M:%S +0000" UTC)
+configure_file(packaging/changelog.Debian.in ${made}/changelog.Debian @ONLY)
+configure_file(CHANGELOG.md ${made}/changelog COPYONLY)
+gpuprowler_compressed(changelog_debian changelog.Debian DEPENDS ${made}/changelog.Debian)
+gpuprowler_compressed(changelog changelog DEPENDS ${made}/changelog)
+
+# What every package says of itself.
+function(gpuprowler_documents component package)
+  install(FILES packaging/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
+  install(FILES packaging/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package}
+          COMPONENT ${component})
+endfunction()
+gpuprowler_documents(Programs gpuprowler)
+gpuprowler_documents(Development libgpuprowler-dev)
 
 # Manual pages are made where scdoc is.
 find_program(GPUPROWLER_SCDOC scdoc)
@@ -18,21 +64,19 @@ function(gpuprowler_manual component)
     return()
   endif()
   foreach(page IN LISTS ARGN)
-    configure_file(man/${page}.scd ${PROJECT_BINARY_DIR}/man/${page}.scd @ONLY)
-    add_custom_command(
-      OUTPUT ${PROJECT_BINARY_DIR}/man/${page}
-      COMMAND ${GPUPROWLER_SCDOC} < ${page}.scd > ${page}
-      DEPENDS ${PROJECT_BINARY_DIR}/man/${page}.scd
-      WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/man
-      VERBATIM)
+    configure_file(man/${page}.scd ${made}/${page}.scd @ONLY)
+    gpuprowler_compressed(manual_${page} ${page} COMMAND ${GPUPROWLER_SCDOC} < ${page}.scd > ${page}
+                          DEPENDS ${made}/${page}.scd)
     string(REGEX MATCH "[0-9]$" section ${page})
-    install(FILES ${PROJECT_BINARY_DIR}/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
-            COMPONENT ${component})
+    install(FILES ${made}/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
   endforeach()
-  list(TRANSFORM ARGN PREPEND ${PROJECT_BINARY_DIR}/man/ OUTPUT_VARIABLE pages)
-  add_custom_target(manual_${component} ALL DEPENDS ${pages})
 endfunction()
 gpuprowler_manual(Programs gpuprowler.1 prowl.1 gpuprowler-report.5)
 if(GPUPROWLER_FAULTKIT)
   gpuprowler_manual(FaultKit gpuprowler-faultkit.1)
 endif()
+
+install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME prowl
+        COMPONENT Programs)
+install(FILES completions/_prowl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT Programs)
+install(FILES completions/prowl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT Programs)

@@ -7,6 +7,7 @@
 #include <ztutil/clock.h>
 #include <ztutil/managedthread.h>
 #include <ztutil/prepareprocess.h>
+#include <ztutil/version.h>
 #include <ztutil/winhandle.h>
 
 #include <CLI/CLI.hpp>
@@ -47,7 +48,7 @@ void Parse(CLI::App& app, int argc, char** argv, Options& options) {
   options.run.prober = prowl::platform::ProberBesideUs();
   options.run.timeoutSeconds = kDefaultTimeoutSeconds;
   app.footer(kStatuses);
-  app.set_version_flag("--version", "prowl " PROWL_VERSION);
+  app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
   app.add_option("--prober", options.run.prober, "The prober; a name without a slash is looked for on PATH")
       ->type_name("PATH")
       ->capture_default_str();
