@@ -31,8 +31,8 @@ install(FILES ${made}/gpuprowler.pc DESTINATION ${pkgconfig_folder} COMPONENT De
 
 # --- Documents and completions -----------------------------------------------------------------------------------
 
-# Makes FILE.gz of a file in ${made}, which takes a command unless it is there. Without a time in it, the same input
-# gives the same bytes.
+# gpuprowler_compressed(TARGET FILE [COMMAND...] DEPENDS...): the command, if any, makes FILE in ${made}, and this
+# FILE.gz. No time goes into it: the same input gives the same bytes.
 function(gpuprowler_compressed target file)
   add_custom_command(OUTPUT ${made}/${file}.gz ${ARGN}
                      COMMAND gzip -9nkf ${file} WORKING_DIRECTORY ${made} VERBATIM)
@@ -74,6 +74,7 @@ endfunction()
 gpuprowler_manual(Programs gpuprowler.1 prowl.1 gpuprowler-report.5)
 if(GPUPROWLER_FAULTKIT)
   gpuprowler_manual(FaultKit gpuprowler-faultkit.1)
+  gpuprowler_documents(FaultKit gpuprowler-faultkit)
 endif()
 
 install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME prowl
