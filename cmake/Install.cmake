@@ -74,7 +74,6 @@ endfunction()
 gpuprowler_manual(Programs gpuprowler.1 prowl.1 gpuprowler-report.5)
 if(GPUPROWLER_FAULTKIT)
   gpuprowler_manual(FaultKit gpuprowler-faultkit.1)
-  gpuprowler_documents(FaultKit gpuprowler-faultkit)
 endif()
 
 install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME prowl

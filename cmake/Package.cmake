@@ -53,7 +53,7 @@ ${rights}")
 
 set(CPACK_DEBIAN_FAULTKIT_PACKAGE_NAME gpuprowler-faultkit)
 set(CPACK_DEBIAN_FAULTKIT_PACKAGE_SECTION devel)
-set(CPACK_DEBIAN_FAULTKIT_PACKAGE_RECOMMENDS "libegl1, ocl-icd-libopencl1 | libopencl1")
+set(CPACK_DEBIAN_FAULTKIT_PACKAGE_RECOMMENDS "libegl1, libegl-mesa0, ocl-icd-libopencl1, pocl-opencl-icd")
 set(CPACK_DEBIAN_FAULTKIT_DESCRIPTION "graphics drivers that crash, hang and lie on order
 OpenGL and OpenCL drivers that pass calls on to the machine's own, and fail
 those that they are told to: an application can be tested against a driver
