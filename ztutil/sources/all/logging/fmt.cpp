@@ -171,10 +171,11 @@ void Fmt::FormatString(std::string& out, const char* value, const char* format) 
   if (value == nullptr) {
     out = kNull;
   } else if (std::strcmp(format, kStringFormat) == 0) {  // the usual one, which needs no printf
-    out = '"';
-    out.reserve(std::strlen(value) + kRoomForEscapes);
-    AppendEscaped<unsigned char>(out, value);
-    out += '"';
+    std::string text(1, '"');                            // the value may be in `out`
+    text.reserve(std::strlen(value) + kRoomForEscapes);
+    AppendEscaped<unsigned char>(text, value);
+    text += '"';
+    out.swap(text);
   } else {
     FmtPrintf(out, format, QuoteString(value).c_str());
   }
