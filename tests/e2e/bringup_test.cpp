@@ -49,6 +49,7 @@ TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
            {"RIG_FAULT", "eglQueryDevicesEXT=ret:0", "10010", "no display device;"},
            {"RIG_FAULT", "eglGetPlatformDisplay=ret:0", "10012", "eglGetPlatformDisplayEXT failed: 0x3000;"},
            {"RIG_FAULT", "eglInitialize=ret:0", "10012", "eglInitialize failed: 0x3000;"},
+           {"RIG_FAULT", "eglCreateContext=ret:0", "10012", "eglCreateContext failed: 0x3000;"},
            {"RIG_FAULT", pbuffers + "eglChooseConfig@1=ret:0;eglChooseConfig@2=ret:0", "10110",
             "eglChooseConfig failed: 0x3000;"},
            {"RIG_FAULT", pbuffers + "eglCreatePbufferSurface=ret:0", "10110",

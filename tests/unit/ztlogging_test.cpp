@@ -160,10 +160,12 @@ TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
     ZT_LOG(gFlag, "text");
   }
   logger.broken = false;
-  EXPECT_THROW(logger.Outdent(), std::length_error);  // below 0, where it stays
+  for (int i = 0; i < 2; ++i) EXPECT_THROW(logger.Outdent(), std::length_error);  // below 0, where it stays
+  { ZT_LOG_SCOPE(gFlag, "scope"); }
+  EXPECT_THROW(logger.Indent(), std::length_error);
   logger.Indent();
   ZT_LOG(gFlag, "text");
-  EXPECT_EQ(logger.text, "text\n");
+  EXPECT_EQ(logger.text, "BEGIN scope\ntext\n");
 }
 
 // Nobody has made a logger here, so that the first message makes the default one, which stays.
