@@ -50,13 +50,15 @@ class MessageStream : public std::ostream {
 
   MessageStream();
   void Renew();
+  bool IsPlain() const;
+  template <class Value, class Append>
+  void PutPlain(const Value& value, Append append);
 
   TextBuffer fBuffer;
   bool fIsAsNew = false;  // but for the text
 };
 
-// What most messages are made of goes past the stream's machinery. It looks as if it had gone through, as
-// long as it comes first: behind anything else there is only a std::ostream.
+// What most messages are made of goes past the stream's machinery, and looks as if it had gone through.
 template <class Value, class Plain = std::decay_t<const Value>,
           class = std::enable_if_t<std::is_same_v<Plain, const char*> || std::is_same_v<Plain, std::string> ||
                                    std::is_same_v<Plain, int>>>

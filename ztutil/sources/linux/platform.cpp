@@ -15,7 +15,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -103,18 +105,21 @@ std::int64_t LocalOffsetSeconds() {
   // To ask the system costs as much as writing a line and, where TZ isn't set, a look at the file of its
   // zone. So it is asked only when the second or TZ is another one.
   struct Known {
-    const char* zone;
+    char zone[64];  // a longer one is never known
     std::time_t second;
     std::int64_t offset;
   };
-  thread_local Known known{nullptr, 0, 0};
-  const char* const zone = std::getenv("TZ");
+  thread_local Known known{};
+  const char* const variable = std::getenv("TZ");
+  const char* const zone = variable != nullptr ? variable : ":/etc/localtime";
   const std::time_t now = std::time(nullptr);
-  if (zone != known.zone || now != known.second) {
+  if (now != known.second || std::strcmp(zone, known.zone) != 0) {
     std::tm local{};
     tzset();
     localtime_r(&now, &local);
-    known = {zone, now, local.tm_gmtoff};
+    std::snprintf(known.zone, sizeof known.zone, "%s", zone);
+    known.second = now;
+    known.offset = local.tm_gmtoff;
   }
   return known.offset;
 }

@@ -46,7 +46,7 @@ MessageStream::MessageStream() : std::ostream(nullptr) { Renew(); }
 
 void MessageStream::Renew() {
   fBuffer.fText.clear();
-  if (fIsAsNew && good()) return;
+  if (fIsAsNew && good() && IsPlain()) return;
   rdbuf(&fBuffer);  // and the state is good again
   copyfmt(NewFormat());
 }
@@ -68,19 +68,36 @@ void MessageStream::GiveBack::operator()(MessageStream* stream) const noexcept {
   }
 }
 
+// Whether a value looks as it does in a new stream. What a stranger's operator set, that one had first.
+bool MessageStream::IsPlain() const {
+  constexpr std::streamsize kPrecision = 6;
+  return flags() == (dec | skipws) && width() == 0 && precision() == kPrecision && fill() == ' ' &&
+         exceptions() == goodbit;
+}
+
+template <class Value, class Append>
+void MessageStream::PutPlain(const Value& value, Append append) {
+  if (!IsPlain())
+    static_cast<std::ostream&>(*this) << value;
+  else if (good())
+    append(fBuffer.fText);
+}
+
 void MessageStream::Put(const char* text) {
-  if (text == nullptr) setstate(badbit);
-  if (good()) fBuffer.fText += text;
+  if (text == nullptr) return setstate(badbit);
+  PutPlain(text, [&](std::string& all) { all += text; });
 }
 
 void MessageStream::Put(const std::string& text) {
-  if (good()) fBuffer.fText += text;
+  PutPlain(text, [&](std::string& all) { all += text; });
 }
 
 void MessageStream::Put(int value) {
-  char digits[12];
-  const auto last = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  if (good()) fBuffer.fText.append(digits, static_cast<std::size_t>(last - digits));
+  PutPlain(value, [&](std::string& all) {
+    char digits[12];
+    const auto last = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    all.append(digits, static_cast<std::size_t>(last - digits));
+  });
 }
 
 }  // namespace ztutil
