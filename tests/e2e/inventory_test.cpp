@@ -50,13 +50,13 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   Environment machine = Machine(
       "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,NVIDIA::,"
       "Other::",
-      "eglInitialize@4=fail:0x3001;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
+      "eglCreatePbufferSurface@5=ret:0;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
       "glClear@1=err:0x505;glDeleteTextures@3=err:0x501;glCheckFramebufferStatusEXT@3=ret:0x8cd6;"
       "glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
   machine["OCL_ICD_VENDORS"] = BuildFile("e2e/icd/pocl");
   machine["POCL_DEVICES"] = "pthread pthread";
   // An old driver, which has neither contexts without a configuration nor OpenGL's own framebuffers.
-  for (const char* display : {"3", "4", "5", "6", "7"})
+  for (const char* display : {"3", "4", "5", "6", "7", "8"})
     machine["RIG_FAULT"] += string(";eglQueryString@") + display + "=text:EGL_KHR_surfaceless_context";
   machine["MESA_GL_VERSION_OVERRIDE"] = "2.1";
   machine["MESA_EXTENSION_OVERRIDE"] = "-GL_ARB_framebuffer_object";
