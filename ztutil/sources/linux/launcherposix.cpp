@@ -113,7 +113,7 @@ struct SignalAction {
 
 // A new process up to its program. It shares the host's memory, so it calls the system directly: libc and the
 // sanitizers keep books, and these are the host's. No handler of the host's may run, so signals are blocked.
-[[gnu::no_sanitize("address", "thread", "undefined")]] int BecomeProgram(void* argument) {
+__attribute__((no_sanitize("address", "thread", "undefined"))) int BecomeProgram(void* argument) {
   ChildPlan& plan = *static_cast<ChildPlan*>(argument);
   if (plan.host != 0) {
     syscall(SYS_prctl, PR_SET_PDEATHSIG, SIGKILL);
