@@ -1,21 +1,16 @@
 #include "../outcome.h"
 #include "../ownhome.h"
 #include "../testsystem.h"
+#include "refusewrites.h"
 
 #include <boost/filesystem.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <pthread.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <regex>
 #include <thread>
 
@@ -40,19 +35,6 @@ TEST(OpenFile, EmptiesNothingForReadingOnly) {
   EXPECT_EQ(Outcome([&] { ztutil::OpenFile(path, ztutil::kRead, ztutil::kTruncateExisting, false); }),
             "other: " + ztutil::WinErrorText("CreateFileW", EINVAL));
   EXPECT_EQ(ReadInHome("old"), "content");
-}
-
-// Makes the kernel one that can't write without a SIGPIPE, for the calling thread and for ever.
-void RefuseWritesWithFlags() {
-  sock_filter filter[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pwritev2, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog program{sizeof filter / sizeof *filter, filter};
-  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
 }
 
 void ExpectNoSigpipe() {
@@ -82,7 +64,7 @@ void ExpectNoSigpipe() {
 TEST(WinHandle, NoSigpipeComesOfAWriteAndNoneIsStolen) {
   std::thread(ExpectNoSigpipe).join();
   std::thread([] {
-    RefuseWritesWithFlags();
+    ASSERT_TRUE(RefuseWritesWithFlags());
     ExpectNoSigpipe();
   }).join();
   struct sigaction action {};

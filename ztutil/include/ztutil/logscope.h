@@ -2,6 +2,8 @@
 #ifndef ZTUTIL_LOGSCOPE_H_
 #define ZTUTIL_LOGSCOPE_H_
 
+#include "logger.h"
+
 #include <sstream>
 #include <string>
 
@@ -12,8 +14,11 @@ namespace ztutil {
 // logger.
 class ZTLogScope {
  public:
+  static constexpr char kBegin[] = "BEGIN ";
+
   ZTLogScope(std::ostringstream& text, const char* file, int line);
-  ZTLogScope(const std::string& text, const char* file, int line);
+  // For those who hold the logger and have the first line, kBegin and the text.
+  ZTLogScope(const ZTLoggerLock::PtrAndLock& lock, const std::string& begin, const char* file, int line);
   ~ZTLogScope();
   ZTLogScope(const ZTLogScope&) = delete;
   ZTLogScope& operator=(const ZTLogScope&) = delete;

@@ -39,6 +39,7 @@ class MessageStream : public std::ostream {
   void Put(const char* text);
   void Put(const std::string& text);
   void Put(int value);
+  void Put(double value);
 
  private:
   struct TextBuffer : public std::streambuf {
@@ -53,6 +54,8 @@ class MessageStream : public std::ostream {
   bool IsPlain() const;
   template <class Value, class Append>
   void PutPlain(const Value& value, Append append);
+  template <class Value, class... Format>
+  void PutNumber(Value value, Format... format);
 
   TextBuffer fBuffer;
   bool fIsAsNew = false;  // but for the text
@@ -61,7 +64,7 @@ class MessageStream : public std::ostream {
 // What most messages are made of goes past the stream's machinery, and looks as if it had gone through.
 template <class Value, class Plain = std::decay_t<const Value>,
           class = std::enable_if_t<std::is_same_v<Plain, const char*> || std::is_same_v<Plain, std::string> ||
-                                   std::is_same_v<Plain, int>>>
+                                   std::is_same_v<Plain, int> || std::is_same_v<Plain, double>>>
 MessageStream& operator<<(MessageStream& stream, const Value& value) {
   stream.Put(value);
   return stream;

@@ -67,9 +67,9 @@ template <class Build>
 std::unique_ptr<ZTLogScope> OpenLogScope(const char* file, int line, Build build) noexcept {
   try {
     const ZTLoggerLock::PtrAndLock lock;
-    const auto text = MessageStream::Borrow();
-    text->Fill(build);
-    return std::make_unique<ZTLogScope>(text->Text(), file, line);
+    const auto begin = MessageStream::Borrow();
+    begin->Fill([&](MessageStream& out) -> decltype(auto) { return build(out << ZTLogScope::kBegin); });
+    return std::make_unique<ZTLogScope>(lock, begin->Text(), file, line);
   } catch (...) {
     return nullptr;
   }

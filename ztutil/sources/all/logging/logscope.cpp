@@ -1,18 +1,23 @@
 #include <ztutil/logscope.h>
 #include <ztutil/ztlogging.h>
 
-#include <charconv>
+#include <cstring>
 
 namespace ztutil {
 
 ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
-    : ZTLogScope(text.str(), file, line) {}
+    : ZTLogScope(ZTLoggerLock::PtrAndLock(), kBegin + text.str(), file, line) {}
 
-ZTLogScope::ZTLogScope(const std::string& text, const char* file, int line)
-    : fFile(file), fLine(line), fText(text) {
-  LogText(fFile, fLine, [this](MessageStream& out) -> MessageStream& { return out << "BEGIN " << fText; });
+ZTLogScope::ZTLogScope(const ZTLoggerLock::PtrAndLock& lock, const std::string& begin, const char* file,
+                       int line)
+    : fFile(file), fLine(line), fText(begin, std::strlen(kBegin)) {
   try {
-    IndentLog(0);  // a disabled logger, and one that couldn't write, too: it is outdented in any case
+    if (lock.IsEnabled()) lock.fLogger->Print(fFile, fLine, "%s", begin.c_str());
+  } catch (...) {
+  }
+  try {
+    // A disabled logger, and one that couldn't write, too: it is outdented in any case.
+    lock.fLogger->Indent();
   } catch (...) {
   }
   fStart = Now();
@@ -20,13 +25,10 @@ ZTLogScope::ZTLogScope(const std::string& text, const char* file, int line)
 
 ZTLogScope::~ZTLogScope() {
   const double duration = Now() - fStart;
-  char digits[32];
-  const auto end = std::to_chars(digits, digits + sizeof digits, duration, std::chars_format::general, 6).ptr;
-  *end = '\0';
   try {
     OutdentLog(0);
     LogText(fFile, fLine, [&](MessageStream& out) -> MessageStream& {
-      return out << "END " << fText << ", duration=" << digits;
+      return out << "END " << fText << ", duration=" << duration;
     });
   } catch (...) {
   }

@@ -13,6 +13,8 @@ namespace {
 // A text of more bytes takes its stream along.
 constexpr std::size_t kKept = 4096;
 
+constexpr int kPrecision = 6;  // of a new stream
+
 // Neither is ever freed: threads may still log while the process ends.
 
 std::vector<std::unique_ptr<MessageStream>>& Spare() {
@@ -46,7 +48,7 @@ MessageStream::MessageStream() : std::ostream(nullptr) { Renew(); }
 
 void MessageStream::Renew() {
   fBuffer.fText.clear();
-  if (fIsAsNew && good() && IsPlain()) return;
+  if (fIsAsNew && good() && IsPlain() && fill() == ' ' && exceptions() == goodbit) return;
   rdbuf(&fBuffer);  // and the state is good again
   copyfmt(NewFormat());
 }
@@ -70,9 +72,7 @@ void MessageStream::GiveBack::operator()(MessageStream* stream) const noexcept {
 
 // Whether a value looks as it does in a new stream. What a stranger's operator set, that one had first.
 bool MessageStream::IsPlain() const {
-  constexpr std::streamsize kPrecision = 6;
-  return flags() == (dec | skipws) && width() == 0 && precision() == kPrecision && fill() == ' ' &&
-         exceptions() == goodbit;
+  return flags() == (dec | skipws) && width() == 0 && precision() == kPrecision;
 }
 
 template <class Value, class Append>
@@ -81,6 +81,15 @@ void MessageStream::PutPlain(const Value& value, Append append) {
     static_cast<std::ostream&>(*this) << value;
   else if (good())
     append(fBuffer.fText);
+}
+
+template <class Value, class... Format>
+void MessageStream::PutNumber(Value value, Format... format) {
+  PutPlain(value, [&](std::string& all) {
+    char digits[32];
+    const auto last = std::to_chars(digits, digits + sizeof digits, value, format...).ptr;
+    all.append(digits, static_cast<std::size_t>(last - digits));
+  });
 }
 
 void MessageStream::Put(const char* text) {
@@ -92,12 +101,8 @@ void MessageStream::Put(const std::string& text) {
   PutPlain(text, [&](std::string& all) { all += text; });
 }
 
-void MessageStream::Put(int value) {
-  PutPlain(value, [&](std::string& all) {
-    char digits[12];
-    const auto last = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    all.append(digits, static_cast<std::size_t>(last - digits));
-  });
-}
+void MessageStream::Put(int value) { PutNumber(value); }
+
+void MessageStream::Put(double value) { PutNumber(value, std::chars_format::general, kPrecision); }
 
 }  // namespace ztutil

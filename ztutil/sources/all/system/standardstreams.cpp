@@ -70,7 +70,8 @@ bool WriteWhole(std::FILE* stream, const std::string& text) noexcept {
     const bool held = Flush(stream);
     if (text.empty()) return held;
     const bool isCut = TakeCut(stream) || !held;
-    const std::string all = isCut ? '\n' + text : text;
+    const std::string withEnd = isCut ? '\n' + text : std::string();
+    const std::string& all = isCut ? withEnd : text;
     const std::size_t count = platform::WriteToFile(stream, all.data(), all.size());
     if (count == all.size()) return true;
     if (count != 0 ? all[count - 1] != '\n' : isCut) AddCut(stream);
