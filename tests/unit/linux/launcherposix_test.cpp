@@ -1,8 +1,10 @@
 // What a launcher does on POSIX systems alone.
+#include "../memorylogger.h"
 #include "../outcome.h"
 #include "../ownhome.h"
 #include "../testchild.h"
 
+#include <ztutil/debugflag.h>
 #include <ztutil/widetext.h>
 
 #include <boost/filesystem.hpp>
@@ -10,11 +12,13 @@
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
+#include <regex>
 #include <thread>
 
 namespace {
@@ -82,6 +86,32 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
     EXPECT_EQ(launcher->GetStartError(), row.refusal) << row.program;
   }
   setenv("PATH", rows[0].searched.c_str(), 1);
+}
+
+TEST(LauncherPosix, TheLogTellsOfThePipesAndWhatTheSystemSaysOfAFailure) {
+  const MemoryLogger logger;
+  ztutil::DebugFlag flags[] = {{"ConsoleAppLog"}, {"BINIO_LOG"}};
+  for (ztutil::DebugFlag& flag : flags) ztutil::DebugFlagValue(flag) = 1;
+  const auto launcher = CreateLauncher();
+  const auto launch = [&] { launcher->Launch(L"/none", {}); };
+  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "runtime: TerminateProcess failed");
+  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
+  EXPECT_EQ(Outcome(launch), kCreateProcessFailed);
+  rlimit former{};
+  getrlimit(RLIMIT_NOFILE, &former);
+  const rlimit none{0, former.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(Outcome(launch), "runtime: CreatePipe failed");
+  setrlimit(RLIMIT_NOFILE, &former);
+  for (ztutil::DebugFlag& flag : flags) ztutil::DebugFlagValue(flag) = 0;
+  const string closing = "WinHandle::Reset closing #\n", closings = closing + closing + closing;
+  EXPECT_EQ(
+      std::regex_replace(logger.text, std::regex("0x0{15}\\w"), "#"),
+      "TerminateProcess failed: kill failed: No such process\n"
+      "WaitForSingleObject failed: waitid failed: No child processes\n"
+      "childStdinRd=# childStdinWr=#\nchildStdoutRd=# childStdoutWr=#\nchildStderrRd=# childStderrWr=#\n"
+      "CreateProcessW failed: execve failed: No such file or directory\n" +
+          closings + closings + "CreatePipe failed: pipe2 failed: Too many open files\n");
 }
 
 TEST(LauncherPosix, SignalsDoNotInterruptAWait) {
