@@ -217,6 +217,11 @@ class ThreadLog : public MemoryLogger {
     own->text.append(static_cast<const char*>(bytes), count);
   }
 
+  void Flush() override {
+    const std::lock_guard<std::mutex> lock(fMutex);
+    MemoryLogger::Flush();
+  }
+
   // Waits until a text was said so many times.
   void Await(const std::string& said, int times) {
     const auto count = [&] {

@@ -1,4 +1,4 @@
-// A logger that keeps what it is given.
+// A logger that keeps what it is given and flushed.
 #ifndef MEMORYLOGGER_H_
 #define MEMORYLOGGER_H_
 
@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 class MemoryLogger : public ztutil::ZTLogger {
  public:
@@ -15,8 +16,9 @@ class MemoryLogger : public ztutil::ZTLogger {
   bool IsEnabled() const override { return enabled; }
   void Write(const void* bytes, std::size_t count) override {
     if (broken) throw std::runtime_error("broken");
-    text.append(static_cast<const char*>(bytes), count);
+    fWritten.append(static_cast<const char*>(bytes), count);
   }
+  void Flush() override { text += std::exchange(fWritten, {}); }
 
   std::string text;
   bool enabled = true;
@@ -24,6 +26,8 @@ class MemoryLogger : public ztutil::ZTLogger {
 
  private:
   MemoryLogger(const Hold&, std::uint32_t flags) : ZTLogger("memory") { SetFormatFlags(flags); }
+
+  std::string fWritten;
 };
 
 #endif  // MEMORYLOGGER_H_

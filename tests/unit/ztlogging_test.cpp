@@ -92,6 +92,10 @@ TEST(Logging, TheDeltaIsTheTimeSinceTheMessageBefore) {
   ztutil::SetClockBias(7.5);
   ZT_LOG(gFlag, "c");
   ztutil::SetClockBias(0.0);
+  double previous = 0.0, current = 0.0;
+  logger.GetPreviousTime(previous);
+  logger.GetCurrentTime(current);
+  EXPECT_EQ(static_cast<int>((current - previous) * 2.0), 15);
   EXPECT_TRUE(Matches(logger.text, R"(\(\+00\.000\) a\n\(-123\.\d{3}\) b\n\(\+07\.5\d\d\) c\n)"));
 }
 
@@ -117,6 +121,23 @@ TEST(Logging, TheNewestLoggerGetsItAll) {
   EXPECT_EQ(below.text, "00000 Activating new logger memory\n00001 below\n");
 }
 
+TEST(Logging, EachLoggerHasAName) {
+  MemoryLogger below;
+  for (std::FILE* const stream : {stdout, stderr, static_cast<std::FILE*>(nullptr)})
+    const ztutil::ZTStdioLogger logger(stream);
+  { EXPECT_EQ(ztutil::ZTDebugStrLogger().GetEndOfLine(), "\r\n"); }
+  const std::string said = "Activating new logger ";
+  EXPECT_EQ(below.text, said + "stdout\n" + said + "stderr\n" + said + "FILE*\n" + said + "DebugStr\n");
+  EXPECT_EQ(below.GetExtraText(), "");
+  for (const auto& [path, name] : {std::pair("a/b\\c.cpp", "c.cpp"),
+                                   {"a\\b/c", "c"},
+                                   {"a/b//", "b//"},
+                                   {"//", "//"},
+                                   {"a", "a"},
+                                   {static_cast<const char*>(nullptr), ""}})
+    EXPECT_EQ(below.GetBaseName(path), name);
+}
+
 TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
   MemoryLogger below(ZTLogger::kLogSequence);
   {
@@ -124,10 +145,15 @@ TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
     for (const char* const text : {"a", "b", "c"}) ZT_LOG(gFlag, text);
   }
   { const ztutil::SingleLineLogger silent("silent"); }
+  {
+    const ztutil::SingleLineLogger lost("lost");
+    below.broken = true;
+    ZT_LOG(gFlag, "text");
+  }
   EXPECT_THROW(ZTLogger::Above(nullptr)->Flush(), std::runtime_error);  // there is none
-  EXPECT_EQ(
-      below.text,
-      "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n");
+  EXPECT_EQ(below.text,
+            "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n"
+            "00002 Activating new logger lost\n");
 }
 
 TEST(Logging, WhoeverMakesALoggerHoldsUpNobodyBeforeAndAfter) {

@@ -43,9 +43,10 @@ extern "C" int ioctl(int file, unsigned long request, ...) {
     size = head + 88;
   };
   auto* const halves = reinterpret_cast<std::uint32_t*>(record);
-  if (request == 0xC018645C) record[1] = gAnswer;                                     // radeon's GEM_INFO
-  if (request == 0xC0106440 && record[0] == 8) record[1] = gAnswer;                   // nouveau's GETPARAM
-  if (request == 0xC0286440 && halves[2] == 1) listRegions(halves[3], record[2], 8);  // xe's DEVICE_QUERY
+  if (request == 0xC018645C) record[1] = gAnswer;                    // radeon's GEM_INFO
+  if (request == 0xC0106440 && record[0] == 8) record[1] = gAnswer;  // nouveau's GETPARAM
+  if (request == 0xC0286440 && record[0] == 0 && halves[2] == 1)
+    listRegions(halves[3], record[2], 8);  // xe's DEVICE_QUERY
   if (request != 0xC0106479 || halves[0] != 1) return 0;
   auto* const item = reinterpret_cast<std::uint64_t*>(record[1]);  // of i915's QUERY
   if (item[0] == 4) listRegions(reinterpret_cast<std::uint32_t*>(item)[2], item[2], 16);

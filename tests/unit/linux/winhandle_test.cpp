@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <regex>
 #include <thread>
 
@@ -32,6 +33,10 @@ TEST(TempFile, HasANameOfItsOwnAndTheUsersRights) {
   struct stat status {};
   EXPECT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777u, 0600u);
+  UseForTemporaryFiles("");
+  EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
+  unsetenv("TMPDIR");
+  EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
 }
 
 // Windows refuses it as well; Wine doesn't.
