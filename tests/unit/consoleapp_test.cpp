@@ -334,9 +334,10 @@ std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErro
 TEST(ConsoleApp, TableOfItsLog) {
   const auto crash = boost::make_shared<FakeLauncher>(), noLaunch = boost::make_shared<FakeLauncher>(),
              noWait = boost::make_shared<FakeLauncher>();
-  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 3, 1; };
+  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 256, 1; };
   noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
-  noWait->wait = [](std::int32_t*) -> std::int32_t { throw std::runtime_error("x"); };
+  noWait->wait = [](std::int32_t*) -> std::int32_t { throw 1; };
+  noWait->kill = [] { throw 2; };  // and what it says is read all the same
   EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line of the log with its level:\n" +
                                             WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
                                             "\nA crash:\n" + LogOfRun(crash, true) +
@@ -387,7 +388,10 @@ TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
   ConsoleAppLauncher launcher(Params({"drain", "exit:3"}), nullptr);
   std::int32_t exitCode = 77;
   EXPECT_EQ(launcher.Wait(&exitCode, kLong), State::Idle);
-  EXPECT_EQ(Outcome([&] { launcher.Launch(); }), "runtime: ConsoleAppLauncher: no ConsoleApp");
+  for (const auto& act : {std::function<void()>([&] { launcher.Launch(); }),
+                          {[&] { launcher.LaunchAndWait(nullptr, kLong); }},
+                          {[&] { launcher.InjectFault(Fault::NoFault); }}})
+    EXPECT_EQ(Outcome(act), "runtime: ConsoleAppLauncher: no ConsoleApp");
   launcher.SetConsoleApp(app);
   ConsoleAppLauncher other(launcher);
   launcher.Launch();
@@ -449,30 +453,6 @@ TEST(ConsoleAppRun, HandsStandardInputOver) {
   EXPECT_EQ(exitCode, 4);
   EXPECT_EQ(out->text, "abc\n");
   EXPECT_EQ(app->GetTasksRunning(), 0);
-}
-
-TEST(ConsoleAppRun, JudgesWhatTheLauncherAnswers) {
-  const auto fail = [](const char* text) -> std::int32_t { throw std::runtime_error(text); };
-  const auto fake = boost::make_shared<FakeLauncher>();
-  const auto app = boost::make_shared<App>(Ignore, fake);
-  int kills = 0;
-  fake->kill = [&] { ++kills; };
-  const struct {
-    std::function<std::int32_t(std::int32_t*)> wait;
-    const char* end;
-  } rows[] = {
-      {[](std::int32_t* exitCode) { return *exitCode = 256, 0; }, "Finished 256"},
-      {[=](std::int32_t*) { return fail("x"); }, "other: Launcher: x 77"},
-      {[](std::int32_t*) -> std::int32_t { throw 1; }, "other: Launcher: LaunchThreadTask failed 77"},
-  };
-  for (const auto& row : rows) {
-    fake->wait = row.wait;
-    EXPECT_EQ(RunToEnd(app, LaunchParams()), row.end);
-  }
-  EXPECT_EQ(kills, 2);
-  fake->launch = [=](auto&...) { return fail("CreatePipe failed"), LaunchResult(); };
-  EXPECT_EQ(RunToEnd(app, LaunchParams()), "other: Launcher: CreatePipe failed 77");
-  EXPECT_EQ(kills, 2);
 }
 
 TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {

@@ -73,7 +73,7 @@ TEST(FmtPrintf, HoldsTextsOfAnyLength) {
 TEST(Quote, EscapesWhatDoesNotPrintAndCanBeReversed) {
   EXPECT_EQ(QuoteString("\b\t\n\f\r\\'\""), R"(\b\t\n\f\r\\'\")");
   EXPECT_EQ(QuoteString("\a\x7f\xc3\xa9 ~"), R"(\x07\x7f\xc3\xa9 ~)");
-  EXPECT_EQ(QuoteString(nullptr), "<nullptr>");
+  EXPECT_EQ(QuoteString(nullptr) + QuoteWideString(nullptr), "<nullptr><nullptr>");
   const std::u16string wide = u"Radeon\u2122 \u3042\"\x07";
   EXPECT_EQ(QuoteWideString(wide.c_str()), R"(Radeon\x2122 \x3042\"\x0007)");
   EXPECT_EQ(UnquoteWideString(QuoteWideString(wide.c_str())), wide);

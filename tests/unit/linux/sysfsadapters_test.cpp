@@ -7,6 +7,7 @@
 #include <ztutil/fmt.h>
 #include <ztutil/gpuimplwin.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -33,7 +34,8 @@ extern "C" int ioctl(int file, unsigned long request, ...) {
   auto* const record = va_arg(arguments, std::uint64_t*);
   va_end(arguments);
   struct stat status {};
-  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || gAnswer == 0)
+  const bool isOwn = fcntl(file, F_GETFD) == FD_CLOEXEC && (fcntl(file, F_GETFL) & O_NONBLOCK) != 0;
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || !isOwn || gAnswer == 0)
     return static_cast<int>(syscall(SYS_ioctl, file, request, record));
   // How long the list of regions is, and then the list itself: a head with their count, and the only one.
   const auto listRegions = [](std::uint32_t& size, std::uint64_t list, std::uint32_t head) {
@@ -234,8 +236,10 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
   for (const string& file : files) {
     std::filesystem::rename(file, file + ".aside");
     for (const string& content :
-         {string("missing"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
-      if (content != "missing") std::ofstream(file, std::ios::binary) << content;
+         {string("missing"), string("pipe"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
+      std::filesystem::remove(file);
+      if (content == "pipe") mkfifo(file.c_str(), 0600);
+      if (content != "missing" && content != "pipe") std::ofstream(file, std::ios::binary) << content;
       for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree)))
         EXPECT_TRUE(isRight(adapter)) << file << ": " << adapter.name;
     }
