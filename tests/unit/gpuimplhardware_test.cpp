@@ -20,11 +20,18 @@ using Texts = std::vector<std::string>;
 class Hardware : public GPUImplWin {
  public:
   explicit Hardware(const boost::shared_ptr<Context>& context = nullptr) { fGLContext = context; }
+
+  // What drivers alone tell.
+  Texts WithoutInventory() const {
+    return {GPUImplHardware::DoGetGLName(), GPUImplHardware::DoGetGLDriver(),
+            GPUImplHardware::DoGetGLDriverDate() + GPUImplHardware::DoGetGLCaption(),
+            GPUImplHardware::DoIsIntegratedGLGPU() ? "integrated" : "", std::to_string(GetCLExtraMeasure())};
+  }
 };
 
 TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {
   FakeGL gl;
-  gl.texts[kGL_VENDOR] = "Vendor";
+  gl.texts = {{kGL_VENDOR, "Vendor"}, {kGL_RENDERER, "Renderer"}};
   Texts events;
   const auto a = boost::make_shared<FakeContext>("a", events);
   const GLGPU gpuA(boost::make_shared<Hardware>(a));
@@ -32,6 +39,7 @@ TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {
 
   EXPECT_EQ(gpuA.GetVendor(), "Vendor");
   EXPECT_EQ(events, (Texts{"current a", "none"}));
+  EXPECT_EQ(Hardware(a).WithoutInventory(), (Texts{"Renderer", "", "", "", "0.000000"}));
   events.clear();
   a->makeCurrent();
   EXPECT_EQ(gpuB.GetVendor(), "Vendor");

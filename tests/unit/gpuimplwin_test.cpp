@@ -105,11 +105,13 @@ TEST(Memory, TheLargestOfThreeAnswersCounts) {
     const GPUContexts contexts = {{"Card", {boost::make_shared<FakeContext>("Card", events), {}}}};
     WMIData wmi;
     wmi.fName = "Card";
+    wmi.fCaption = "Caption";
     wmi.fAdapterRAM = row.wmiBytes;
     const auto impls =
         GPUImplWin::MatchDevices(contexts, {DXGI("Card", row.vendor, 0, row.dedicatedMB)}, {wmi});
     EXPECT_EQ(impls.at(0)->GetGLMemoryMB(), row.megabytes) << row.vendor << " " << row.megabytes;
     EXPECT_EQ(events.empty(), row.vendor == kVendorIntel);
+    EXPECT_EQ(impls.at(0)->GetGLCaption(), "Caption");
   }
 }
 
