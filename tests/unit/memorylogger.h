@@ -13,7 +13,7 @@ class MemoryLogger : public ztutil::ZTLogger {
   explicit MemoryLogger(std::uint32_t flags = 0) : MemoryLogger(Hold(), flags) {}
   ~MemoryLogger() override { Leave(); }
 
-  bool IsEnabled() const override { return enabled; }
+  bool IsEnabled() const override { return undecided ? throw std::runtime_error("undecided") : enabled; }
   void Write(const void* bytes, std::size_t count) override {
     if (broken) throw std::runtime_error("broken");
     fWritten.append(static_cast<const char*>(bytes), count);
@@ -23,6 +23,7 @@ class MemoryLogger : public ztutil::ZTLogger {
   std::string text;
   bool enabled = true;
   bool broken = false;
+  bool undecided = false;
 
  private:
   MemoryLogger(const Hold&, std::uint32_t flags) : ZTLogger("memory") { SetFormatFlags(flags); }

@@ -36,6 +36,8 @@ TEST(Logging, TextsAreBuiltOnlyForAFlagThatIsOnAndALoggerThatListens) {
     logger.enabled = enabled;
     ZT_LOG(gFlag, "text " << ++built);
   }
+  logger.undecided = true;
+  ZT_LOG(gFlag, "text " << ++built);
   EXPECT_EQ(logger.text, "text 1\n");
 }
 
