@@ -69,6 +69,11 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
   {
     ContextOffscreen current(Context::PrimaryDisplayDevice());
     current.makeCurrent();
+    const Texture2D texture(Texture::kRGBA8, 1, 1, false, nullptr, -1);
+    Framebuffer framebuffer;
+    framebuffer.bind();
+    EXPECT_EQ(Message([&] { framebuffer.attach(texture, 0, 1); }), "a 2D texture has one layer");
+    EXPECT_EQ(Message([&] { framebuffer.attach(texture, 7, 0); }), "framebuffer isn't complete: 0x8cd6");
   }
   EXPECT_EQ(former->glGetString(KGX_HERE, kGL_VERSION), nullptr);  // it has been released
 }
@@ -132,6 +137,11 @@ TEST(GLObjects, TellTheDriversLogOfARefusal) {
               std::string("fragment shader refused") + log2);
     EXPECT_EQ(Message([&] { program.link(true); }), std::string("program refused") + log1);
   }
+  struct : Refusing {
+    using Refusing::Refusing;
+    GLuint glCreateProgram(const char*, int) override { return 0; }
+  } const none(0);
+  EXPECT_EQ(Message([] { Program(); }), "glCreateProgram failed");
 }
 
 TEST(FailureHook, ShowsThePlaceAndLetsANonfatalFailurePass) {

@@ -2,6 +2,7 @@
 
 #include "gpuprowlerapp.h"
 #include "gputests.h"
+#include "outcome.h"
 #include "zentaratester.h"
 
 #include <kgx/exception.h>
@@ -99,8 +100,8 @@ TEST(App, HasItsOptionsOneLoggerAndOneTester) {
   std::streambuf* const output = std::cout.rdbuf(nullptr);
   std::streambuf* const errors = std::cerr.rdbuf(nullptr);
   app.PutComment("lost");
-  EXPECT_THROW(app.PutStdout("lost"), std::runtime_error);
-  EXPECT_THROW(app.PutStderr("lost"), std::runtime_error);
+  EXPECT_EQ(Outcome([&] { app.PutStdout("lost"); }), "runtime: PutStdout failed");
+  EXPECT_EQ(Outcome([&] { app.PutStderr("lost"); }), "runtime: PutStderr failed");
   std::cout.rdbuf(output);
   std::cerr.rdbuf(errors);
 }

@@ -129,6 +129,10 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
   EXPECT_EQ(nameOfAMD(), "Radeon");
   tree.Write("sys/devices/pci0000:00/0000:03:00.0/product_name", "Instinct \"MI\"\n");
   EXPECT_EQ(nameOfAMD(), "Instinct MI");
+  tree.Write("proc/driver/nvidia/gpus/10000:01:00.0/information", "Model: \t\t Unknown\n");
+  EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).at(2).name, "PCI 10de:2206");
+  KGX::IdDatabases databases(Roots(tree));
+  EXPECT_EQ(KGX::AdapterName(tree.Path("sys"), databases), "unknown adapter");
 }
 
 // The numbers of the cards count, whatever their places, and then the places of those without one.

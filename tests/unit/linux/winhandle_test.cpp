@@ -37,6 +37,15 @@ TEST(TempFile, HasANameOfItsOwnAndTheUsersRights) {
   EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
   unsetenv("TMPDIR");
   EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
+  const boost::filesystem::path former = boost::filesystem::current_path(), gone = OwnHome() + "/gone";
+  boost::filesystem::create_directory(gone);
+  boost::filesystem::current_path(gone);
+  boost::filesystem::remove(gone);
+  UseForTemporaryFiles("relative");
+  EXPECT_EQ(Outcome([] { ztutil::GetTempDirectory(); }),
+            "other: GetTempPathW failed: No such file or directory");
+  boost::filesystem::current_path(former);
+  UseForTemporaryFiles(OwnHome());
 }
 
 // Windows refuses it as well; Wine doesn't.
