@@ -129,13 +129,24 @@ TEST(Logging, TheNewestLoggerGetsItAll) {
   EXPECT_EQ(below.text, "00000 Activating new logger memory\n00001 below\n");
 }
 
-TEST(Logging, EachLoggerHasAName) {
-  MemoryLogger below;
+TEST(Logging, EachLoggerHasANameAndLearnsThePlaceInTheSource) {
+  struct Placing : MemoryLogger {
+    std::string MakePrefix(const char* file, int line) override {
+      return line > 0 ? std::string(file) + ' ' : "";
+    }
+  } below;
   for (std::FILE* const stream : {stdout, stderr, static_cast<std::FILE*>(nullptr)})
     const ztutil::ZTStdioLogger logger(stream);
-  { EXPECT_EQ(ztutil::ZTDebugStrLogger().GetEndOfLine(), "\r\n"); }
-  const std::string said = "Activating new logger ";
-  EXPECT_EQ(below.text, said + "stdout\n" + said + "stderr\n" + said + "FILE*\n" + said + "DebugStr\n");
+  EXPECT_EQ(ztutil::ZTDebugStrLogger().GetEndOfLine(), "\r\n");
+  ztutil::DebugFlag flag{"BINIO_LOG"};
+  ztutil::DebugFlagValue(flag) = 1;
+  ztutil::WinHandle(ztutil::kInvalidHandle, true, nullptr).Reset(0, false, nullptr);
+  ztutil::DebugFlagValue(flag) = 0;
+  ZT_LOG(gFlag, "here");
+  const std::string said = "ztutil/sources/all/ztlogging Activating new logger ";
+  EXPECT_EQ(below.text, said + "stdout\n" + said + "stderr\n" + said + "FILE*\n" + said + "DebugStr\n" +
+                            "ztutil/sources/win/winhandle WinHandle::Reset closing 0xffffffffffffffff\n" +
+                            "tests/unit/ztlogging_test.cpp here\n");
   EXPECT_EQ(below.GetExtraText(), "");
   for (const auto& [path, name] : {std::pair("a/b\\c.cpp", "c.cpp"),
                                    {"a\\b/c", "c"},
@@ -144,24 +155,6 @@ TEST(Logging, EachLoggerHasAName) {
                                    {"a", "a"},
                                    {static_cast<const char*>(nullptr), ""}})
     EXPECT_EQ(below.GetBaseName(path), name);
-}
-
-TEST(Logging, ALoggerMayShowThePlaceInTheSource) {
-  struct Placing : MemoryLogger {
-    std::string MakePrefix(const char* file, int line) override {
-      return file + (line > 0 ? std::string(": ") : "");
-    }
-  } logger;
-  { const ztutil::ZTNullLogger another; }
-  ZT_LOG(gFlag, "here");
-  ztutil::DebugFlag flag{"BINIO_LOG"};
-  ztutil::DebugFlagValue(flag) = 1;
-  ztutil::WinHandle(ztutil::kInvalidHandle, true, nullptr).Reset(0, false, nullptr);
-  ztutil::DebugFlagValue(flag) = 0;
-  EXPECT_EQ(logger.text,
-            "ztutil/sources/all/ztlogging: Activating new logger ZTNullLogger\n"
-            "tests/unit/ztlogging_test.cpp: here\n"
-            "ztutil/sources/win/winhandle: WinHandle::Reset closing 0xffffffffffffffff\n");
 }
 
 TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
