@@ -89,25 +89,16 @@ Failures Programmed(const string& option, unsigned after) {
   };
 }
 
-// Runs with the option at each `stride`th count from 0 to behind the last step.
-void Sweep(const Environment& environment, const string& option, unsigned stride) {
-  const std::vector<Step> steps = StepsOf(RunProber(environment).lines);
-  for (unsigned after = 0; after <= steps.size(); after += stride) {
-    const string argument = option + std::to_string(after);
-    EXPECT_TRUE(Same(RunProber(environment, {argument}), Foretell(steps, Programmed(option, after))))
+class ProgrammedFailureTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(ProgrammedFailureTest, AtEveryStep) {
+  for (unsigned after = 0; after <= CleanSteps().size(); ++after) {
+    const string argument = GetParam() + std::to_string(after);
+    EXPECT_TRUE(Same(RunProber(Drivers(), {argument}), Foretell(CleanSteps(), Programmed(GetParam(), after))))
         << argument;
   }
 }
 
-TEST(ProgrammedFailureTest, ThrowAtEveryStep) { Sweep(Drivers(), "-throwAfter=", 1); }
-
-TEST(ProgrammedFailureTest, CrashAtEveryStep) { Sweep(Drivers(), "-crashAfter=", 1); }
-
-TEST(ProgrammedFailureTest, GPUsFailOneByOne) {
-  // By threes, so that either device is met.
-  const Environment twoDevices = Drivers({{"POCL_DEVICES", "pthread pthread"}});
-  Sweep(twoDevices, "-throwAfter=", 3);
-  Sweep(twoDevices, "-crashAfter=", 3);
-}
+INSTANTIATE_TEST_SUITE_P(Options, ProgrammedFailureTest, testing::Values("-throwAfter=", "-crashAfter="));
 
 }  // namespace

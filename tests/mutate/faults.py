@@ -255,8 +255,9 @@ def movable(source, statement):
 
 
 def are_apart(left, right):
-    """Assignments, neither of which uses what the other sets: their order doesn't matter."""
-    targets = [re.match(r"([\w.>\[\]*-]+) = ", statement) for statement in (left, right)]
+    """Statements that set one thing each, neither of which uses the other's: their order doesn't matter."""
+    setter = r"(?:std::swap\()?([\w.>\[\]*-]+?)(?: = |\.(?:reset|clear|swap)\(|, )"
+    targets = [re.match(setter, statement) for statement in (left, right)]
     return all(targets) and targets[0][1] not in right and targets[1][1] not in left
 
 

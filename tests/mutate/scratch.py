@@ -10,6 +10,7 @@ import shutil
 import subprocess
 
 COMPILE_SECONDS = 300
+LEFT_OUT = {"matrix"}  # labels of tests
 Test = collections.namedtuple("Test", "name command folder environment program")
 
 
@@ -92,15 +93,17 @@ class Scratch:
         return os.path.relpath(path, os.path.realpath(self.tree))
 
     def read_tests(self):
-        """CTest's, and the libraries and programs that each may load or start."""
+        """CTest's, without those left out, and the libraries and programs that each may load or start."""
         self.tests = []
         listed = json.loads(self.run(["ctest", "--show-only=json-v1"]))
         for entry in listed["tests"]:
             properties = {item["name"]: item["value"] for item in entry["properties"]}
+            program = os.path.relpath(entry["command"][0], self.build)
+            if program not in self.linking or LEFT_OUT & set(properties["LABELS"]):
+                continue
             pairs = [pair.split("=", 1) for pair in properties.get("ENVIRONMENT", [])]
             name = entry["name"].split("  #")[0]  # without the parameter's value
-            self.tests.append(Test(name, entry["command"], properties["WORKING_DIRECTORY"], dict(pairs),
-                                   os.path.relpath(entry["command"][0], self.build)))
+            self.tests.append(Test(name, entry["command"], properties["WORKING_DIRECTORY"], dict(pairs), program))
         self.uses = {}
         for program in {test.program for test in self.tests}:
             inputs = set(self.run(["ninja", "-t", "inputs", program]).split("\n"))

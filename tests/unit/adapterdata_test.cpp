@@ -53,6 +53,7 @@ struct FakeMachine : ztutil::AdapterInventory, ztutil::AdapterFactory, ztutil::A
     return failure == "CreateFactory" ? nullptr : std::make_unique<FakeMachine>(*this);
   }
   std::unique_ptr<ztutil::Adapter> EnumAdapters(unsigned index) override {
+    if (failure == "odd adapter") throw 1;
     return index < adapters.size() ? std::make_unique<FakeAdapter>(adapters[index]) : nullptr;
   }
   std::unique_ptr<ztutil::AdapterRows> QueryRows() override {
@@ -126,9 +127,12 @@ TEST_F(AdapterData, WhatWasReadBeforeAFailureIsKept) {
   }
   EXPECT_EQ(All<DXGIData>(), "A\\x00ae:1 ");
   EXPECT_TRUE(LogHas("DXGIData::GetAllDevices() exception: pAdapter->GetDesc failed\n"));
-  fMachine.failure = "CreateFactory";
-  EXPECT_EQ(All<DXGIData>(), "");
-  EXPECT_TRUE(LogHas("DXGIData::GetAllDevices() exception: CreateGXGIFactory failed\n"));
+  for (const auto& [failure, log] :
+       {std::pair("CreateFactory", ": CreateGXGIFactory failed\n"), {"odd adapter", "\n"}}) {
+    fMachine.failure = failure;
+    EXPECT_EQ(All<DXGIData>(), "");
+    EXPECT_TRUE(LogHas(std::string("DXGIData::GetAllDevices() exception") + log)) << failure;
+  }
 }
 
 TEST_F(AdapterData, AdaptersWithoutAnAttachedDisplayAreLeftOut) {

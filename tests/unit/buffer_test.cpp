@@ -61,7 +61,7 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
       {g, [&] { g.SeekBy(-kFarthest - 1); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SeekBy(-7); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SetBuffer(nullptr, 0); }, "runtime: Failed requirement: buf != NULL"},
-      {f, [&] { f.Grow(1); }, "runtime: not IsGrowable"},
+      {f, [&] { Buffer(f).Grow(1); }, "runtime: not IsGrowable"},  // a copy that is owned
       {f, [&] { f.SetCapacity(200); }, "runtime: Buffer: ownership is required for this operation"},
       {f, [&] { f.SetEnd(); }, "runtime: Buffer: ownership is required for this operation"},
       {f, [&] { f.CopyIn(bytes, 10); }, "underrun 0"},

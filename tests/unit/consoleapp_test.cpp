@@ -7,6 +7,7 @@
 #include <ztutil/clock.h>
 #include <ztutil/debugflag.h>
 #include <ztutil/launchoutputthreadtask.h>
+#include <ztutil/managedthread.h>
 #include <ztutil/outputtask.h>
 
 #include <boost/make_shared.hpp>
@@ -155,10 +156,40 @@ TEST(ConsoleApp, WaitsAsLongAsItsFlagsSay) {
     return std::tuple(GetShortWaitSeconds(), GetDefaultWaitSeconds(), GetDefaultStateWaitSeconds());
   };
   EXPECT_EQ(waits(), std::tuple(1.0, 10.0, 0.1));
-  ztutil::DebugFlag tenths{"ConsoleAppDefaultStateWaitSecondsTimesTenMinus1"};
-  ztutil::DebugFlagValue(tenths) = 4;
-  EXPECT_EQ(waits(), std::tuple(1.0, 10.0, 0.5));
-  ztutil::DebugFlagValue(tenths) = 0;
+  for (const auto& [name, changed] :
+       {std::pair("ConsoleAppShortWaitSecondsMinusOne", std::tuple(5.0, 10.0, 0.1)),
+        {"ConsoleAppDefaultWaitSecondsMinus10", {1.0, 14.0, 0.1}},
+        {"ConsoleAppDefaultStateWaitSecondsTimesTenMinus1", {1.0, 10.0, 0.5}}}) {
+    ztutil::DebugFlag flag{name};
+    ztutil::DebugFlagValue(flag) = 4;
+    EXPECT_EQ(waits(), changed) << name;
+    ztutil::DebugFlagValue(flag) = 0;
+  }
+}
+
+// Of so many values from that one on.
+template <class Enum>
+std::string Names(std::string (*nameOf)(Enum), int first, int count) {
+  std::string names;
+  for (int value = first; value < first + count; ++value) names += nameOf(static_cast<Enum>(value)) + " ";
+  return names;
+}
+
+TEST(ConsoleApp, HasNamesForItsValues) {
+  EXPECT_EQ(Names(TaskIDName, -2, 7), "TaskID(-2) Undefined Client stdout stderr Launcher TaskID(4) ");
+  EXPECT_EQ(
+      Names(StateName, -2, 13),
+      "State(-2) Undefined Idle Launching Launched Running Finishing Finished Crashed Killing Killed Timeout "
+      "State(10) ");
+  EXPECT_EQ(
+      Names(FaultName, -1, 12),
+      "Fault(-1) NoFault NotifyLaunching NotifyLaunched NotifyRunning NotifyFinished NotifyOutputTaskBegin "
+      "NotifyOutputTaskEnd LauncherLaunch LauncherWait LauncherKill Fault(10) ");
+  const auto stable = [](State state) { return std::string(IsStableState(state) ? StateName(state) : "-"); };
+  EXPECT_EQ(Names<State>(stable, -1, 11), "- Idle - - Running - Finished Crashed - Killed - ");
+  EXPECT_EQ(OutputChannelIndex(TaskID::Stdout) + 10 * OutputChannelIndex(TaskID::Stderr), 10u);
+  for (const TaskID none : {TaskID::Client, TaskID::Launcher})
+    EXPECT_EQ(Outcome([&] { OutputChannelIndex(none); }), "runtime: invalid OutputChannel");
 }
 
 // --- What the log says -------------------------------------------------------------------------------------
@@ -180,9 +211,15 @@ class ThreadLog : public MemoryLogger {
     const std::lock_guard<std::mutex> lock(fMutex);
     MemoryLogger::Write(bytes, count);
     const auto self = boost::this_thread::get_id();
-    auto own = std::find_if(fThreads.begin(), fThreads.end(), [&](auto& one) { return one.first == self; });
-    if (own == fThreads.end()) own = fThreads.insert(own, {self, ""});
-    own->second.append(static_cast<const char*>(bytes), count);
+    auto own = std::find_if(fThreads.begin(), fThreads.end(), [&](auto& one) { return one.id == self; });
+    if (own == fThreads.end()) own = fThreads.insert(own, {self, "", ""});
+    own->name = ztutil::ManagedThread::GetCurrentThreadName();
+    own->text.append(static_cast<const char*>(bytes), count);
+  }
+
+  void Flush() override {
+    const std::lock_guard<std::mutex> lock(fMutex);
+    MemoryLogger::Flush();
   }
 
   // Waits until a text was said so many times.
@@ -197,10 +234,12 @@ class ThreadLog : public MemoryLogger {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 
-  // The threads stand in the order in which they began to speak.
+  // The threads stand in the order in which they began to speak, those of the app with what follows their
+  // ids.
   std::string Table() const {
     std::string all;
-    for (const auto& [id, own] : fThreads) all += (all.empty() ? "" : "[another thread]\n") + own;
+    for (const Thread& one : fThreads)
+      all += (all.empty() ? "" : one.name.substr(one.name.find('(')) + '\n') + one.text;
     all = std::regex_replace(all, std::regex("\n +"), "\n");
     return std::regex_replace(all, std::regex("(wait for |waitSeconds=|Join\\(|duration=)\\d[\\d.e-]*"),
                               "$1SECONDS");
@@ -209,8 +248,12 @@ class ThreadLog : public MemoryLogger {
  private:
   ztutil::DebugFlag fLevel{"ConsoleAppLog"};
   ztutil::DebugFlag fShortWait{"ConsoleAppShortWaitSecondsMinusOne"};
+  struct Thread {
+    boost::thread::id id;
+    std::string name, text;
+  };
   std::mutex fMutex;
-  std::vector<std::pair<boost::thread::id, std::string>> fThreads;
+  std::vector<Thread> fThreads;
 };
 
 // What calls by hand come to, and what an app says of them.
@@ -291,9 +334,10 @@ std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErro
 TEST(ConsoleApp, TableOfItsLog) {
   const auto crash = boost::make_shared<FakeLauncher>(), noLaunch = boost::make_shared<FakeLauncher>(),
              noWait = boost::make_shared<FakeLauncher>();
-  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 3, 1; };
+  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 256, 1; };
   noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
-  noWait->wait = [](std::int32_t*) -> std::int32_t { throw std::runtime_error("x"); };
+  noWait->wait = [](std::int32_t*) -> std::int32_t { throw 1; };
+  noWait->kill = [] { throw 2; };  // and what it says is read all the same
   EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line of the log with its level:\n" +
                                             WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
                                             "\nA crash:\n" + LogOfRun(crash, true) +
@@ -326,9 +370,14 @@ TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
       {[&] { app->NotifyFailure(Exception(TaskID::Stdout, "late"), record.get()); },
        "other: stdout: no console app"},
       {[&] { app.reset(), output.Kill(); }, "other: stdout: no console app"},
-      {[&] { output.NotifyFailure(Exception(TaskID::Stdout, "lost")); }, ""},
+      {[&] { output.NotifyFailure(Exception(TaskID::Stderr, "lost")); }, ""},
   };
+  const ThreadLog log(1, 1);
   for (const auto& row : rows) EXPECT_EQ(Outcome(row.action), row.outcome);
+  EXPECT_EQ(
+      log.text,
+      "ConsoleAppAccessor::NotifyFailure exc=stderr: lost could not notify app because stdout: no console "
+      "app\n");
   EXPECT_EQ(output.GetTasksRunning(), 0);
   EXPECT_EQ(output.GetState(), State::Idle);
   EXPECT_FALSE(output.HasExecutionData());
@@ -339,7 +388,10 @@ TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
   ConsoleAppLauncher launcher(Params({"drain", "exit:3"}), nullptr);
   std::int32_t exitCode = 77;
   EXPECT_EQ(launcher.Wait(&exitCode, kLong), State::Idle);
-  EXPECT_EQ(Outcome([&] { launcher.Launch(); }), "runtime: ConsoleAppLauncher: no ConsoleApp");
+  for (const auto& act : {std::function<void()>([&] { launcher.Launch(); }),
+                          {[&] { launcher.LaunchAndWait(nullptr, kLong); }},
+                          {[&] { launcher.InjectFault(Fault::NoFault); }}})
+    EXPECT_EQ(Outcome(act), "runtime: ConsoleAppLauncher: no ConsoleApp");
   launcher.SetConsoleApp(app);
   ConsoleAppLauncher other(launcher);
   launcher.Launch();
@@ -403,51 +455,27 @@ TEST(ConsoleAppRun, HandsStandardInputOver) {
   EXPECT_EQ(app->GetTasksRunning(), 0);
 }
 
-TEST(ConsoleAppRun, JudgesWhatTheLauncherAnswers) {
-  const auto fail = [](const char* text) -> std::int32_t { throw std::runtime_error(text); };
-  const auto fake = boost::make_shared<FakeLauncher>();
-  const auto app = boost::make_shared<App>(Ignore, fake);
-  int kills = 0;
-  fake->kill = [&] { ++kills; };
-  const struct {
-    std::function<std::int32_t(std::int32_t*)> wait;
-    const char* end;
-  } rows[] = {
-      {[](std::int32_t* exitCode) { return *exitCode = 256, 0; }, "Finished 256"},
-      {[=](std::int32_t*) { return fail("x"); }, "other: Launcher: x 77"},
-      {[](std::int32_t*) -> std::int32_t { throw 1; }, "other: Launcher: LaunchThreadTask failed 77"},
-  };
-  for (const auto& row : rows) {
-    fake->wait = row.wait;
-    EXPECT_EQ(RunToEnd(app, LaunchParams()), row.end);
-  }
-  EXPECT_EQ(kills, 2);
-  fake->launch = [=](auto&...) { return fail("CreatePipe failed"), LaunchResult(); };
-  EXPECT_EQ(RunToEnd(app, LaunchParams()), "other: Launcher: CreatePipe failed 77");
-  EXPECT_EQ(kills, 2);
-}
-
 TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {
-  const std::pair<std::string, const char*> rows[] = {{"begin", "stdout"},
-                                                      {"run", "stdout"},
-                                                      {"end", "stdout"},
-                                                      {"OnRunning", "Launcher"},
-                                                      {"OnOutputTaskBegin stdout", "stdout"},
-                                                      {"OnOutputTaskEnd stderr", "stderr"},
-                                                      {"OnFinished 3", "Launcher"}};
-  for (const auto& [place, party] : rows) {
+  const std::pair<std::string, const char*> rows[] = {{"begin", "stdout: x"},
+                                                      {"run", "stdout: LaunchOutputThreadTask failed"},
+                                                      {"end", "stdout: x"},
+                                                      {"OnRunning", "Launcher: x"},
+                                                      {"OnOutputTaskBegin stdout", "stdout: x"},
+                                                      {"OnOutputTaskEnd stderr", "Client: x"},
+                                                      {"OnFinished 3", "Launcher: x"}};
+  for (const auto& [place, failure] : rows) {
     const auto step = [&failing = place](const std::string& name) {
       if (name != failing) return;
       // The host may see the end before the failure.
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      if (name == "run") throw 1;
+      if (name == "OnOutputTaskEnd stderr") throw Exception(TaskID::Client, "x");
       throw std::runtime_error("x");
     };
     const auto task = boost::make_shared<Task>(step);
     const auto app = boost::make_shared<App>(step);
     ConsoleAppLauncher launcher(Params({"exit:3"}, task, boost::make_shared<Task>()), app);
-    EXPECT_EQ(Told([&] { return launcher.LaunchAndWait(nullptr, kLong); }),
-              std::string("other: ") + party + ": x")
-        << place;
+    EXPECT_EQ(Told([&] { return launcher.LaunchAndWait(nullptr, kLong); }), std::string("other: ") + failure);
     EXPECT_EQ(app->GetState(0.0), State::Idle);
     EXPECT_FALSE(task->IsRunning(0.0));
     // One that never ran has it up to its next run.

@@ -2,12 +2,21 @@
 #include "fakedrivers.h"
 
 #include <kgx/extensionmanager.h>
+#include <kgx/framebuffer.h>
+#include <kgx/program.h>
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace KGX::OGL;
+
+TEST(Layer, IsOfNoUseBeforeItIsInitialized) {
+  EXPECT_EQ(ExtensionManager::Instance(), nullptr);
+  EXPECT_EQ(Message([] { Program(); }), "OpenGL isn't initialized");
+  EXPECT_EQ(Message([] { Framebuffer(); }), "OpenGL isn't initialized");
+  EXPECT_EQ(Message([] { ContextOffscreen({"card0", "Card", "slot"}); }), "no display device card0");
+}
 
 // Which versions a driver has is read off its version text; the highest that it has tells them all.
 TEST(ExtensionManager, VersionComesFromTheVersionText) {

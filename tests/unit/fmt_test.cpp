@@ -22,6 +22,32 @@ TEST(Fmt, EachTypeHasItsForm) {
   EXPECT_EQ(FmtColumn(1) + FmtColumn(2) + FmtColumn(4) + FmtColumn(8), "%4d%6d%11d%20lld");
 }
 
+TEST(Fmt, EachTypeHasAFormatOfItsOwn) {
+  using F = FmtFormats;
+  Fmt own(Fmt::Head());
+  own.fCharFunc = [](std::string& out, char value, char quote) { out += {value, quote}; };
+  for (const auto& [field, format] : {std::pair(&F::fBool, "n\0y"),
+                                      {&F::fInt8, "a%d"},
+                                      {&F::fUInt8, "b%u"},
+                                      {&F::fInt16, "c%d"},
+                                      {&F::fUInt16, "d%u"},
+                                      {&F::fInt32, "e%d"},
+                                      {&F::fUInt32, "f%u"},
+                                      {&F::fLong, "g%ld"},
+                                      {&F::fULong, "h%lu"},
+                                      {&F::fInt64, "i%lld"},
+                                      {&F::fUInt64, "j%llu"},
+                                      {&F::fFloat, "k%g"},
+                                      {&F::fDouble, "l%g"},
+                                      {&F::fString, "m%s"},
+                                      {&F::fPointer, "n%llu"}})
+    own.*field = format;
+  EXPECT_EQ(FmtBool(true) + FmtChar('"') + FmtInt8(1) + FmtUInt8(2) + FmtInt16(3) + FmtUInt16(4) +
+                FmtInt32(5) + FmtUInt32(6) + FmtLong(7) + FmtULong(8) + FmtInt64(9) + FmtUInt64(10) +
+                FmtFloat(0.5f) + FmtDouble(1.5) + FmtString("x\n") + FmtPointer(nullptr) + FmtFourCC(11),
+            "y\"'a1b2c3d4e5f6g7h8i9j10k0.5l1.5mx\\nn0f11");
+}
+
 TEST(Fmt, TheNewestOneIsActive) {
   auto bottom = std::make_unique<Fmt>(Fmt::Head());
   bottom->fInt32 = "<%d>";
@@ -47,7 +73,7 @@ TEST(FmtPrintf, HoldsTextsOfAnyLength) {
 TEST(Quote, EscapesWhatDoesNotPrintAndCanBeReversed) {
   EXPECT_EQ(QuoteString("\b\t\n\f\r\\'\""), R"(\b\t\n\f\r\\'\")");
   EXPECT_EQ(QuoteString("\a\x7f\xc3\xa9 ~"), R"(\x07\x7f\xc3\xa9 ~)");
-  EXPECT_EQ(QuoteString(nullptr), "<nullptr>");
+  EXPECT_EQ(QuoteString(nullptr) + QuoteWideString(nullptr), "<nullptr><nullptr>");
   const std::u16string wide = u"Radeon\u2122 \u3042\"\x07";
   EXPECT_EQ(QuoteWideString(wide.c_str()), R"(Radeon\x2122 \x3042\"\x0007)");
   EXPECT_EQ(UnquoteWideString(QuoteWideString(wide.c_str())), wide);

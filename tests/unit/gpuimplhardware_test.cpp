@@ -10,6 +10,8 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include <regex>
+
 namespace {
 
 using namespace KGX::OGL;
@@ -20,11 +22,18 @@ using Texts = std::vector<std::string>;
 class Hardware : public GPUImplWin {
  public:
   explicit Hardware(const boost::shared_ptr<Context>& context = nullptr) { fGLContext = context; }
+
+  // What drivers alone tell.
+  Texts WithoutInventory() const {
+    return {GPUImplHardware::DoGetGLName(), GPUImplHardware::DoGetGLDriver(),
+            GPUImplHardware::DoGetGLDriverDate() + GPUImplHardware::DoGetGLCaption(),
+            GPUImplHardware::DoIsIntegratedGLGPU() ? "integrated" : "", std::to_string(GetCLExtraMeasure())};
+  }
 };
 
 TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {
   FakeGL gl;
-  gl.texts[kGL_VENDOR] = "Vendor";
+  gl.texts = {{kGL_VENDOR, "Vendor"}, {kGL_RENDERER, "Renderer"}};
   Texts events;
   const auto a = boost::make_shared<FakeContext>("a", events);
   const GLGPU gpuA(boost::make_shared<Hardware>(a));
@@ -32,6 +41,7 @@ TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {
 
   EXPECT_EQ(gpuA.GetVendor(), "Vendor");
   EXPECT_EQ(events, (Texts{"current a", "none"}));
+  EXPECT_EQ(Hardware(a).WithoutInventory(), (Texts{"Renderer", "", "", "", "0.000000"}));
   events.clear();
   a->makeCurrent();
   EXPECT_EQ(gpuB.GetVendor(), "Vendor");
@@ -59,6 +69,19 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
   {
     ContextOffscreen current(Context::PrimaryDisplayDevice());
     current.makeCurrent();
+    const Texture2D texture(Texture::kRGBA8, 1, 1, false, nullptr, -1);
+    Framebuffer framebuffer;
+    framebuffer.bind();
+    EXPECT_EQ(Message([&] { framebuffer.attach(texture, 0, 1); }), "a 2D texture has one layer");
+    EXPECT_EQ(Message([&] { framebuffer.attach(texture, 7, 0); }), "framebuffer isn't complete: 0x8cd6");
+    Program program;
+    const char *const bad = "bad\n", *const lacking = "void f();\nvoid main() { f(); }\n";
+    const std::string shader = Message([&] { program.loadVertexShader(1, &bad, nullptr); });
+    program.loadVertexShader(1, &lacking, nullptr);
+    const std::string linked = Message([&] { program.link(true); });
+    // And the lines of the driver's log.
+    EXPECT_TRUE(std::regex_match(shader, std::regex("vertex shader refused: .*error.*"))) << shader;
+    EXPECT_TRUE(std::regex_match(linked, std::regex("program refused: .*error.*"))) << linked;
   }
   EXPECT_EQ(former->glGetString(KGX_HERE, kGL_VERSION), nullptr);  // it has been released
 }

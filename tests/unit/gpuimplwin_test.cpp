@@ -1,6 +1,8 @@
 #include "fakedrivers.h"
+#include "memorylogger.h"
 
 #include <kgx/opengltypes.h>
+#include <ztutil/debugflag.h>
 #include <ztutil/gpuimplwin.h>
 
 #include <boost/make_shared.hpp>
@@ -30,15 +32,23 @@ TEST(Matching, JoinsTheRecordsByNameWhereThereIsAContext) {
     std::vector<std::pair<std::string, std::uint32_t>> dxgi;  // names and devices
     std::vector<std::pair<std::string, std::string>> wmi;     // names and driver versions
     const char* objects;
+    const char* log = "";
   } rows[] = {
       // DXGI's order counts.
       {{"A", "B"}, {{"B", 1}, {"A", 2}}, {{"A", "10"}, {"B", "20"}}, "B:1:20 A:2:10 "},
       // Equal cards are one, but a row that DXGI has no record for makes an object.
       {{"Card"}, {{"Card", 1}, {"Card", 2}}, {{"Card", "a"}, {"Card", "b"}}, "Card:2:b "},
       {{"Card"}, {}, {{"Card", "a"}, {"Card", "b"}}, ":0:a :0:b "},
-      {{"Card"}, {{"card", 1}}, {{"Card ", "a"}, {"", "b"}}, ""},
+      {{"Card"},
+       {{"card", 1}},
+       {{"Card ", "a"}, {"", "b"}},
+       "",
+       "KGX Device for DXGI card not found\nKGX Device for WMI Card  not found\nKGX Device for WMI  not "
+       "found\n"},
   };
+  ztutil::DebugFlag flag{"GPUProwler"};
   for (const auto& row : rows) {
+    const MemoryLogger log;
     GPUContexts contexts;
     for (const std::string& name : row.contexts) contexts[name] = {};
     std::vector<DXGIData> dxgi;
@@ -46,10 +56,14 @@ TEST(Matching, JoinsTheRecordsByNameWhereThereIsAContext) {
     std::vector<WMIData> wmi(row.wmi.size());
     for (std::size_t i = 0; i < wmi.size(); ++i) std::tie(wmi[i].fName, wmi[i].fDriverVersion) = row.wmi[i];
     std::string objects;
-    for (const auto& impl : GPUImplWin::MatchDevices(contexts, dxgi, wmi))
+    ztutil::DebugFlagValue(flag) = 1;
+    const auto impls = GPUImplWin::MatchDevices(contexts, dxgi, wmi);
+    ztutil::DebugFlagValue(flag) = 0;
+    for (const auto& impl : impls)
       objects += impl->GetGLName() + ":" + std::to_string(impl->GetGLRendererID()) + ":" +
                  impl->GetGLDriverVersion() + " ";
     EXPECT_EQ(objects, row.objects);
+    EXPECT_EQ(log.text, row.log);
   }
 }
 
@@ -105,11 +119,13 @@ TEST(Memory, TheLargestOfThreeAnswersCounts) {
     const GPUContexts contexts = {{"Card", {boost::make_shared<FakeContext>("Card", events), {}}}};
     WMIData wmi;
     wmi.fName = "Card";
+    wmi.fCaption = "Caption";
     wmi.fAdapterRAM = row.wmiBytes;
     const auto impls =
         GPUImplWin::MatchDevices(contexts, {DXGI("Card", row.vendor, 0, row.dedicatedMB)}, {wmi});
     EXPECT_EQ(impls.at(0)->GetGLMemoryMB(), row.megabytes) << row.vendor << " " << row.megabytes;
     EXPECT_EQ(events.empty(), row.vendor == kVendorIntel);
+    EXPECT_EQ(impls.at(0)->GetGLCaption(), "Caption");
   }
 }
 

@@ -1,6 +1,8 @@
 #include "gpuprowlertester.h"
 
+#include "gpuprowlerapp.h"
 #include "gputests.h"
+#include "outcome.h"
 #include "zentaratester.h"
 
 #include <kgx/exception.h>
@@ -8,6 +10,8 @@
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
+
+#include <iostream>
 
 namespace {
 
@@ -70,6 +74,38 @@ TEST(Tester, TestsAlternateBetweenGPUsAndAFailureEndsOne) {
   EXPECT_TRUE(gpus.empty());
 }
 
+TEST(App, HasItsOptionsOneLoggerAndOneTester) {
+  struct App : GPUProwlerApp {
+    GPUProwlerTester* CreateTester() override { return nullptr; }  // then there is the usual one
+  } app;
+  EXPECT_EQ(app.GetTimeout(), 4);
+  std::list<std::string> arguments{"-crashAfter=3", "-exit=5", "a",          "-throwAfter=4",
+                                   "-verbose=6",    "-app=H",  "-timeout=7", "-hang=8"};
+  app.ParseArgs(arguments);
+  EXPECT_EQ(arguments, std::list<std::string>{"a"});
+  EXPECT_EQ((std::vector{app.GetCrashAfter(), app.GetThrowAfter(), app.GetExitCode(), app.GetVerbose(),
+                         app.GetTimeout(), app.GetHang()}),
+            (std::vector{3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(app.GetApp() + app.GetProgram(), "H");
+  GPUProwlerTester* const tester = app.GetTester();
+  EXPECT_TRUE(tester != nullptr && app.GetTester() == tester);
+  EXPECT_TRUE(app.GetCrashAfter() == -1 && app.GetThrowAfter() == -1);  // those of the tester
+  app.SetCrashAfter(9);
+  app.SetThrowAfter(10);
+  EXPECT_TRUE(tester->GetCrashAfter() == 9 && tester->GetThrowAfter() == 10);
+  EXPECT_EQ(app.GetLogger(), app.GetLogger());
+  const boost::shared_ptr<ztutil::ZTLogger> logger(app.CreateLogger());
+  EXPECT_EQ(logger->MakePrefix("", 0).substr(0, 8), "# 00000_");
+
+  std::streambuf* const output = std::cout.rdbuf(nullptr);
+  std::streambuf* const errors = std::cerr.rdbuf(nullptr);
+  app.PutComment("lost");
+  EXPECT_EQ(Outcome([&] { app.PutStdout("lost"); }), "runtime: PutStdout failed");
+  EXPECT_EQ(Outcome([&] { app.PutStderr("lost"); }), "runtime: PutStderr failed");
+  std::cout.rdbuf(output);
+  std::cerr.rdbuf(errors);
+}
+
 TEST(Tester, ACrashThatReturnsIsACrashAllTheSame) {
   struct Harmless : Tester {
     void DoCrash() override { ++crashes; }
@@ -78,6 +114,11 @@ TEST(Tester, ACrashThatReturnsIsACrashAllTheSame) {
   tester.SetCrashAfter(0);
   EXPECT_THROW(tester.CountStep(), std::runtime_error);
   EXPECT_EQ(tester.crashes, 1);
+  try {
+    throw 1;
+  } catch (...) {
+    EXPECT_EQ(TextOfCurrentException(), "unknown exception");
+  }
 }
 
 }  // namespace

@@ -41,22 +41,25 @@ TEST(ManagedThread, WaitsNoLongerThanToldAndForgetsWhatHasEnded) {
 TEST(ManagedThread, AbandonedThreadsStayCountedAndAreTold) {
   const std::size_t before = ManagedThread::GetThreadCount();
   MemoryLogger logger;
-  ztutil::DebugFlag flag{"ManagedThreadLog"};
+  ztutil::DebugFlag flag{"ManagedThreadLog"}, appsFlag{"ConsoleAppLog"};
   ztutil::DebugFlagValue(flag) = 1;
   std::promise<void> go;
   const auto wait = [until = go.get_future().share()] { until.wait(); };
   {
-    ManagedThread thread("name");
+    ManagedThread thread("first");
     thread.Start(wait);
+    thread.SetName("second");
     thread.Start(wait);  // gives the first one up
     EXPECT_EQ(ManagedThread::GetThreadCount(), before + 2);
     go.set_value();
     thread.Join();
     EXPECT_EQ(ManagedThread::GetThreadCount(), before + 1);
   }
-  ztutil::DebugFlagValue(flag) = 0;
   EXPECT_EQ(ManagedThread::GetThreadCount(), before + 1);
-  EXPECT_EQ(logger.text, "thread name was abandoned\n");
+  std::swap(ztutil::DebugFlagValue(flag), ztutil::DebugFlagValue(appsFlag));
+  ManagedThread(nullptr).Start([] {});
+  ztutil::DebugFlagValue(appsFlag) = 0;
+  EXPECT_EQ(logger.text, "thread second was abandoned\nthread  was abandoned\n");
 }
 
 TEST(ThreadName, IsTheIdUntilItIsSetAndTheLastOneSet) {

@@ -20,19 +20,49 @@ TEST(OpenCLDevice, TypedInfoChecksTheTypeAndStartsAtZero) {
 }
 
 // The second of the two calls that an enumeration makes may tell another number than the first.
-TEST(OpenCLPlatform, ListsWhatTheDriverGaveAndNoMore) {
+TEST(OpenCL, ListsWhatTheDriverGaveAndNoMore) {
   const FakeCL cl;
+  static cl_int status;
   static cl_uint promised;
-  FakeCL::Table().clGetDeviceIDs = [](cl_platform_id, cl_device_type, cl_uint, cl_device_id* ids,
-                                      cl_uint* count) -> cl_int {
-    *count = ids == nullptr ? promised : 1;
-    return CL_SUCCESS;
+  static constexpr auto answer = [](bool first, cl_uint* count) {
+    *count = first ? promised : 1;
+    return first ? status : CL_SUCCESS;
   };
-  const Platform platform(nullptr);
-  promised = 4096;
-  EXPECT_EQ(platform.devices(CL_DEVICE_TYPE_GPU).size(), 1u);
-  promised = 4097;
-  EXPECT_EQ(Message([&] { platform.devices(CL_DEVICE_TYPE_GPU); }), "clGetDeviceIDs gives a size of 4097");
+  FakeCL::Table().clGetDeviceIDs = [](cl_platform_id, cl_device_type, cl_uint, cl_device_id* ids,
+                                      cl_uint* count) { return answer(ids == nullptr, count); };
+  FakeCL::Table().clGetPlatformIDs = [](cl_uint, cl_platform_id* ids, cl_uint* count) {
+    return answer(ids == nullptr, count);
+  };
+  const auto told = [](auto list) {
+    std::string text;
+    const std::string failure = Message([&] { text = std::to_string(list().size()); });
+    return text.empty() ? failure : text;
+  };
+  const struct {
+    cl_int status;
+    cl_uint promised;
+    const char *devices, *platforms;
+  } rows[] = {{0, 0, "0", "0"},
+              {0, 4096, "1", "1"},
+              {0, 4097, "clGetDeviceIDs gives a size of 4097", "clGetPlatformIDs gives a size of 4097"},
+              {-1, 2, "0", "clGetPlatformIDs failed: -1"},
+              {-1001, 2, "clGetDeviceIDs failed: -1001", "0"}};
+  for (const auto& row : rows) {
+    status = row.status;
+    promised = row.promised;
+    EXPECT_EQ(told([] { return Platform(nullptr).devices(CL_DEVICE_TYPE_GPU); }), row.devices);
+    EXPECT_EQ(told([] { return platforms(); }), row.platforms);
+  }
+}
+
+TEST(OpenCL, IsALibraryWithAllItsFunctions) {
+  EXPECT_FALSE(Library::IsOpenCLAvailable("no such library"));
+  EXPECT_FALSE(Library::IsOpenCLAvailable("libEGL.so.1"));
+}
+
+TEST(Exception, HasATextInAnyCase) {
+  EXPECT_STREQ(KGX::LogicalException().what(), "KGX exception without a message");
+  EXPECT_STREQ(KGX::LogicalException("x").what(), "x");
 }
 
 }  // namespace

@@ -127,6 +127,9 @@ TEST(WinHandle, APipesEndIsItsWritersAndFailuresArePlain) {
   EXPECT_EQ(pipe.in.ReadSome(bytes, 8), 4u);
   EXPECT_EQ(pipe.in.ReadSome(bytes, 8), 0u);
   Pipe unread;
+  ztutil::WinHandle far(unread.raw[1] | ztutil::NativeHandle{1} << 33, false,
+                        nullptr);  // no handle is so large
+  EXPECT_EQ(Outcome([&] { far.Write("x", 1); }), kWriteFailed);
   unread.in.Close();
   EXPECT_EQ(Outcome([&] { unread.out.Write("x", 1); }), kWriteFailed);
   Pipe gone;

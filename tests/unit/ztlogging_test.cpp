@@ -1,4 +1,5 @@
 #include "memorylogger.h"
+#include "outcome.h"
 #include "ownhome.h"
 #include "testsystem.h"
 
@@ -36,6 +37,8 @@ TEST(Logging, TextsAreBuiltOnlyForAFlagThatIsOnAndALoggerThatListens) {
     logger.enabled = enabled;
     ZT_LOG(gFlag, "text " << ++built);
   }
+  logger.undecided = true;
+  ZT_LOG(gFlag, "text " << ++built);
   EXPECT_EQ(logger.text, "text 1\n");
 }
 
@@ -47,6 +50,7 @@ const int kWord = std::ios_base::xalloc();
 
 TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
   MemoryLogger logger;
+  const std::locale former = std::locale::global(std::locale(std::locale(), new Grouped));  // isn't the log's
   const auto inner = [] {
     ZT_LOG(gFlag, "inner " << std::oct << 8);
     return 255;
@@ -62,6 +66,7 @@ TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
     return stream << ++stream.iword(kWord);
   };
   for (int i = 0; i < 2; ++i) ZT_LOG(gFlag, 12.3456789 << ' ' << +spoil << ' ' << 1234567);
+  std::locale::global(former);
   EXPECT_EQ(logger.text, "inner 10\nouter ff\n\n255 0.123457  1\n12.3457 1 1_234_567\n12.3457 1 1_234_567\n");
 }
 
@@ -92,13 +97,20 @@ TEST(Logging, TheDeltaIsTheTimeSinceTheMessageBefore) {
   ztutil::SetClockBias(7.5);
   ZT_LOG(gFlag, "c");
   ztutil::SetClockBias(0.0);
+  double previous = 0.0, current = 0.0;
+  logger.GetPreviousTime(previous);
+  logger.GetCurrentTime(current);
+  EXPECT_EQ(static_cast<int>((current - previous) * 2.0), 15);
   EXPECT_TRUE(Matches(logger.text, R"(\(\+00\.000\) a\n\(-123\.\d{3}\) b\n\(\+07\.5\d\d\) c\n)"));
 }
 
 TEST(Logging, ALineIsEndedOnce) {
   MemoryLogger logger;
   for (const char* const text : {"a", "b\n", "c\r", "", "\n"}) ZT_LOG(gFlag, text);
-  EXPECT_EQ(logger.text, "a\nb\nc\r\n\n");
+  const char* volatile text = nullptr;
+  logger.Print("", 0, "%s", text);
+  logger.Print("", 0, "%d%%", 5);
+  EXPECT_EQ(logger.text, "a\nb\nc\r\n\n(null)\n5%\n");
 }
 
 TEST(Logging, TheNewestLoggerGetsItAll) {
@@ -117,6 +129,34 @@ TEST(Logging, TheNewestLoggerGetsItAll) {
   EXPECT_EQ(below.text, "00000 Activating new logger memory\n00001 below\n");
 }
 
+TEST(Logging, EachLoggerHasANameAndLearnsThePlaceInTheSource) {
+  struct Placing : MemoryLogger {
+    std::string MakePrefix(const char* file, int line) override {
+      return line > 0 ? std::string(file) + ' ' : "";
+    }
+  } below;
+  for (std::FILE* const stream : {stdout, stderr, static_cast<std::FILE*>(nullptr)})
+    const ztutil::ZTStdioLogger logger(stream);
+  EXPECT_EQ(ztutil::ZTDebugStrLogger().GetEndOfLine(), "\r\n");
+  ztutil::DebugFlag flag{"BINIO_LOG"};
+  ztutil::DebugFlagValue(flag) = 1;
+  ztutil::WinHandle(ztutil::kInvalidHandle, true, nullptr).Reset(0, false, nullptr);
+  ztutil::DebugFlagValue(flag) = 0;
+  ZT_LOG(gFlag, "here");
+  const std::string said = "ztutil/sources/all/ztlogging Activating new logger ";
+  EXPECT_EQ(below.text, said + "stdout\n" + said + "stderr\n" + said + "FILE*\n" + said + "DebugStr\n" +
+                            "ztutil/sources/win/winhandle WinHandle::Reset closing 0xffffffffffffffff\n" +
+                            "tests/unit/ztlogging_test.cpp here\n");
+  EXPECT_EQ(below.GetExtraText(), "");
+  for (const auto& [path, name] : {std::pair("a/b\\c.cpp", "c.cpp"),
+                                   {"a\\b/c", "c"},
+                                   {"a/b//", "b//"},
+                                   {"//", "//"},
+                                   {"a", "a"},
+                                   {static_cast<const char*>(nullptr), ""}})
+    EXPECT_EQ(below.GetBaseName(path), name);
+}
+
 TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
   MemoryLogger below(ZTLogger::kLogSequence);
   {
@@ -124,10 +164,15 @@ TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
     for (const char* const text : {"a", "b", "c"}) ZT_LOG(gFlag, text);
   }
   { const ztutil::SingleLineLogger silent("silent"); }
-  EXPECT_THROW(ZTLogger::Above(nullptr)->Flush(), std::runtime_error);  // there is none
-  EXPECT_EQ(
-      below.text,
-      "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n");
+  {
+    const ztutil::SingleLineLogger lost("lost");
+    below.broken = true;
+    ZT_LOG(gFlag, "text");
+  }
+  EXPECT_EQ(Outcome([] { ZTLogger::Above(nullptr)->Flush(); }), "runtime: Stackable: nullptr");
+  EXPECT_EQ(below.text,
+            "00000 Activating new logger SingleLineLogger\n00001 a b c\n00001 Activating new logger silent\n"
+            "00002 Activating new logger lost\n");
 }
 
 TEST(Logging, WhoeverMakesALoggerHoldsUpNobodyBeforeAndAfter) {
@@ -160,9 +205,10 @@ TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
     ZT_LOG(gFlag, "text");
   }
   logger.broken = false;
-  for (int i = 0; i < 2; ++i) EXPECT_THROW(logger.Outdent(), std::length_error);  // below 0, where it stays
+  for (int i = 0; i < 2; ++i)  // below 0, where it stays
+    EXPECT_EQ(Outcome([&] { logger.Outdent(); }), "other: string too long");
   { ZT_LOG_SCOPE(gFlag, "scope"); }
-  EXPECT_THROW(logger.Indent(), std::length_error);
+  EXPECT_EQ(Outcome([&] { logger.Indent(); }), "other: string too long");
   logger.Indent();
   ZT_LOG(gFlag, "text");
   EXPECT_EQ(logger.text, "BEGIN scope\ntext\n");

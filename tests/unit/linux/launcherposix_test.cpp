@@ -1,8 +1,10 @@
 // What a launcher does on POSIX systems alone.
+#include "../memorylogger.h"
 #include "../outcome.h"
 #include "../ownhome.h"
 #include "../testchild.h"
 
+#include <ztutil/debugflag.h>
 #include <ztutil/widetext.h>
 
 #include <boost/filesystem.hpp>
@@ -10,11 +12,13 @@
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
+#include <regex>
 #include <thread>
 
 namespace {
@@ -34,7 +38,17 @@ TEST(LauncherPosix, EndsAreSignalsOrStatuses) {
       {"crash", "1 77", "signal 11 (SIGSEGV)"},
       {"signal:9", "1 77", "signal 9 (SIGKILL)"},
       {"signal:40", "1 77", "signal 40"},
+      // What the host does about its signals is its own affair, but for what it ignores.
+      {"signal:10", "1 77", "signal 10 (SIGUSR1)"},
+      {"signal:12", "0 0", "exit status 0"},
+      {"signal:13", "1 77", "signal 13 (SIGPIPE)"},
   };
+  std::signal(SIGUSR1, [](int) {});
+  for (const int number : {SIGUSR2, SIGPIPE}) std::signal(number, SIG_IGN);
+  sigset_t usr1;
+  sigemptyset(&usr1);
+  sigaddset(&usr1, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &usr1, nullptr);
   const auto launcher = CreateLauncher();
   for (const auto& row : rows) {
     EXPECT_EQ(RunChild(*launcher, {row.action}), row.end) << row.action;
@@ -43,6 +57,10 @@ TEST(LauncherPosix, EndsAreSignalsOrStatuses) {
   RunChild(*launcher, {"crash"});
   launcher->Kill();
   EXPECT_EQ(WaitFor(*launcher), "1 77");  // the kill was too late
+  sigset_t blocked;
+  pthread_sigmask(SIG_UNBLOCK, &usr1, &blocked);
+  EXPECT_TRUE(sigismember(&blocked, SIGUSR1) == 1 && sigismember(&blocked, SIGUSR2) == 0);  // as before
+  for (const int number : {SIGUSR1, SIGUSR2, SIGPIPE}) std::signal(number, SIG_DFL);
 }
 
 TEST(LauncherPosix, ArgumentsArriveByteForByte) {
@@ -69,19 +87,46 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
     const char* refusal;
   } rows[] = {
       {link, path, ""},
-      {name, "/no:" + OwnHome(), ""},
+      {name, "/no:" + file + ":" + OwnHome(), ""},
+      {"true", "unset", ""},
       {"./" + name, OwnHome(), "No such file or directory"},
       {file, path, "Permission denied"},
       {"file", OwnHome() + ":/no", "Permission denied"},
       {script, path, "Exec format error"},
   };
   for (const auto& row : rows) {
-    setenv("PATH", row.searched.c_str(), 1);
+    row.searched == "unset" ? unsetenv("PATH") : setenv("PATH", row.searched.c_str(), 1);
     const auto launch = [&] { launcher->Launch(ztutil::WideFromUTF8(row.program), {}); };
     EXPECT_EQ(Outcome(launch), *row.refusal == '\0' ? "" : kCreateProcessFailed);
     EXPECT_EQ(launcher->GetStartError(), row.refusal) << row.program;
   }
   setenv("PATH", rows[0].searched.c_str(), 1);
+}
+
+TEST(LauncherPosix, TheLogTellsOfThePipesAndWhatTheSystemSaysOfAFailure) {
+  const MemoryLogger logger;
+  ztutil::DebugFlag flags[] = {{"ConsoleAppLog"}, {"BINIO_LOG"}};
+  for (ztutil::DebugFlag& flag : flags) ztutil::DebugFlagValue(flag) = 1;
+  const auto launcher = CreateLauncher();
+  const auto launch = [&] { launcher->Launch(L"/none", {}); };
+  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "runtime: TerminateProcess failed");
+  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
+  EXPECT_EQ(Outcome(launch), kCreateProcessFailed);
+  rlimit former{};
+  getrlimit(RLIMIT_NOFILE, &former);
+  const rlimit none{0, former.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(Outcome(launch), "runtime: CreatePipe failed");
+  setrlimit(RLIMIT_NOFILE, &former);
+  for (ztutil::DebugFlag& flag : flags) ztutil::DebugFlagValue(flag) = 0;
+  const string closing = "WinHandle::Reset closing #\n", closings = closing + closing + closing;
+  EXPECT_EQ(
+      std::regex_replace(logger.text, std::regex("0x0{15}\\w"), "#"),
+      "TerminateProcess failed: kill failed: No such process\n"
+      "WaitForSingleObject failed: waitid failed: No child processes\n"
+      "childStdinRd=# childStdinWr=#\nchildStdoutRd=# childStdoutWr=#\nchildStderrRd=# childStderrWr=#\n"
+      "CreateProcessW failed: execve failed: No such file or directory\n" +
+          closings + closings + "CreatePipe failed: pipe2 failed: Too many open files\n");
 }
 
 TEST(LauncherPosix, SignalsDoNotInterruptAWait) {

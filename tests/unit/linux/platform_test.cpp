@@ -1,6 +1,7 @@
 #include "system/platform.h"
 
 #include "../ownhome.h"
+#include "../testsystem.h"
 #include "system/standardstreams.h"
 
 #include <ztutil/logsinks.h>
@@ -12,13 +13,17 @@
 #include <pwd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -91,6 +96,25 @@ TEST(StdioLogger, ASlowReaderAndSignalsLoseNoLine) {
   }
 }
 
+TEST(StandardStreams, TakeWhatStandsInTheirPlace) {
+  std::stringbuf text;
+  std::streambuf* const former = std::cout.rdbuf(&text);
+  std::cout.setstate(std::ios::badbit);  // of what failed before
+  EXPECT_TRUE(ztutil::WriteStdoutLine("a"));
+  std::cout.rdbuf(nullptr);
+  EXPECT_FALSE(ztutil::WriteStdoutLine("b"));
+  std::cout.rdbuf(former);
+  EXPECT_EQ(text.str(), "a\n");
+  char bytes[9] = "";
+  std::FILE* const memory = fmemopen(bytes, sizeof bytes, "w");
+  EXPECT_TRUE(ztutil::WriteWhole(memory, "ab\n"));
+  EXPECT_FALSE(ztutil::WriteWhole(memory, "too long\n"));
+  std::rewind(memory);
+  EXPECT_TRUE(ztutil::WriteWhole(memory, "c\n"));  // behind the piece of the line that is lost
+  std::fclose(memory);
+  EXPECT_EQ(std::string(bytes, 3), "\nc\n");
+}
+
 TEST(StdioLogger, APieceOfALostLineIsEndedByTheNext) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit former{};
@@ -127,16 +151,39 @@ TEST(FileToAddTo, IsNoWayToAnother) {
     EXPECT_EQ(ztutil::platform::OpenForAppending(path), nullptr);
     std::remove(path.c_str());
   }
+  // Another's file is theirs in their own folder alone.
+  if (chown(other.c_str(), 1, 1) != 0) GTEST_SKIP() << "may not give files away";
+  EXPECT_EQ(ztutil::platform::OpenForAppending(other), nullptr);
+  EXPECT_EQ(chown(OwnHome().c_str(), 1, 1), 0);
+  std::FILE* const file = ztutil::platform::OpenForAppending(other);
+  EXPECT_EQ(chown(OwnHome().c_str(), 0, 0), 0);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(StateOf(fileno(file)), "own");
+  std::fclose(file);
+}
+
+TEST(InstalledRAM, IsTheSystems) {
+  struct sysinfo info {};
+  ASSERT_EQ(sysinfo(&info), 0);
+  EXPECT_EQ(ztutil::platform::InstalledRAM(), info.totalram * info.mem_unit);
 }
 
 TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
   mkdir((OwnHome() + "/.config").c_str(), 0700);
   const std::string file = WriteInHome(".config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/my/Desktop\"\n");
-  EXPECT_EQ(ztutil::platform::UserDirectory(), OwnHome() + "/my");
+  const std::string home = OwnHome(), config = home + "/.config", users = getpwuid(getuid())->pw_dir;
+  for (const auto& [homeIs, configIs, directory] : {std::tuple(home, std::string(), home + "/my"),
+                                                    {home, "relative", home + "/my"},
+                                                    {home, "/none", home},
+                                                    {"/elsewhere", config, "/elsewhere/my"},
+                                                    {"", "/none", users}}) {
+    setenv("HOME", homeIs.c_str(), 1);
+    setenv("XDG_CONFIG_HOME", configIs.c_str(), 1);
+    EXPECT_EQ(ztutil::platform::UserDirectory(), directory) << configIs;
+  }
+  setenv("HOME", home.c_str(), 1);
+  unsetenv("XDG_CONFIG_HOME");
   std::remove(file.c_str());
-  unsetenv("HOME");
-  EXPECT_EQ(ztutil::platform::UserDirectory(), getpwuid(getuid())->pw_dir);
-  setenv("HOME", OwnHome().c_str(), 1);
 }
 
 TEST(ThreadName, IsCutToTheSystemsRoom) {

@@ -7,9 +7,15 @@
 #include <ztutil/fmt.h>
 #include <ztutil/gpuimplwin.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -17,6 +23,37 @@
 #include <tuple>
 #include <utility>
 #include <vector>
+
+// What a driver of the kernel says when it is asked for its bytes of memory; 0 where it refuses.
+static std::uint64_t gAnswer;
+
+// The system's, in whose place regular files are the nodes of drivers. The requests are the kernel's.
+extern "C" int ioctl(int file, unsigned long request, ...) {
+  std::va_list arguments;
+  va_start(arguments, request);
+  auto* const record = va_arg(arguments, std::uint64_t*);
+  va_end(arguments);
+  struct stat status {};
+  const bool isOwn = fcntl(file, F_GETFD) == FD_CLOEXEC && (fcntl(file, F_GETFL) & O_NONBLOCK) != 0;
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || !isOwn || gAnswer == 0)
+    return static_cast<int>(syscall(SYS_ioctl, file, request, record));
+  // How long the list of regions is, and then the list itself: a head with their count, and the only one.
+  const auto listRegions = [](std::uint32_t& size, std::uint64_t list, std::uint32_t head) {
+    auto* const bytes = reinterpret_cast<char*>(list);
+    if (size != 0) bytes[0] = bytes[head] = 1;
+    if (size != 0) std::memcpy(bytes + head + 8, &gAnswer, sizeof gAnswer);
+    size = head + 88;
+  };
+  auto* const halves = reinterpret_cast<std::uint32_t*>(record);
+  if (request == 0xC018645C) record[1] = gAnswer;                    // radeon's GEM_INFO
+  if (request == 0xC0106440 && record[0] == 8) record[1] = gAnswer;  // nouveau's GETPARAM
+  if (request == 0xC0286440 && record[0] == 0 && halves[2] == 1)
+    listRegions(halves[3], record[2], 8);  // xe's DEVICE_QUERY
+  if (request != 0xC0106479 || halves[0] != 1) return 0;
+  auto* const item = reinterpret_cast<std::uint64_t*>(record[1]);  // of i915's QUERY
+  if (item[0] == 4) listRegions(reinterpret_cast<std::uint32_t*>(item)[2], item[2], 16);
+  return 0;
+}
 
 namespace {
 
@@ -92,6 +129,10 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
   EXPECT_EQ(nameOfAMD(), "Radeon");
   tree.Write("sys/devices/pci0000:00/0000:03:00.0/product_name", "Instinct \"MI\"\n");
   EXPECT_EQ(nameOfAMD(), "Instinct MI");
+  tree.Write("proc/driver/nvidia/gpus/10000:01:00.0/information", "Model: \t\t Unknown\n");
+  EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).at(2).name, "PCI 10de:2206");
+  KGX::IdDatabases databases(Roots(tree));
+  EXPECT_EQ(KGX::AdapterName(tree.Path("sys"), databases), "unknown adapter");
 }
 
 // The numbers of the cards count, whatever their places, and then the places of those without one.
@@ -124,27 +165,36 @@ TEST(SysfsAdapters, TheOrderOfAServerAndWhatDrivesADisplay) {
             KGX::ResolvedPath(tree.Path("sys/bus/pci/devices/0000:82:00.0")));
 }
 
-// What a device node would tell needs a kernel driver behind it; this one can be opened, and has no answer.
-TEST(SysfsAdapters, MemoryByFiles) {
-  for (const auto& [driver, slot, megabytes] :
-       std::vector<std::tuple<string, string, std::uint64_t>>{{"amdgpu", "0000:01:00.0", 7},
-                                                              {"xe", "0000:03:00.0", 16385},
-                                                              {"xe", "0000:00:02.0", 0},
-                                                              {"i915", "0000:03:00.0", 0},
-                                                              {"radeon", "0000:01:00.0", 0},
-                                                              {"vmwgfx", "0000:00:0f.0", 0}}) {
+TEST(SysfsAdapters, MemoryByFilesAndByTheDriversAnswers) {
+  const auto opened = [] { return KGX::ListDirectory("/proc/self/fd").size(); };
+  const std::size_t openedBefore = opened();
+  for (const auto& [driver, slot, answer, megabytes] :
+       std::vector<std::tuple<string, string, std::uint64_t, std::uint64_t>>{
+           {"amdgpu", "0000:01:00.0", 1, 7},
+           {"xe", "0000:03:00.0", 0, 16385},
+           {"xe", "0000:00:02.0", 1, 0},
+           {"xe", "0000:03:00.0", 2, 2},
+           {"i915", "0000:03:00.0", 3, 3},
+           {"i915", "0000:03:00.0", 0, 0},
+           {"radeon", "0000:01:00.0", 4, 4},
+           {"radeon", "0000:01:00.0", 0, 0},
+           {"nouveau", "0000:01:00.0", 5, 5},
+           {"nouveau", "0000:01:00.0", 0, 0},
+           {"vmwgfx", "0000:00:0f.0", 6, 0}}) {
     SystemTree tree;
-    tree.AddCard(tree.AddDevice(slot, "8086:56a0 030000", driver,
-                                {{"resource", "0x0 0xfffff 0x0\n0x0 0x1fffff 0x0\n0x0 0x3fffff 0x0"},
-                                 {"mem_info_vram_total", "7340032"},
-                                 {"tile0/physical_vram_size_bytes", "0x400000000"},
-                                 {"tile1/physical_vram_size_bytes", "0x100000"}}),
-                 0, 128);
+    const string device = tree.AddDevice(slot, "8086:56a0 030000", driver,
+                                         {{"resource", "0x0 0xfffff 0x0\n0x0 0x1fffff 0x0\n0x0 0x3fffff 0x0"},
+                                          {"mem_info_vram_total", "7340032"}});
+    tree.AddCard(device, 0, 128);
+    if (answer == 0) tree.Write(device + "/tile0/physical_vram_size_bytes", "0x400000000");
+    if (answer == 0) tree.Write(device + "/tile1/physical_vram_size_bytes", "0x100000");
     tree.Write("dev/dri/renderD128", "");
+    gAnswer = answer << 20;
     const auto adapter = ztutil::FindSysfsAdapters(Roots(tree)).at(0);
     EXPECT_EQ(adapter.dedicatedMemory >> 20, megabytes) << driver << " " << slot;
     EXPECT_EQ(adapter.sharedMemory != 0, megabytes != 0 || slot == "0000:00:02.0") << driver << " " << slot;
   }
+  EXPECT_EQ(opened(), openedBefore);
 }
 
 // A module of the kernel has the kernel's day, whether it has a version of its own or not.
@@ -190,8 +240,10 @@ TEST(SysfsAdapters, BrokenFilesMakeNoWrongRecords) {
   for (const string& file : files) {
     std::filesystem::rename(file, file + ".aside");
     for (const string& content :
-         {string("missing"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
-      if (content != "missing") std::ofstream(file, std::ios::binary) << content;
+         {string("missing"), string("pipe"), string(), string("\0\xff\x01", 3), string(100000, '7')}) {
+      std::filesystem::remove(file);
+      if (content == "pipe") mkfifo(file.c_str(), 0600);
+      if (content != "missing" && content != "pipe") std::ofstream(file, std::ios::binary) << content;
       for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree)))
         EXPECT_TRUE(isRight(adapter)) << file << ": " << adapter.name;
     }

@@ -11,6 +11,8 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstddef>
+#include <cstdlib>
 #include <regex>
 #include <thread>
 
@@ -27,6 +29,19 @@ TEST(TempFile, HasANameOfItsOwnAndTheUsersRights) {
   struct stat status {};
   EXPECT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777u, 0600u);
+  UseForTemporaryFiles("");
+  EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
+  unsetenv("TMPDIR");
+  EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
+  const boost::filesystem::path former = boost::filesystem::current_path(), gone = OwnHome() + "/gone";
+  boost::filesystem::create_directory(gone);
+  boost::filesystem::current_path(gone);
+  boost::filesystem::remove(gone);
+  UseForTemporaryFiles("relative");
+  EXPECT_EQ(Outcome([] { ztutil::GetTempDirectory(); }),
+            "other: GetTempPathW failed: No such file or directory");
+  boost::filesystem::current_path(former);
+  UseForTemporaryFiles(OwnHome());
 }
 
 // Windows refuses it as well; Wine doesn't.

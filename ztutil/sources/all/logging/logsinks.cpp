@@ -50,9 +50,11 @@ ZTFileLogger::ZTFileLogger(const Hold&) : ZTLogger(kLogFile) {
 ZTFileLogger::~ZTFileLogger() {
   Leave();
   ZTFileLogger::Flush();
-  const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());  // another logger may have the file
-  boost::system::error_code error;
-  if (boost::filesystem::is_empty(fPath, error) && !error) boost::filesystem::remove(fPath, error);
+  try {
+    const boost::lock_guard<boost::recursive_mutex> lock(LoggingMutex());  // another logger may have the file
+    if (boost::filesystem::is_empty(fPath)) boost::filesystem::remove(fPath);
+  } catch (...) {
+  }
 }
 
 void ZTFileLogger::Flush() {

@@ -1,0 +1,84 @@
+// What callers of logging and of plain texts get when memory runs out, at whichever of their allocations.
+#include "memorylogger.h"
+#include "system/standardstreams.h"
+
+#include <ztutil/channelbase.h>
+#include <ztutil/winhandle.h>
+#include <ztutil/ztlogging.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+namespace {
+
+// How many allocations of this thread succeed from now on, all where it is negative; and whether one has
+// failed.
+thread_local int gLeft = -1;
+thread_local bool gLacked = false;
+
+// By a pointer, or the compiler takes it for another's than the allocation's.
+void (*volatile gFree)(void*) = std::free;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  gLacked = gLacked || gLeft == 0;
+  void* const memory = gLeft == 0 ? nullptr : std::malloc(size + 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  gLeft -= gLeft > 0 ? 1 : 0;
+  return memory;
+}
+
+void operator delete(void* memory) noexcept { gFree(memory); }
+void operator delete(void* memory, std::size_t) noexcept { gFree(memory); }
+
+namespace {
+
+ztutil::DebugFlag gFlag{"OutOfMemoryTest", 1};
+
+// What comes of an action as long as it lacks memory: its own letters, or an 'x' for an exception.
+std::string Outcomes(const std::function<char()>& action) {
+  std::string all;
+  for (int left = 0;; ++left) {
+    char outcome = 'x';
+    gLacked = false;
+    gLeft = left;
+    try {
+      outcome = action();
+    } catch (const std::bad_alloc&) {
+    }
+    gLeft = -1;
+    if (!gLacked) return all;
+    if (all.find(outcome) == std::string::npos) all += outcome;
+  }
+}
+
+TEST(OutOfMemory, FailsTextsAndLinesAndNoCaller) {
+  const std::string longText(100, 't');
+  MemoryLogger logger;
+  EXPECT_EQ(Outcomes([&] { return ztutil::WinErrorText(longText.c_str(), 2) == longText ? 't' : '-'; }),
+            "-t");
+  EXPECT_EQ(Outcomes([&] { return ztutil::WriteStderrLine(longText) ? 't' : '-'; }), "-");
+  EXPECT_EQ(Outcomes([] {
+              ztutil::DebugFlag flag{"another flag with a long name"};
+              return ztutil::DebugFlagValue(flag) == 0 ? '-' : 'f';
+            }),
+            "-");
+  EXPECT_EQ(Outcomes([&] {
+              ZT_LOG(gFlag, longText << 1);
+              ZT_LOG_SCOPE(gFlag, longText << 2);
+              return '-';
+            }),
+            "-");
+  // These can't be made without any, but they can without what they hold or say.
+  EXPECT_EQ(Outcomes([&] { return ztutil::XUnderrun(8, "ABCDEFGH").fHasData ? 'd' : '-'; }), "x-");
+  const auto log = [] { return ztutil::ZTFileLogger().IsEnabled() ? '-' : 'd'; };
+  EXPECT_EXIT(std::_Exit(Outcomes(log) == "x-" ? 0 : 1), testing::ExitedWithCode(0), "");
+  ZT_LOG(gFlag, "still at its depth");
+  EXPECT_NE(logger.text.find("\nstill at its depth\n"), std::string::npos);
+}
+
+}  // namespace
