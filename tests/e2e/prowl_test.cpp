@@ -16,11 +16,11 @@ const string kChild = BuildFile("bin/rigchild");
 TEST(ProwlTest, TellsFindingsByGPU) {
   const JSON document = RunProwlForJSON(Drivers(), {});
   EXPECT_EQ(document["ending"], "status 0");
-  for (const JSON& line : document["stdout"]["lines"])
+  for (const JSON& line : document["runs"][0]["stdout"]["lines"])
     EXPECT_EQ(line["kind"], line["text"].get<string>().find("gputag.") == 0 ? "symbol" : "finding") << line;
   for (const Step& step : CleanSteps()) {
     const JSON& gpu = document["gpus"][step.gpu == "clgpu[0]" ? 1 : 0];
-    const JSON& found = step.gpu.empty() ? document["run"] : gpu["findings"];
+    const JSON& found = step.gpu.empty() ? document["runs"][0]["report"] : gpu["report"];
     const string key = step.key.substr(step.gpu.empty() ? 0 : step.gpu.size() + 1);
     EXPECT_EQ(found.contains(key), !step.lines.empty()) << step.key;
   }
@@ -30,20 +30,21 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
   const struct {
     string prober, arguments, verdict, path, value;
   } rows[] = {
-      {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/asked/0", "KGXOGLInitialized"},
-      {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/exitStatus", "0"},
-      {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/stdout/unfinished", "prowlerEnd="},
-      {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/lastLine", "x"},
-      {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/notes/0",
+      {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/runs/0/asked/0", "KGXOGLInitialized"},
+      {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
+      {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
+       "prowlerEnd="},
+      {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
+      {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
        "something that the prober has started holds its output open, which was read no longer"},
-      {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/stdout/lines/0/kind", "other"},
-      {kChild, "-- say:\xFF crash", "crashed: status 4", "/lastLine", "\uFFFD"},
+      {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/runs/0/stdout/lines/0/kind", "other"},
+      {kChild, "-- say:\xFF crash", "crashed: status 4", "/runs/0/lastLine", "\uFFFD"},
       {"env", "-- --ignore-signal=CHLD " + BuildFile("bin/prowl") + " --prober " + kChild + " -- exit:7",
-       "finished-with-failures: status 2", "/exitStatus",
+       "finished-with-failures: status 2", "/runs/0/exitStatus",
        "3"},  // the inner one has seen its prober end early
-      {"/none/gpuprowler", "", "not-started: status 6", "/end",
+      {"/none/gpuprowler", "", "not-started: status 6", "/runs/0/end",
        "No such file or directory (Launcher: CreateProcessW failed)"},
-      {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/end",
+      {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/runs/0/end",
        "Permission denied (Launcher: CreateProcessW failed)"},
   };
   for (const auto& row : rows) {

@@ -112,8 +112,9 @@ Run RunOnce(const Call& call, const Action& action, double bound) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   std::ifstream file(trace);
   const bool reached = std::count(std::istream_iterator<string>(file), {}, call.function) >= call.number;
-  Outcome outcome{TextsOf(document["stdout"]), document["stdout"]["unfinished"], "", document["verdict"]};
-  for (const string& line : TextsOf(document["stderr"])) outcome.errors += line + "\n";
+  const JSON& run = document["runs"][0];
+  Outcome outcome{TextsOf(run["stdout"]), run["stdout"]["unfinished"], "", run["verdict"]};
+  for (const string& line : TextsOf(run["stderr"])) outcome.errors += line + "\n";
   return {drivers, document, outcome, bound, seconds, reached};
 }
 
@@ -151,7 +152,7 @@ void CheckError(const Run& run) {
   });
   Require(missing != sound.end(), "no answer is missing");
   const string key = KeyOf(*missing);
-  bool named = Contains(run.document["asked"], key);
+  bool named = Contains(run.document["runs"][0]["asked"], key);
   for (const JSON& gpu : run.document["gpus"]) named = named || Contains(gpu["failed"], key);
   Require(named, key + " has failed and isn't named");
 }
@@ -166,7 +167,7 @@ void CheckReport(const Call& call, const Action& action, const Run& run) {
     expected.errors = kNoise + "\n";
   }
   RequireSame(run.outcome, expected);
-  const JSON& asked = run.document["asked"];
+  const JSON& asked = run.document["runs"][0]["asked"];
   Require(ends ? Contains(asked, call.question) : asked.empty(), "asked is " + asked.dump());
 }
 
@@ -177,7 +178,7 @@ void Check(const Call& call, const Action& action, const Run& run) {
     CheckError(run);
   else
     CheckReport(call, action, run);
-  Require(run.document["notes"].empty(), run.document["notes"].dump());
+  Require(run.document["runs"][0]["notes"].empty(), run.document["runs"][0]["notes"].dump());
   Require(run.seconds < run.bound + kKillSeconds, "the verdict came too late");
   Require(action.name != "hang" || run.seconds >= run.bound, "the verdict came too early");
   Require(action.name != "slow" || run.seconds >= kSlowSeconds, "the verdict came too early");

@@ -1,7 +1,6 @@
 // prowl: runs the prober, and tells a person what happened.
 #include "hostplatform.h"
 #include "outlet.h"
-#include "presentation.h"
 #include "progress.h"
 
 #include <ztutil/clock.h>
@@ -11,6 +10,7 @@
 #include <ztutil/winhandle.h>
 
 #include <CLI/CLI.hpp>
+#include <gpuprowler/answer.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -30,6 +30,8 @@ constexpr char kStatuses[] =
     "hung and\n"
     "was killed, 6 it could not start, 7 it was interrupted; 1 prowl itself failed.";
 
+constexpr int kStatusError = static_cast<int>(gpuprowler::Verdict::kLost);
+
 constexpr double kDefaultTimeoutSeconds = 60;
 constexpr double kMaxTimeoutSeconds = 1e6;
 
@@ -38,21 +40,20 @@ constexpr double kHoldSeconds = 0.5;  // what the result has of time before a se
 constexpr double kFlushSeconds = 5;   // what whoever reads our output may take behind the timeout
 
 struct Options {
-  prowl::RunOptions run;
+  gpuprowler::Request request;
   bool json = false;
   bool raw = false;
 };
 
 // Throws CLI::Error, also for the help text.
 void Parse(CLI::App& app, int argc, char** argv, Options& options) {
-  options.run.prober = prowl::platform::ProberBesideUs();
-  options.run.timeoutSeconds = kDefaultTimeoutSeconds;
+  options.request.seconds = kDefaultTimeoutSeconds;
   app.footer(kStatuses);
   app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
-  app.add_option("--prober", options.run.prober, "The prober; a name without a slash is looked for on PATH")
-      ->type_name("PATH")
-      ->capture_default_str();
-  app.add_option("--timeout", options.run.timeoutSeconds, "What the prober may take before it is killed")
+  app.add_option("--prober", options.request.prober,
+                 "The prober; a name without a slash is looked for on PATH. The one beside prowl without it")
+      ->type_name("PATH");
+  app.add_option("--timeout", options.request.seconds, "What the prober may take before it is killed")
       ->type_name("SECONDS")
       ->capture_default_str();
   CLI::Option* const json =
@@ -63,21 +64,21 @@ void Parse(CLI::App& app, int argc, char** argv, Options& options) {
   // The prober's options aren't ours to understand.
   char** const end = argv + argc;
   char** const mark = std::find(argv, end, std::string("--"));
-  if (mark != end) options.run.arguments.assign(mark + 1, end);
+  if (mark != end) options.request.arguments.assign(mark + 1, end);
   app.parse(static_cast<int>(mark - argv), argv);
-  if (!(options.run.timeoutSeconds > 0 && options.run.timeoutSeconds <= kMaxTimeoutSeconds))
+  if (!(options.request.seconds > 0 && options.request.seconds <= kMaxTimeoutSeconds))
     throw CLI::ValidationError("--timeout", "takes a number of seconds above 0, a million at most");
 }
 
 // Standard output and error while the prober's bytes are passed on.
 class Raw {
  public:
-  explicit Raw(prowl::RunOptions& options) {
-    options.passOn = [output = fOutput, errors = fErrors](bool isOutput, const char* bytes,
+  explicit Raw(gpuprowler::Request& request) {
+    request.passOn = [output = fOutput, errors = fErrors](bool isOutput, const char* bytes,
                                                           std::size_t count) {
       (isOutput ? output : errors)->Put(bytes, count);
     };
-    options.ended = [this] {
+    request.passedOn = [this] {
       fOutput->Widen();
       fErrors->Widen();
     };
@@ -119,32 +120,31 @@ int Run(Options options) {
   const double start = ztutil::Now();
   std::optional<prowl::Progress> progress;
   std::optional<Raw> raw;
+  gpuprowler::Request& request = options.request;
+  request.cancellation = std::make_shared<gpuprowler::Cancellation>();
   if (options.raw)
-    raw.emplace(options.run);
+    raw.emplace(request);
   else
     progress.emplace();
-  options.run.tick = [&](double seconds, const prowl::Report& report) {
-    if (progress) progress->Show(seconds, report);
-    return prowl::platform::WasInterrupted();
+  request.event = [&](const gpuprowler::Event& event) {
+    if (progress) progress->Show(event.seconds, event.question);
+    if (prowl::platform::WasInterrupted()) request.cancellation->Cancel();
   };
   prowl::platform::HoldInterrupts();
-  const prowl::RunResult result = RunProber(options.run);
+  const gpuprowler::Answer answer = gpuprowler::Ask(request);
   progress.reset();
 
-  const prowl::Verdict verdict = Judge(result.ending, result.report);
   const auto text = [&] {
-    return prowl::platform::WithLineEnds(options.json ? AsJSON(options.run, result, verdict)
-                                                      : AsText(result, verdict));
+    return prowl::platform::WithLineEnds(options.json ? AsJSON(answer) : AsText(answer));
   };
   const bool written =
-      raw ? raw->Finish(Summary(result, verdict), start + options.run.timeoutSeconds - ztutil::Now())
-          : WriteOutput(text());
-  if (written) return verdict.status;
+      raw ? raw->Finish(Summary(answer), start + request.seconds - ztutil::Now()) : WriteOutput(text());
+  if (written) return static_cast<int>(answer.verdict);
   const std::string complaint = prowl::platform::WithLineEnds("prowl: can't write to standard output\n");
   prowl::Outlet errors(ztutil::StdErr());
   errors.Put(complaint.data(), complaint.size());
   errors.Drain(kHoldSeconds);
-  return prowl::kStatusError;
+  return kStatusError;
 }
 
 }  // namespace
@@ -152,14 +152,14 @@ int Run(Options options) {
 int main(int argc, char** argv) {
   ztutil::platform::PrepareProberProcess();
   prowl::platform::PrepareHostProcess();
-  int status = prowl::kStatusError;
+  int status = kStatusError;
   CLI::App app(kDescription, "prowl");
   try {
     Options options;
     Parse(app, argc, argv, options);
     status = Run(options);
   } catch (const CLI::Error& error) {
-    status = app.exit(error) == 0 ? 0 : prowl::kStatusError;
+    status = app.exit(error) == 0 ? 0 : kStatusError;
   } catch (const std::exception& exception) {
     std::cerr << "prowl: " << exception.what() << "\n";
   }

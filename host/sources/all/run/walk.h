@@ -1,7 +1,7 @@
 // Follows a report along the order of the prober's steps, among whatever else is printed there, and tells
 // what a gap in it means.
-#ifndef PROWL_WALK_H_
-#define PROWL_WALK_H_
+#ifndef GPUPROWLER_WALK_H_
+#define GPUPROWLER_WALK_H_
 
 #include "steps.h"
 
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace prowl {
+namespace gpuprowler {
 
 struct Finding {
   Question question;
@@ -121,6 +121,6 @@ class Walk {
   std::size_t fBytes = 0;
 };
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_WALK_H_
+#endif  // GPUPROWLER_WALK_H_

@@ -1,6 +1,6 @@
 #include "proberrun.h"
 
-#include "hostplatform.h"
+#include "runplatform.h"
 
 #include <ztutil/clock.h>
 #include <ztutil/consoleappaccessor.h>
@@ -10,13 +10,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <exception>
 #include <mutex>
 #include <optional>
 #include <utility>
 
-namespace prowl {
+namespace gpuprowler {
 
 namespace {
 
@@ -95,6 +97,12 @@ class ProberApp : public ztutil::ConsoleApp {
     return fExitCode;
   }
 
+  // Waits at most that many seconds for the end.
+  void WaitForEnd(double seconds) {
+    std::unique_lock<std::mutex> lock(fEndMutex);
+    fEnded.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return fExitCode.has_value(); });
+  }
+
   bool HasRun() const { return fHasRun; }
 
  protected:
@@ -105,12 +113,13 @@ class ProberApp : public ztutil::ConsoleApp {
       const std::lock_guard<std::mutex> lock(fEndMutex);
       fExitCode = exitCode;
     }
-    platform::WakeUp();
+    fEnded.notify_all();
   }
 
  private:
   std::atomic<bool> fHasRun{false};
   std::mutex fEndMutex;
+  std::condition_variable fEnded;
   std::optional<std::int32_t> fExitCode;
 };
 
@@ -167,7 +176,7 @@ class ProberRun {
         Kill();
       if (fStop && seconds > fStop->seconds + kKillSeconds)
         return {fStop->kind, 0, "", 0, fApp->GetProcessID()};
-      platform::WaitForWakeUp(kTickSeconds);
+      fApp->WaitForEnd(kTickSeconds);
     }
     const auto rawEnd = fApp->GetRawEnd();
     const std::string words = rawEnd ? ztutil::DescribeRawEnd(*rawEnd) : "";
@@ -193,7 +202,8 @@ class ProberRun {
   // Adds time that has passed to what counts, or to what the prober was stopped for.
   void Count(double seconds) {
     seconds = std::min(seconds, kMaxTickSeconds);
-    const bool stopped = fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsChildStopped();
+    const bool stopped =
+        fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsStopped(fApp->GetProcessID());
     (stopped ? fStopped : fCounted) += seconds;
   }
 
@@ -253,4 +263,4 @@ class ProberRun {
 
 RunResult RunProber(const RunOptions& options) { return ProberRun(options).Run(); }
 
-}  // namespace prowl
+}  // namespace gpuprowler

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace prowl {
+namespace gpuprowler {
 
 namespace {
 
@@ -63,4 +63,4 @@ LineKind Report::ReadErrorLine(const std::string& line) {
   return LineKind::kFailure;
 }
 
-}  // namespace prowl
+}  // namespace gpuprowler

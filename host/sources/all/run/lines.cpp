@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-namespace prowl {
+namespace gpuprowler {
 
 namespace {
 
@@ -53,4 +53,4 @@ void Lines::Complete(double seconds, const Reader& reader) {
   }
 }
 
-}  // namespace prowl
+}  // namespace gpuprowler

@@ -1,6 +1,6 @@
 // What became of a run, for a person to read.
-#ifndef PROWL_VERDICT_H_
-#define PROWL_VERDICT_H_
+#ifndef GPUPROWLER_VERDICT_H_
+#define GPUPROWLER_VERDICT_H_
 
 #include "report.h"
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace prowl {
+namespace gpuprowler {
 
 // How the prober's process came to its end.
 struct Ending {
@@ -28,32 +28,19 @@ struct Ending {
   std::uint32_t processId = 0;  // of one that couldn't be killed, where it's known
 };
 
-struct Verdict {
-  std::string name;  // a word for programs: "crashed"
+struct Judgement {
+  Verdict verdict = Verdict::kNotStarted;
   std::string text;  // for a person, to stand behind "the prober "
-  int status;        // prowl's own exit status
   // Of a run that didn't come to its end: what was being asked then, one of these.
   std::vector<Question> asked;
-};
-
-// prowl's exit statuses are part of its interface.
-enum Status : int {
-  kStatusFinished = 0,
-  kStatusError = 1,  // prowl itself failed, or its command line can't be understood
-  kStatusFailures = 2,
-  kStatusEndedEarly = 3,
-  kStatusCrashed = 4,
-  kStatusHung = 5,
-  kStatusNotStarted = 6,
-  kStatusInterrupted = 7,
 };
 
 // The prober's exit status where it has met a failure.
 constexpr int kProberFailed = 2;
 
 // The report is concluded.
-Verdict Judge(const Ending& ending, const Report& report);
+Judgement Judge(const Ending& ending, const Report& report);
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_VERDICT_H_
+#endif  // GPUPROWLER_VERDICT_H_

@@ -1,13 +1,13 @@
 // What the prober asks, and in which order.
-#ifndef PROWL_STEPS_H_
-#define PROWL_STEPS_H_
+#ifndef GPUPROWLER_STEPS_H_
+#define GPUPROWLER_STEPS_H_
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace prowl {
+namespace gpuprowler {
 
 // Whom a step asks: the machine once, or each GPU of a kind.
 enum class Scope { kRun, kGLGPU, kCLGPU };
@@ -27,6 +27,9 @@ struct Step {
   std::string_view key;    // of the answer; empty for the last step, which has none
   std::string_view topic;  // in words; empty where the key says it
   bool optional = false;   // there may be no answer, though nothing has failed
+
+  // The key as one word: "glMaxDrawBuffers" for "glGetIntegerv[GL_MAX_DRAW_BUFFERS]".
+  std::string PlainKey() const;
 };
 
 // All of them. A step asks all GPUs of its kind, one after the other, before the next step begins.
@@ -52,6 +55,6 @@ struct Question {
 // By their order in a run.
 bool operator<(const Question& left, const Question& right);
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_STEPS_H_
+#endif  // GPUPROWLER_STEPS_H_

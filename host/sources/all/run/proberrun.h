@@ -1,6 +1,6 @@
 // One run of the prober, through the library.
-#ifndef PROWL_PROBERRUN_H_
-#define PROWL_PROBERRUN_H_
+#ifndef GPUPROWLER_PROBERRUN_H_
+#define GPUPROWLER_PROBERRUN_H_
 
 #include "report.h"
 #include "verdict.h"
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace prowl {
+namespace gpuprowler {
 
 struct RunOptions {
   std::string prober;  // a path, or a name that is looked for on PATH
@@ -26,8 +26,7 @@ struct RunOptions {
   // Called when the prober has ended: from here on passOn must not wait. May be empty.
   std::function<void()> ended;
 
-  // Called about ten times a second while the prober runs, and when the platform is woken up; true ends the
-  // run. It must not wait. May be empty.
+  // Called about ten times a second while the prober runs; true ends the run. It must not wait. May be empty.
   using Tick = std::function<bool(double seconds, const Report& report)>;
   Tick tick;
 };
@@ -43,6 +42,6 @@ struct RunResult {
 // timeout. The prober ends with this process. Threads that couldn't be stopped may live on.
 RunResult RunProber(const RunOptions& options);
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_PROBERRUN_H_
+#endif  // GPUPROWLER_PROBERRUN_H_

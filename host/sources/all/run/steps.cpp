@@ -5,7 +5,15 @@
 #include <map>
 #include <tuple>
 
-namespace prowl {
+namespace gpuprowler {
+
+namespace {
+
+bool IsCapital(char c) { return 'A' <= c && c <= 'Z'; }
+
+char Lower(char c) { return IsCapital(c) ? static_cast<char>(c - 'A' + 'a') : c; }
+
+}  // namespace
 
 const std::vector<Step>& Steps() {
   using namespace ProwlerKey;
@@ -89,6 +97,25 @@ std::size_t FindStep(std::string_view key) {
   return found != places.end() ? found->second : Steps().size();
 }
 
+std::string Step::PlainKey() const {
+  std::string plain;
+  const std::size_t symbol = key.rfind("GL_");
+  if (symbol != key.npos) {  // GL_MAX_DRAW_BUFFERS
+    bool begins = false;
+    for (const char c : key.substr(symbol, key.find(']', symbol) - symbol)) {
+      if (c != '_') plain += begins ? c : Lower(c);
+      begins = c == '_';
+    }
+    return plain;
+  }
+  // GLVersion: of several capitals in front the last belongs to the next word.
+  std::size_t capitals = 0;
+  while (capitals < key.size() && IsCapital(key[capitals])) ++capitals;
+  if (capitals > 1 && capitals < key.size()) --capitals;
+  for (std::size_t i = 0; i < key.size(); ++i) plain += i < capitals ? Lower(key[i]) : key[i];
+  return plain;
+}
+
 std::string Question::Tag() const {
   const Scope scope = GetStep().scope;
   if (scope == Scope::kRun) return "";
@@ -106,4 +133,4 @@ bool operator<(const Question& left, const Question& right) {
   return std::tie(left.step, left.gpu) < std::tie(right.step, right.gpu);
 }
 
-}  // namespace prowl
+}  // namespace gpuprowler

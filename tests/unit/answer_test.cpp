@@ -1,16 +1,16 @@
-// What prowl makes of a prober's output, whatever that is.
+// What an answer makes of a prober's output, whatever that is.
+#include <ask/findings.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <presentation.h>
 
 #include <string>
 #include <vector>
 
 namespace {
 
-using prowl::Ending;
-using prowl::Form;
-using prowl::Report;
+using gpuprowler::Ending;
+using gpuprowler::Form;
+using gpuprowler::Report;
 using std::string;
 
 using Kind = Ending::Kind;
@@ -20,10 +20,10 @@ using Kind = Ending::Kind;
 string FullReport(unsigned glGPUs, unsigned clGPUs, const string& failed = "") {
   const unsigned counts[] = {1, glGPUs, clGPUs};
   string report, dropped = "none";
-  for (std::size_t step = 0; step + 1 < prowl::Steps().size(); ++step) {
-    const prowl::Step& asked = prowl::Steps()[step];
+  for (std::size_t step = 0; step + 1 < gpuprowler::Steps().size(); ++step) {
+    const gpuprowler::Step& asked = gpuprowler::Steps()[step];
     for (unsigned gpu = 0; gpu < counts[static_cast<std::size_t>(asked.scope)]; ++gpu) {
-      const prowl::Question question{step, gpu};
+      const gpuprowler::Question question{step, gpu};
       if (question.Name() == failed) dropped = question.Tag();
       if (question.Tag() == dropped || (asked.optional && asked.key != "NumCLGPUs")) continue;
       if (asked.key.find('[') != asked.key.npos) report += "gputag.GL_X=1\n";
@@ -56,13 +56,14 @@ Report Read(const string& output, const string& errors = "", bool failed = false
 
 Ending Exited(int status) { return {Kind::kExited, status}; }
 
-string Names(const std::vector<prowl::Question>& questions) {
+string Names(const std::vector<gpuprowler::Question>& questions) {
   string names;
-  for (const prowl::Question& question : questions) names += (names.empty() ? "" : " ") + question.Name();
+  for (const gpuprowler::Question& question : questions)
+    names += (names.empty() ? "" : " ") + question.Name();
   return names;
 }
 
-TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
+TEST(AnswerTest, TellsWhatWasAskedAtTheEnd) {
   const string two = FullReport(2, 1);
   const string exception = "Failed requirement: x\nexception: Failed requirement: x\n";
   const struct {
@@ -102,7 +103,7 @@ TEST(ProwlTest, TellsWhatWasAskedAtTheEnd) {
   }
 }
 
-TEST(ProwlTest, Judges) {
+TEST(AnswerTest, Judges) {
   const string end = FullReport(1, 1), middle = Until("KGXOGL"),
                lastGL = Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER"),
                dropped = FullReport(1, 1, "glgpu[0].GLRenderer");
@@ -138,18 +139,20 @@ TEST(ProwlTest, Judges) {
       {{Kind::kLost, 0, "x"}, middle, "", "lost 1 was lost sight of: x", "OGLContextCreated"},
   };
   for (const auto& row : rows) {
-    const prowl::Verdict verdict =
-        Judge(row.ending, Read(row.output, row.errors, row.ending.status == prowl::kProberFailed));
-    EXPECT_EQ(verdict.name + " " + std::to_string(verdict.status) + " " + verdict.text, row.verdict);
-    EXPECT_EQ(Names(verdict.asked), row.asked) << row.verdict;
+    const gpuprowler::Judgement judgement =
+        Judge(row.ending, Read(row.output, row.errors, row.ending.status == gpuprowler::kProberFailed));
+    EXPECT_EQ(VerdictName(judgement.verdict) + (" " + std::to_string(static_cast<int>(judgement.verdict))) +
+                  " " + judgement.text,
+              row.verdict);
+    EXPECT_EQ(Names(judgement.asked), row.asked) << row.verdict;
   }
 }
 
 // Neither many lines nor one without an end take more memory than they may, and the latest are kept.
-TEST(ProwlTest, MemoryIsBounded) {
-  prowl::Lines lines;
+TEST(AnswerTest, MemoryIsBounded) {
+  gpuprowler::Lines lines;
   const string piece = "short\n" + string(1000, 'x') + "\r\n";
-  const auto other = [](const string&) { return prowl::LineKind::kOther; };
+  const auto other = [](const string&) { return gpuprowler::LineKind::kOther; };
   for (int i = 0; i < 100000; ++i) lines.Take(piece.data(), piece.size(), i, other);
   EXPECT_EQ(lines.Dropped() + lines.Kept().size(), 200000u);
   EXPECT_EQ(lines.Kept().back().text, string(1000, 'x'));
@@ -159,33 +162,37 @@ TEST(ProwlTest, MemoryIsBounded) {
   EXPECT_EQ(Read(start).GetReading().findings.size(), 3u);
   for (int i = 0; i < 100; ++i) lines.Take(endless.data(), endless.size(), 0, other);
   std::size_t bytes = lines.Unfinished().text.size();
-  for (const prowl::Line& line : lines.Kept()) bytes += sizeof line + line.text.size();
-  EXPECT_LE(bytes, prowl::Lines::kMaxKeptBytes + prowl::Lines::kMaxLineBytes);
+  for (const gpuprowler::Line& line : lines.Kept()) bytes += sizeof line + line.text.size();
+  EXPECT_LE(bytes, gpuprowler::Lines::kMaxKeptBytes + gpuprowler::Lines::kMaxLineBytes);
   EXPECT_EQ(lines.Unfinished().text.size() + lines.Unfinished().bytesCut, 100 * endless.size());
 }
 
 // What drivers print, or put into a text, can't break what a person or a program reads.
-TEST(ProwlTest, ShowsAnythingSafely) {
-  prowl::RunResult result;
+TEST(AnswerTest, ShowsAnythingSafely) {
+  gpuprowler::RunResult result;
   result.ending = {Kind::kExited, 2, "exit status 2", 1.25};
   string output = FullReport(2, 0, "glgpu[1].GLVendorID");
   output.replace(output.find("glgpu[0].GLRenderer=\"1\""), 23,
                  "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise\u202E\u2028");
   result.report = Read(output + "cut", "exception: x\n", true);
-  const prowl::Verdict verdict = Judge(result.ending, result.report);
+  gpuprowler::Answer answer;
+  answer.prober = "gpu\xFF";
+  answer.arguments = {"-a\"\xFF"};
+  answer.runs.push_back(RunOf(result, Judge(result.ending, result.report)));
+  answer.verdict = answer.runs[0].verdict;
+  answer.gpus = GPUsOf(result);
 
-  const auto document =
-      nlohmann::json::parse(AsJSON({"gpu\xFF", {"-a\"\xFF"}, 1, {}, {}, {}}, result, verdict));
+  const auto document = nlohmann::json::parse(AsJSON(answer));
   EXPECT_EQ(document["verdict"], "finished-with-failures");
-  EXPECT_EQ(document["run"]["NumGLGPUs"], 2);
-  EXPECT_EQ(document["gpus"][0]["findings"]["GLRenderer"], "a\uFFFD\n\n# b\x1B[2J");
+  EXPECT_EQ(document["runs"][0]["values"]["numGLGPUs"], 2);
+  EXPECT_EQ(document["gpus"][0]["values"]["glRenderer"], "a\uFFFD\n\n# b\x1B[2J");
   EXPECT_EQ(document["gpus"][1]["failed"].back(), "glgpu[1].GLVendorID");
-  EXPECT_EQ(document["stderr"]["lines"][0]["kind"], "failure");
+  EXPECT_EQ(document["runs"][0]["stderr"]["lines"][0]["kind"], "failure");
 
-  const string text = AsText(result, verdict);
+  const string text = AsText(answer);
   for (const char* const part :
        {"glgpu[1] was dropped, having failed one of:\n  glgpu[1].GLName (its marketing name)\n",
-        "\nglgpu[1]\n", "  GLRenderer              \"a\uFFFD\\x0A\\x0A# b\\x1B[2J\"\n",
+        "\nglgpu[1]\n", "  GLRenderer              a\uFFFD\\x0A\\x0A# b\\x1B[2J\n",
         "  \\x9Bnoise\\u202E\\u2028\n  cut (without a line end)\n", "Standard error\n  exception: x\n"})
     EXPECT_NE(text.find(part), string::npos) << part << "\n" << text;
 }

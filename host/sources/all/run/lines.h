@@ -1,6 +1,8 @@
 // The lines of one of the prober's streams, whatever it is that the prober writes there.
-#ifndef PROWL_LINES_H_
-#define PROWL_LINES_H_
+#ifndef GPUPROWLER_LINES_H_
+#define GPUPROWLER_LINES_H_
+
+#include <gpuprowler/answer.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -8,22 +10,7 @@
 #include <functional>
 #include <string>
 
-namespace prowl {
-
-enum class LineKind {
-  kOther,    // what nobody knows: mostly a driver's own words
-  kFinding,  // an answer of the report, or a piece of one
-  kSymbol,   // "gputag.NAME=number"
-  kComment,  // "# ": a remark or a log line
-  kFailure,  // the prober's words for a question, or a run, that has failed
-};
-
-struct Line {
-  double seconds = 0;          // from the prober's start to the line's end
-  std::string text;            // without the line end
-  std::uint64_t bytesCut = 0;  // of a line too long to be kept whole
-  LineKind kind = LineKind::kOther;
-};
+namespace gpuprowler {
 
 // Takes bytes as they come and keeps the latest lines. What it needs of memory is bounded, for lines that are
 // too many as for one that never ends. A line ends with a line feed; a carriage return in front of it belongs
@@ -68,6 +55,6 @@ class Lines {
   std::string fTail;  // of what was cut from it
 };
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_LINES_H_
+#endif  // GPUPROWLER_LINES_H_

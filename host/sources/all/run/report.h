@@ -1,6 +1,6 @@
 // All that a prober has written, as it comes in.
-#ifndef PROWL_REPORT_H_
-#define PROWL_REPORT_H_
+#ifndef GPUPROWLER_REPORT_H_
+#define GPUPROWLER_REPORT_H_
 
 #include "lines.h"
 #include "walk.h"
@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string>
 
-namespace prowl {
+namespace gpuprowler {
 
 // Takes the prober's bytes. One thread at a time. What it needs of memory is bounded.
 class Report {
@@ -46,6 +46,6 @@ class Report {
   Reading fReading;
 };
 
-}  // namespace prowl
+}  // namespace gpuprowler
 
-#endif  // PROWL_REPORT_H_
+#endif  // GPUPROWLER_REPORT_H_

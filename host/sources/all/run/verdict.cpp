@@ -1,6 +1,6 @@
 #include "verdict.h"
 
-namespace prowl {
+namespace gpuprowler {
 
 namespace {
 
@@ -38,25 +38,44 @@ const char* Meaning(int status, const Report& report) {
   }
 }
 
-Verdict JudgeExit(int status, const Report& report) {
+Judgement JudgeExit(int status, const Report& report) {
   const Reading& reading = report.GetReading();
   const std::string words = "status " + std::to_string(status);
   if (const char* const meaning = Meaning(status, report)) {
     const bool broken = status == kProberFailed && !reading.isWhole;
-    return {"finished-with-failures", "finished with failures: " + words + ", " + meaning, kStatusFailures,
+    return {Verdict::kFailures, "finished with failures: " + words + ", " + meaning,
             broken ? AskedAtException(report) : std::vector<Question>()};
   }
-  if (reading.isWhole)
-    return {"finished", status == 0 ? "finished" : "finished: " + words, kStatusFinished, {}};
-  return {"ended-early", "ended early: " + words + ", and its report has no end", kStatusEndedEarly,
-          reading.asked};
+  if (reading.isWhole) return {Verdict::kFinished, status == 0 ? "finished" : "finished: " + words, {}};
+  return {Verdict::kEndedEarly, "ended early: " + words + ", and its report has no end", reading.asked};
 }
 
 std::string Process(std::uint32_t id) { return id != 0 ? " (process " + std::to_string(id) + ")" : ""; }
 
 }  // namespace
 
-Verdict Judge(const Ending& ending, const Report& report) {
+const char* VerdictName(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kFinished:
+      return "finished";
+    case Verdict::kLost:
+      return "lost";
+    case Verdict::kFailures:
+      return "finished-with-failures";
+    case Verdict::kEndedEarly:
+      return "ended-early";
+    case Verdict::kCrashed:
+      return "crashed";
+    case Verdict::kHung:
+      return "hung";
+    case Verdict::kInterrupted:
+      return "interrupted";
+    default:
+      return "not-started";
+  }
+}
+
+Judgement Judge(const Ending& ending, const Report& report) {
   const std::vector<Question>& asked = report.GetReading().asked;
   const std::string killed =
       ending.detail.empty() ? ", and couldn't be killed" + Process(ending.processId) : ", and was killed";
@@ -64,16 +83,16 @@ Verdict Judge(const Ending& ending, const Report& report) {
     case Ending::Kind::kExited:
       return JudgeExit(ending.status, report);
     case Ending::Kind::kCrashed:
-      return {"crashed", "crashed: " + ending.detail, kStatusCrashed, asked};
+      return {Verdict::kCrashed, "crashed: " + ending.detail, asked};
     case Ending::Kind::kHung:
-      return {"hung", "hung" + killed, kStatusHung, asked};
+      return {Verdict::kHung, "hung" + killed, asked};
     case Ending::Kind::kInterrupted:
-      return {"interrupted", "was interrupted" + killed, kStatusInterrupted, asked};
+      return {Verdict::kInterrupted, "was interrupted" + killed, asked};
     case Ending::Kind::kLost:
-      return {"lost", "was lost sight of: " + ending.detail, kStatusError, asked};
+      return {Verdict::kLost, "was lost sight of: " + ending.detail, asked};
     default:
-      return {"not-started", "could not start: " + ending.detail, kStatusNotStarted, {}};
+      return {Verdict::kNotStarted, "could not start: " + ending.detail, {}};
   }
 }
 
-}  // namespace prowl
+}  // namespace gpuprowler

@@ -7,7 +7,7 @@
 #include <map>
 #include <optional>
 
-namespace prowl {
+namespace gpuprowler {
 
 namespace {
 
@@ -309,4 +309,4 @@ std::vector<Question> Walk::Asked(const Path& path, Question next, const GPUSet&
   return asked;
 }
 
-}  // namespace prowl
+}  // namespace gpuprowler

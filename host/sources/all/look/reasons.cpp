@@ -1,0 +1,7 @@
+#include "reasons.h"
+
+namespace gpuprowler {
+
+void AddReasons(Answer&) {}
+
+}  // namespace gpuprowler

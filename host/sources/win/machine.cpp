@@ -1,0 +1,7 @@
+#include "look/machine.h"
+
+namespace gpuprowler {
+
+Machine LookAtMachine() { return {}; }
+
+}  // namespace gpuprowler
