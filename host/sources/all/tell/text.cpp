@@ -100,7 +100,7 @@ std::string Summary(const Answer& answer) {
   return out.str();
 }
 
-std::string AsText(const Answer& answer) {
+std::string AsText(const Answer& answer, bool) {
   ztutil::ClassicStream out;
   out << Summary(answer);
   for (const Run& run : answer.runs) PutValues(out, "Run", run.values);
