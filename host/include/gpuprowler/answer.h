@@ -252,6 +252,11 @@ std::size_t Forget(const std::string& manifest, const std::string& memoryFolder 
 // home folder or host name.
 std::string AsJSON(const Answer& answer);
 
+// As JSON on a line of their own, with a line end: an event, and behind the last of them the answer, whose
+// document is under "answer".
+std::string AsJSONLine(const Event& event);
+std::string AsJSONLine(const Answer& answer);
+
 // The answer for people to read, in lines: the verdict and what explains it, the GPUs, and why something
 // isn't there; by wish with all that was found, as a bug report needs it.
 std::string AsText(const Answer& answer, bool all = false);
