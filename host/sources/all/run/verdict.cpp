@@ -84,6 +84,9 @@ Judgement Judge(const Ending& ending, const Report& report) {
       return JudgeExit(ending.status, report);
     case Ending::Kind::kCrashed:
       return {Verdict::kCrashed, "crashed: " + ending.detail, asked};
+    case Ending::Kind::kSpared:
+      if (report.GetReading().dropped.empty()) return {Verdict::kFinished, "finished without measuring", {}};
+      return {Verdict::kFailures, "finished with failures: a GPU failed a question and was dropped", {}};
     case Ending::Kind::kHung:
       return {Verdict::kHung, "hung" + killed, asked};
     case Ending::Kind::kInterrupted:
