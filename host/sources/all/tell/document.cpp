@@ -174,12 +174,19 @@ class Room {
   std::size_t fBytes;
 };
 
+struct Share {
+  Room texts, values;
+};
+
 class Writer {
  public:
   explicit Writer(std::vector<std::string> homes) : fHomes(std::move(homes)) {}
 
   std::string Write(const Answer& answer, int indent) {
-    fLineBytes = kLineBytes / std::max<std::size_t>(2 * answer.runs.size(), 1);
+    const std::size_t runs = answer.runs.size();
+    fShares.assign(1 + runs, Share{Room(kTextBytes / (1 + runs)), Room(kValueBytes / (1 + runs))});
+    fShare = fShares.data();
+    fLineBytes = kLineBytes / (1 + 2 * runs);
     JSON document = {{"schema", kSchema}, {"version", ztutil::kVersion}};
     document.update(Put(answer));
     document["reportKeys"] = std::move(fReportKeys);
@@ -188,7 +195,8 @@ class Writer {
   }
 
  private:
-  // Of kMaxDocumentBytes; the rest is for what isn't counted: keys, numbers and the like.
+  // Of kMaxDocumentBytes; the rest is for what isn't counted: keys, numbers and the like. What one run says
+  // takes nothing from the others.
   static constexpr std::size_t kLineBytes = std::size_t{6} * 1024 * 1024;
   static constexpr std::size_t kValueBytes = std::size_t{5} * 1024 * 1024;
   static constexpr std::size_t kTextBytes = std::size_t{2} * 1024 * 1024;
@@ -223,7 +231,7 @@ class Writer {
 
   JSON Put(const std::string& text) {
     std::string told = WithoutHome(text, fHomes);
-    if (HasRoom(fTexts, BytesOf(told))) return told;
+    if (HasRoom(fShare->texts, BytesOf(told))) return told;
     return "";
   }
 
@@ -241,14 +249,27 @@ class Writer {
   JSON PutTexts(const Texts& texts) {
     JSON list = JSON::array();
     for (const std::string& text : texts)
-      if (HasRoom(fTexts, kEntryBytes)) list.push_back(Put(text));
+      if (HasRoom(fShare->texts, kEntryBytes)) list.push_back(Put(text));
     return list;
   }
 
   JSON Put(const std::vector<GPU>& gpus) {
     JSON list = JSON::array();
-    for (const GPU& gpu : gpus)
-      if (HasRoom(fValues, kGPUKeyBytes)) list.push_back(Put<GPU>(gpu));
+    for (const GPU& gpu : gpus) {
+      fShare = &fShares[std::min(1 + gpu.run, fShares.size() - 1)];
+      if (HasRoom(fShare->values, kGPUKeyBytes)) list.push_back(Put<GPU>(gpu));
+    }
+    fShare = fShares.data();
+    return list;
+  }
+
+  JSON Put(const std::vector<Run>& runs) {
+    JSON list = JSON::array();
+    for (const Run& run : runs) {
+      fShare = &fShares[1 + list.size()];
+      list.push_back(Put<Run>(run));
+    }
+    fShare = fShares.data();
     return list;
   }
 
@@ -266,7 +287,7 @@ class Writer {
   // Null where there is no room for it.
   template <class Typed>
   JSON PutValue(const Typed& value) {
-    if (HasRoom(fValues, kValueKeyBytes)) return value;
+    if (HasRoom(fShare->values, kValueKeyBytes)) return value;
     return nullptr;
   }
 
@@ -278,12 +299,12 @@ class Writer {
 
   JSON PutValue(const std::string& text) {
     std::string told = WithoutHome(text, fHomes);
-    if (HasRoom(fValues, kValueKeyBytes + BytesOf(told))) return told;
+    if (HasRoom(fShare->values, kValueKeyBytes + BytesOf(told))) return told;
     return nullptr;
   }
 
   JSON PutValue(const std::vector<std::int64_t>& numbers) {
-    if (HasRoom(fValues, kValueKeyBytes + kEntryBytes * numbers.size())) return numbers;
+    if (HasRoom(fShare->values, kValueKeyBytes + kEntryBytes * numbers.size())) return numbers;
     return nullptr;
   }
 
@@ -317,9 +338,9 @@ class Writer {
   }
 
   const std::vector<std::string> fHomes;
+  Share* fShare = nullptr;     // of what is being written
   std::size_t fLineBytes = 0;  // for each stream
-  Room fValues{kValueBytes};
-  Room fTexts{kTextBytes};
+  std::vector<Share> fShares;  // the answer's own, then the runs'
   bool fShortened = false;
   JSON fReportKeys = JSON::object();
 };
