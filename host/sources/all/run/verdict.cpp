@@ -75,6 +75,11 @@ const char* VerdictName(Verdict verdict) {
   }
 }
 
+const char* BehaviourName(Behaviour behaviour) {
+  constexpr const char* kNames[] = {"unknown", "sound", "failed", "ended", "crashed", "hung", "set-aside"};
+  return kNames[static_cast<std::size_t>(behaviour)];
+}
+
 Judgement Judge(const Ending& ending, const Report& report) {
   const std::vector<Question>& asked = report.GetReading().asked;
   const std::string killed =
