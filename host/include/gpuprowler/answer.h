@@ -15,7 +15,9 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
@@ -110,7 +112,7 @@ struct GPU {
   std::optional<std::size_t> driver;   // in Answer::drivers, where it's known for certain
   std::optional<std::size_t> adapter;  // in Answer::adapters, where exactly one fits
   bool software = false;               // no card stands behind it
-  bool complete = false;               // it was asked all questions, and has failed none
+  bool complete = false;               // it was asked all questions that were wanted, and has failed none
   std::vector<std::string> failed;     // the question that it failed is one of these
   std::vector<Value> values;           // in the report's order
 
@@ -149,7 +151,7 @@ struct Run {
   double seconds = 0;
   std::string end;  // how it ended, in the system's words; or why it didn't start
   std::optional<int> exitStatus;
-  bool complete = false;           // its report has its end
+  bool complete = false;           // its report has its end, or all but unwanted measurements
   std::string lastLine;            // of standard output
   std::vector<std::string> asked;  // of a run without end: what was being asked is one of these
   std::vector<std::string> notes;  // what went wrong beside the prober
@@ -192,17 +194,22 @@ struct Event {
   double seconds = 0;          // from the run's start
   bool isOutput = false;       // kLine: of standard output
   const Line* line = nullptr;  // kLine: as long as the call
-  std::string question;        // kQuestion and kTick: such as "glgpu[0].GLVersion"
+  std::string question;        // that is being asked, such as "glgpu[0].GLVersion"; empty before the first
 };
 
-// Ends an Ask from any thread, at any time, also before it begins.
+// Ends an Ask at once, or all that it's given to: from any thread, also from a callback; before Ask begins,
+// meanwhile, or behind it, which does nothing. A cancelled one stays so.
 class Cancellation {
  public:
-  void Cancel() { fCancelled = true; }
+  void Cancel();
   bool IsCancelled() const { return fCancelled; }
 
  private:
+  friend class CancellationWatch;
+
   std::atomic<bool> fCancelled{false};
+  std::mutex fMutex;                           // guards what follows
+  std::list<std::function<void()>> fWatchers;  // called under it
 };
 
 struct Request {
@@ -210,22 +217,27 @@ struct Request {
   std::string prober;
   std::deque<std::string> arguments;  // for the prober
   double seconds = 30;                // for everything, isolation included
-  double questionSeconds = 10;        // for one question but the measurements; 0 for no bound
-  bool measure =
-      true;  // false: runs are ended in front of the first measurement, which takes most of the time
+  // For one question, that is from one line of the report to the next, but for the measurements; 0 for no
+  // bound.
+  double questionSeconds = 10;
+  // False: a run that comes to the measurements, which take most of the time, is ended there, and nothing
+  // that happens there counts.
+  bool measure = true;
   bool isolate = true;       // ask each driver alone where the run with all of them ends badly
   bool remember = true;      // use the memory, and write it
   bool fresh = false;        // don't take an earlier answer, nor leave out what was set aside
   std::string memoryFolder;  // empty: the user's own
 
-  // Called on the thread of Ask; the time it takes counts. It may throw nothing. May be empty.
+  // Called on the thread of Ask; the time it takes counts. While it's at work lines may come that are too
+  // many to be kept: it isn't told of the first of them. What it throws cancels. May be empty.
   std::function<void(const Event&)> event;
 
-  // Is given what the prober writes, byte for byte as it comes, each stream on a thread of its own. As long
-  // as it takes the prober waits. May be empty.
+  // Is given what the first run's prober writes, byte for byte as it comes, each stream on a thread of its
+  // own. As long as it takes the prober waits, which is no question's time. It may throw nothing. May be
+  // empty.
   std::function<void(bool isOutput, const char* bytes, std::size_t count)> passOn;
 
-  // Called on the thread of Ask when a run has ended: from here on passOn must not wait. May be empty.
+  // Called on the thread of Ask when that run has ended: from here on passOn must not wait. May be empty.
   std::function<void()> passedOn;
 
   std::shared_ptr<Cancellation> cancellation;  // may be null

@@ -38,14 +38,11 @@ Answer Ask(const Request& request) {
   options.arguments = request.arguments;
   options.timeoutSeconds = request.seconds;
   options.passOn = request.passOn;
-  options.ended = request.passedOn;
-  options.tick = [&](double seconds, const Report& report) {
-    Event event;
-    event.seconds = seconds;
-    event.question = report.Read().asked.front().Name();
-    if (request.event) request.event(event);
-    return request.cancellation && request.cancellation->IsCancelled();
-  };
+  options.passedOn = request.passedOn;
+  options.questionSeconds = request.questionSeconds;
+  options.measure = request.measure;
+  options.event = request.event;
+  options.cancellation = request.cancellation;
   const RunResult result = RunProber(options);
   answer.runs.push_back(RunOf(result, Judge(result.ending, result.report)));
   answer.gpus = GPUsOf(result);

@@ -70,6 +70,10 @@ std::vector<std::string> NamesOf(const std::vector<Question>& questions) {
   return names;
 }
 
+bool IsComplete(const RunResult& result) {
+  return result.report.GetReading().isWhole || result.ending.kind == Ending::Kind::kSpared;
+}
+
 Stream StreamOf(const Lines& lines) {
   return {lines.Dropped(), {lines.Kept().begin(), lines.Kept().end()}, lines.Unfinished().text};
 }
@@ -84,7 +88,7 @@ Run RunOf(const RunResult& result, const Judgement& judgement) {
   run.seconds = result.ending.seconds;
   run.end = result.ending.detail;
   if (result.ending.kind == Ending::Kind::kExited) run.exitStatus = result.ending.status;
-  run.complete = report.GetReading().isWhole;
+  run.complete = IsComplete(result);
   run.asked = NamesOf(judgement.asked);
   run.notes = result.notes;
   for (const Finding& finding : report.GetReading().findings)
@@ -102,7 +106,7 @@ std::vector<GPU> GPUsOf(const RunResult& result) {
     GPU& gpu = gpus[{question.GetStep().scope, question.gpu}];
     gpu.interface = question.GetStep().scope == Scope::kGLGPU ? Interface::kOpenGL : Interface::kOpenCL;
     gpu.tag = question.Tag();
-    gpu.complete = reading.isWhole;
+    gpu.complete = IsComplete(result);
     return gpu;
   };
   for (const Finding& finding : reading.findings)

@@ -31,11 +31,14 @@ class Memory {
   // An empty folder keeps nothing.
   explicit Memory(std::string folder);
 
-  // An answer that isn't older than 7 days. Its runs have no lines.
+  // An answer that isn't older than 7 days, and is marked as remembered. Its runs have no lines.
   std::optional<Answer> Recall(const std::string& fingerprint) const;
+
+  // The latest few are kept; of those that say nothing about the machine, as the prober didn't start or the
+  // run was interrupted, none.
   void Keep(const std::string& fingerprint, const Answer& answer);
 
-  // Those that aren't older than 7 days.
+  // Those that aren't older than 7 days, the latest first.
   std::vector<SetAside> GetSetAside() const;
   void Put(const SetAside& driver);
 

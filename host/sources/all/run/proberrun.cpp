@@ -1,5 +1,6 @@
 #include "proberrun.h"
 
+#include "cancellation.h"
 #include "runplatform.h"
 
 #include <ztutil/clock.h>
@@ -27,31 +28,91 @@ using ztutil::consoleapp::TaskID;
 
 constexpr std::size_t kReadBytes = 65536;
 constexpr double kTickSeconds = 0.1;
-constexpr double kMaxTickSeconds = 1;  // that count: in a longer one this process was stopped
+constexpr double kMaxWaitSeconds = 1;  // that count: in a longer one this process was stopped
 constexpr double kMaxStopped = 10;     // times the timeout: how long a stopped prober's time doesn't count
+constexpr double kSpareSeconds = 0.1;  // without a line, where a measurement may have begun
 constexpr double kKillSeconds = 5;     // what a killed process may take to go
 constexpr double kCollectSeconds = 5;  // what the rest of its output may take to be read
+
+// Wakes the thread that follows a run.
+class Alarm {
+ public:
+  void Ring() {
+    {
+      const std::lock_guard<std::mutex> lock(fMutex);
+      fHasRung = true;
+    }
+    fRung.notify_all();
+  }
+
+  // Until it rings, or has since the last wait; that many seconds at most.
+  void Wait(double seconds) {
+    std::unique_lock<std::mutex> lock(fMutex);
+    fRung.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return fHasRung; });
+    fHasRung = false;
+  }
+
+ private:
+  std::mutex fMutex;
+  std::condition_variable fRung;
+  bool fHasRung = false;
+};
+
+struct NewLine {
+  bool isOutput;
+  Line line;
+};
+
+// How a run stands.
+struct Standing {
+  std::string question;
+  bool mayMeasure = false;
+  double silentSeconds = 0;  // of standard output, in which the prober could have written a line
+  std::vector<NewLine> lines;
+};
 
 // Where the threads of a run meet. It lives as long as the last of them.
 class Recording {
  public:
-  explicit Recording(RunOptions::PassOn passOn) : fPassOn(std::move(passOn)) {}
+  Recording(const RunOptions& options, boost::shared_ptr<Alarm> alarm)
+      : fPassOn(options.passOn),
+        fAlarm(std::move(alarm)),
+        fTellsLines(options.event != nullptr),
+        fRings(options.event || !options.measure) {}
 
   // Since the prober's start.
   double Seconds() const { return ztutil::Now() - fStart; }
 
   void Take(bool isOutput, const char* bytes, std::size_t count) {
     const double seconds = Seconds();
-    // Without the lock: it takes as long as whoever reads our own output.
-    if (fPassOn && !fClosed) fPassOn(isOutput, bytes, count);
+    if (fPassOn && !fClosed) PassOn(isOutput, bytes, count);
     const std::lock_guard<std::mutex> lock(fMutex);
     if (fClosed) return;
+    const std::uint64_t before = Count(fReport.Output());
     isOutput ? fReport.TakeOutput(bytes, count, seconds) : fReport.TakeErrors(bytes, count, seconds);
+    if (Count(fReport.Output()) != before) fLastLine = std::max(fLastLine, seconds);
+    if (fRings) fAlarm->Ring();
   }
 
-  bool Tick(const RunOptions::Tick& tick) {
+  // Takes time from what the prober has been silent for.
+  void Excuse(double seconds) {
     const std::lock_guard<std::mutex> lock(fMutex);
-    return tick && tick(Seconds(), fReport);
+    fLastLine += seconds;
+  }
+
+  // With the lines that have come since the last call, as they came.
+  Standing GetStanding() {
+    const std::lock_guard<std::mutex> lock(fMutex);
+    const Reading reading = fReport.Read();
+    Standing standing{reading.asked.front().Name(), reading.MayMeasure(), 0, {}};
+    if (fPassing == 0) standing.silentSeconds = Seconds() - fLastLine;
+    if (!fTellsLines) return standing;
+    TakeNew(true, fReport.Output(), standing.lines);
+    TakeNew(false, fReport.Errors(), standing.lines);
+    std::stable_sort(
+        standing.lines.begin(), standing.lines.end(),
+        [](const NewLine& left, const NewLine& right) { return left.line.seconds < right.line.seconds; });
+    return standing;
   }
 
   // Gives the report away. What comes later is lost.
@@ -62,11 +123,34 @@ class Recording {
   }
 
  private:
+  static std::uint64_t Count(const Lines& lines) { return lines.Dropped() + lines.Kept().size(); }
+
+  // Without the lock: it takes as long as whoever reads our own output, and the prober waits.
+  void PassOn(bool isOutput, const char* bytes, std::size_t count) {
+    const double begin = Seconds();
+    ++fPassing;
+    fPassOn(isOutput, bytes, count);
+    Excuse(Seconds() - begin);
+    --fPassing;
+  }
+
+  void TakeNew(bool isOutput, const Lines& lines, std::vector<NewLine>& taken) {
+    std::uint64_t& told = fTold[isOutput ? 1 : 0];
+    for (told = std::max(told, lines.Dropped()); told < Count(lines); ++told)
+      taken.push_back({isOutput, lines.Kept()[static_cast<std::size_t>(told - lines.Dropped())]});
+  }
+
   const double fStart = ztutil::Now();
-  const RunOptions::PassOn fPassOn;
-  std::mutex fMutex;
+  const std::function<void(bool, const char*, std::size_t)> fPassOn;
+  const boost::shared_ptr<Alarm> fAlarm;
+  const bool fTellsLines;
+  const bool fRings;  // when something has come
+  std::atomic<int> fPassing{0};
   std::atomic<bool> fClosed{false};
+  std::mutex fMutex;  // guards what follows
   Report fReport;
+  double fLastLine = 0;  // when it came, and what was excused since
+  std::uint64_t fTold[2] = {0, 0};
 };
 
 class RecordingTask : public ztutil::OutputTask {
@@ -91,16 +175,12 @@ class RecordingTask : public ztutil::OutputTask {
 // that the prober has started may hold that open.
 class ProberApp : public ztutil::ConsoleApp {
  public:
-  // The exit code, once it has ended.
-  std::optional<std::int32_t> GetExitCode() {
-    const std::lock_guard<std::mutex> lock(fEndMutex);
-    return fExitCode;
-  }
+  explicit ProberApp(boost::shared_ptr<Alarm> alarm) : fAlarm(std::move(alarm)) {}
 
-  // Waits at most that many seconds for the end.
-  void WaitForEnd(double seconds) {
-    std::unique_lock<std::mutex> lock(fEndMutex);
-    fEnded.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return fExitCode.has_value(); });
+  // The exit code, once it has ended.
+  std::optional<std::int32_t> GetExitCode() const {
+    if (!fHasEnded) return std::nullopt;
+    return fExitCode;
   }
 
   bool HasRun() const { return fHasRun; }
@@ -109,18 +189,16 @@ class ProberApp : public ztutil::ConsoleApp {
   // ConsoleApp
   void OnRunning() override { fHasRun = true; }
   void OnFinished(std::int32_t exitCode) override {
-    {
-      const std::lock_guard<std::mutex> lock(fEndMutex);
-      fExitCode = exitCode;
-    }
-    fEnded.notify_all();
+    fExitCode = exitCode;
+    fHasEnded = true;
+    fAlarm->Ring();
   }
 
  private:
+  const boost::shared_ptr<Alarm> fAlarm;
   std::atomic<bool> fHasRun{false};
-  std::mutex fEndMutex;
-  std::condition_variable fEnded;
-  std::optional<std::int32_t> fExitCode;
+  std::atomic<bool> fHasEnded{false};
+  std::atomic<std::int32_t> fExitCode{0};
 };
 
 ztutil::consoleapp::LaunchParams LaunchParamsOf(const RunOptions& options,
@@ -129,6 +207,7 @@ ztutil::consoleapp::LaunchParams LaunchParamsOf(const RunOptions& options,
                                           boost::make_shared<RecordingTask>(recording, true),
                                           boost::make_shared<RecordingTask>(recording, false));
   params.SetEndsWithHost(true);
+  params.SetEnvironmentChanges(options.environment);
   return params;
 }
 
@@ -136,60 +215,142 @@ class ProberRun {
  public:
   explicit ProberRun(const RunOptions& options)
       : fOptions(options),
-        fRecording(boost::make_shared<Recording>(options.passOn)),
-        fApp(boost::make_shared<ProberApp>()),
+        fAlarm(boost::make_shared<Alarm>()),
+        fCancellation(options.cancellation, [alarm = fAlarm] { alarm->Ring(); }),
+        fRecording(boost::make_shared<Recording>(options, fAlarm)),
+        fApp(boost::make_shared<ProberApp>(fAlarm)),
         fLauncher(LaunchParamsOf(options, fRecording), fApp) {}
 
   RunResult Run() {
+    Tell(Event::Kind::kRunBegins);
     Ending ending;
     try {
       fLauncher.Launch();
       ending = Follow();
     } catch (const std::exception& failure) {
-      if (fApp->HasRun())
+      if (fApp->HasRun()) {
         ending = {Ending::Kind::kLost, 0, failure.what()};
-      else
+        fStop = Stop{ending.kind, fRecording->Seconds()};
+        Kill();
+      } else {
         ending = {Ending::Kind::kNotStarted, 0, WhyNotStarted(failure.what())};
+      }
     }
     ending.seconds = fRecording->Seconds();
-    if (fOptions.ended) fOptions.ended();
+    CallHost([&] {
+      if (fOptions.passedOn) fOptions.passedOn();
+    });
     if (fApp->GetExitCode()) Collect();
+    TellOf(fRecording->GetStanding());
     Report report = fRecording->Close();
     report.Conclude(ending.kind == Ending::Kind::kExited && ending.status == kProberFailed);
-    return {ending, std::move(report), fNotes};
+    // What happens at a measurement that isn't wanted is nobody's fault.
+    const bool ended = ending.kind == Ending::Kind::kExited || ending.kind == Ending::Kind::kCrashed;
+    const Reading& reading = report.GetReading();
+    if (!fOptions.measure && ended && !reading.isWhole && reading.MayMeasure())
+      ending.kind = Ending::Kind::kSpared;
+    Tell(Event::Kind::kRunEnds);
+    return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp};
   }
 
  private:
+  struct Stop {
+    Ending::Kind kind;
+    double seconds;
+    bool wasTimeUp = false;
+    bool wasKilled = false;
+  };
+
   // Throws a failure of the thread that waits for the process.
   Ending Follow() {
-    std::optional<std::int32_t> exitCode;
-    double last = 0;
-    while (!(exitCode = fApp->GetExitCode())) {
-      const double seconds = fRecording->Seconds();
-      Count(seconds - std::exchange(last, seconds));
-      const bool unwanted = fRecording->Tick(fOptions.tick);
-      if (!fStop && (unwanted || fCounted >= fOptions.timeoutSeconds))
-        fStop = Stop{unwanted ? Ending::Kind::kInterrupted : Ending::Kind::kHung, seconds};
+    CountWait(fRecording->Seconds());
+    while (!fApp->GetExitCode()) {
+      const double begin = fRecording->Seconds();
+      const Standing standing = fRecording->GetStanding();
+      TellOf(standing);
+      if (!fStop) fStop = WhyStop(standing);
       if (!fStop)
         GetState();
-      else if (!fStop->killed)
+      else if (!fStop->wasKilled)
         Kill();
-      if (fStop && seconds > fStop->seconds + kKillSeconds)
-        return {fStop->kind, 0, "", 0, fApp->GetProcessID()};
-      fApp->WaitForEnd(kTickSeconds);
+      const double now = fRecording->Seconds();
+      if (fStop && now > fStop->seconds + kKillSeconds) return {fStop->kind, 0, "", 0, fApp->GetProcessID()};
+      fCounted += now - begin;
+      fAlarm->Wait(WaitSeconds(standing));
+      CountWait(fRecording->Seconds() - now);
     }
     const auto rawEnd = fApp->GetRawEnd();
     const std::string words = rawEnd ? ztutil::DescribeRawEnd(*rawEnd) : "";
     switch (GetState()) {
       case State::Killed:
         return {fStop->kind, 0, words};
-      case State::Crashed: {
+      case State::Crashed:
         // A terminal interrupts the prober, too, and that's not its fault.
-        const bool unwanted = fRecording->Tick(fOptions.tick);
-        return {unwanted ? Ending::Kind::kInterrupted : Ending::Kind::kCrashed, 0, words};
-      }
+        Tell(Event::Kind::kTick);
+        return {IsUnwanted() ? Ending::Kind::kInterrupted : Ending::Kind::kCrashed, 0, words};
       default:
-        return {Ending::Kind::kExited, *exitCode, words};
+        return {Ending::Kind::kExited, *fApp->GetExitCode(), words};
+    }
+  }
+
+  bool IsUnwanted() const { return fCancellation.IsCancelled() || fHasThrown; }
+
+  std::optional<Stop> WhyStop(const Standing& standing) const {
+    const double now = fRecording->Seconds();
+    const bool isQuestion = fOptions.questionSeconds > 0 && !standing.mayMeasure;
+    if (IsUnwanted()) return Stop{Ending::Kind::kInterrupted, now};
+    if (!fOptions.measure && standing.mayMeasure && standing.silentSeconds >= kSpareSeconds)
+      return Stop{Ending::Kind::kSpared, now};
+    if (isQuestion && standing.silentSeconds >= fOptions.questionSeconds)
+      return Stop{Ending::Kind::kHung, now};
+    if (fCounted >= fOptions.timeoutSeconds) return Stop{Ending::Kind::kHung, now, true};
+    return std::nullopt;
+  }
+
+  // Up to the next look.
+  double WaitSeconds(const Standing& standing) const {
+    if (fOptions.measure || !standing.mayMeasure) return kTickSeconds;
+    return std::clamp(kSpareSeconds - standing.silentSeconds, 0.0, kTickSeconds);
+  }
+
+  // Adds time that was waited for to what counts, or to what the prober was stopped for.
+  void CountWait(double seconds) {
+    const double counting = std::min(seconds, kMaxWaitSeconds);
+    const bool stopped =
+        fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsStopped(fApp->GetProcessID());
+    (stopped ? fStopped : fCounted) += counting;
+    fRecording->Excuse(stopped ? seconds : seconds - counting);
+  }
+
+  void TellOf(const Standing& standing) {
+    for (const NewLine& line : standing.lines) Tell(Event::Kind::kLine, &line);
+    if (std::exchange(fQuestion, standing.question) != standing.question) Tell(Event::Kind::kQuestion);
+    if (fRecording->Seconds() < fNextTick) return;
+    fNextTick = fRecording->Seconds() + kTickSeconds;
+    Tell(Event::Kind::kTick);
+  }
+
+  void Tell(Event::Kind kind, const NewLine* line = nullptr) {
+    Event event;
+    event.kind = kind;
+    event.seconds = fRecording->Seconds();
+    event.question = fQuestion;
+    if (line != nullptr) {
+      event.isOutput = line->isOutput;
+      event.line = &line->line;
+    }
+    CallHost([&] {
+      if (fOptions.event && !fHasThrown) fOptions.event(event);
+    });
+  }
+
+  template <class Function>
+  void CallHost(Function function) {
+    try {
+      function();
+    } catch (...) {
+      fHasThrown = true;
+      Note("the host's own function has thrown an exception");
     }
   }
 
@@ -197,14 +358,6 @@ class ProberRun {
   std::string WhyNotStarted(const std::string& failure) const {
     const std::string reason = fApp->GetStartError();
     return reason.empty() ? failure : reason + " (" + failure + ")";
-  }
-
-  // Adds time that has passed to what counts, or to what the prober was stopped for.
-  void Count(double seconds) {
-    seconds = std::min(seconds, kMaxTickSeconds);
-    const bool stopped =
-        fStopped < kMaxStopped * fOptions.timeoutSeconds && platform::IsStopped(fApp->GetProcessID());
-    (stopped ? fStopped : fCounted) += seconds;
   }
 
   // Throws if the thread that waits for the process has failed, and the end isn't known. Notes other
@@ -223,7 +376,7 @@ class ProberRun {
   void Kill() {
     try {
       fLauncher.Kill();
-      fStop->killed = true;
+      fStop->wasKilled = true;
     } catch (const std::exception& failure) {
       Note(failure.what());
     }
@@ -243,19 +396,18 @@ class ProberRun {
     if (fNotes.empty() || fNotes.back() != note) fNotes.push_back(note);
   }
 
-  struct Stop {
-    Ending::Kind kind;
-    double seconds;
-    bool killed = false;
-  };
-
   const RunOptions& fOptions;
+  const boost::shared_ptr<Alarm> fAlarm;
+  const CancellationWatch fCancellation;
   const boost::shared_ptr<Recording> fRecording;
   const boost::shared_ptr<ProberApp> fApp;
   ztutil::ConsoleAppLauncher fLauncher;
   std::optional<Stop> fStop;
   double fCounted = 0;  // of the timeout
   double fStopped = 0;
+  double fNextTick = 0;
+  std::string fQuestion;
+  bool fHasThrown = false;
   std::vector<std::string> fNotes;
 };
 

@@ -5,9 +5,13 @@
 #include "report.h"
 #include "verdict.h"
 
-#include <cstddef>
+#include <ztutil/launcher.h>
+
+#include <gpuprowler/answer.h>
+
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,25 +20,22 @@ namespace gpuprowler {
 struct RunOptions {
   std::string prober;  // a path, or a name that is looked for on PATH
   std::deque<std::string> arguments;
+  ztutil::EnvironmentChanges environment;
   double timeoutSeconds = 0;
-
-  // Is given what the prober writes, as it comes: standard output, else standard error, each on a thread of
-  // its own. As long as it takes the prober waits. May be empty.
-  using PassOn = std::function<void(bool isOutput, const char* bytes, std::size_t count)>;
-  PassOn passOn;
-
-  // Called when the prober has ended: from here on passOn must not wait. May be empty.
-  std::function<void()> ended;
-
-  // Called about ten times a second while the prober runs; true ends the run. It must not wait. May be empty.
-  using Tick = std::function<bool(double seconds, const Report& report)>;
-  Tick tick;
+  double questionSeconds = 0;  // as the next four, as Request has them
+  bool measure = true;
+  std::function<void(bool isOutput, const char* bytes, std::size_t count)> passOn;
+  std::function<void()> passedOn;
+  std::shared_ptr<Cancellation> cancellation;
+  std::function<void(const Event&)> event;  // `run` stays 0
 };
 
 struct RunResult {
   Ending ending;
   Report report;
   std::vector<std::string> notes;  // what went wrong beside the prober, a sentence each
+  double counted = 0;              // seconds of the timeout
+  bool wasTimeUp = false;          // it had to be killed for the timeout, not for a question
 };
 
 // Starts the prober and follows it to its end, which comes a few seconds behind the timeout at the latest.

@@ -97,6 +97,8 @@ std::size_t FindStep(std::string_view key) {
   return found != places.end() ? found->second : Steps().size();
 }
 
+bool Step::IsMeasurement() const { return key == ProwlerKey::kCLBandwidth || key == ProwlerKey::kCLCompute; }
+
 std::string Step::PlainKey() const {
   std::string plain;
   const std::size_t symbol = key.rfind("GL_");

@@ -28,6 +28,9 @@ struct Step {
   std::string_view topic;  // in words; empty where the key says it
   bool optional = false;   // there may be no answer, though nothing has failed
 
+  // Whether it has only the bound of the whole, and is left out where measuring isn't wanted.
+  bool IsMeasurement() const;
+
   // The key as one word: "glMaxDrawBuffers" for "glGetIntegerv[GL_MAX_DRAW_BUFFERS]".
   std::string PlainKey() const;
 };

@@ -75,6 +75,11 @@ const char* VerdictName(Verdict verdict) {
   }
 }
 
+const char* BehaviourName(Behaviour behaviour) {
+  constexpr const char* kNames[] = {"unknown", "sound", "failed", "ended", "crashed", "hung", "set-aside"};
+  return kNames[static_cast<std::size_t>(behaviour)];
+}
+
 Judgement Judge(const Ending& ending, const Report& report) {
   const std::vector<Question>& asked = report.GetReading().asked;
   const std::string killed =
@@ -84,6 +89,9 @@ Judgement Judge(const Ending& ending, const Report& report) {
       return JudgeExit(ending.status, report);
     case Ending::Kind::kCrashed:
       return {Verdict::kCrashed, "crashed: " + ending.detail, asked};
+    case Ending::Kind::kSpared:
+      if (report.GetReading().dropped.empty()) return {Verdict::kFinished, "finished without measuring", {}};
+      return {Verdict::kFailures, "finished with failures: a GPU failed a question and was dropped", {}};
     case Ending::Kind::kHung:
       return {Verdict::kHung, "hung" + killed, asked};
     case Ending::Kind::kInterrupted:

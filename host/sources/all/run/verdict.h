@@ -16,6 +16,7 @@ struct Ending {
     kNotStarted,
     kExited,       // by itself
     kCrashed,      // by a signal or an exception of the system
+    kSpared,       // where it came to measurements that weren't wanted
     kHung,         // to be killed when its time was up
     kInterrupted,  // to be killed because somebody wanted it
     kLost,         // its end couldn't be awaited

@@ -100,6 +100,11 @@ struct Walk::Answer {
   std::string_view value;
 };
 
+bool Reading::MayMeasure() const {
+  return std::any_of(asked.begin(), asked.end(),
+                     [](const Question& question) { return question.GetStep().IsMeasurement(); });
+}
+
 Walk::Walk() : fPaths(1 + Steps().size() * kMaxGPUs) { fPaths[0].emplace_back(); }
 
 // What a line can answer. A remark stands in front of the first answer, so it isn't that one.

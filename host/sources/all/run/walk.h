@@ -34,6 +34,9 @@ struct Reading {
   std::vector<DroppedGPU> dropped;
   std::vector<Question> asked;  // what may have been asked behind the last finding; at least one question
   bool isWhole = false;         // the report has its end
+
+  // What may have been asked is a measurement.
+  bool MayMeasure() const;
 };
 
 // What has been told of failures elsewhere. A GPU that leaves out an answer has failed.
