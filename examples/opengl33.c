@@ -1,6 +1,5 @@
 /* May this application use OpenGL 3.3 with GLSL here, and if not, what does it tell the user? */
 #include <gpuprowler/gpuprowler.h>
-
 #include <stdio.h>
 
 static int is_fit(const gpuprowler_answer* answer, size_t gpu) {

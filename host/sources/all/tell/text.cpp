@@ -268,7 +268,8 @@ std::string AsText(const Answer& answer, bool all) {
     PutLines(out, "Other lines", run.output, {LineKind::kOther, LineKind::kComment});
     PutLines(out, "Standard error", run.errors, {LineKind::kOther, LineKind::kFailure});
   }
-  return out.str();
+  const std::string text = out.str();
+  return text.substr(text.find('\n') == 0 ? 1 : 0);  // there was no verdict
 }
 
 }  // namespace gpuprowler
