@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include "hostplatform.h"
+
 #include <ztutil/version.h>
 
 #include <algorithm>
@@ -97,6 +99,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
     if (verb != look) Refuse(verb, {all, json});
   }
 
+  request.prober = platform::UTF8FromArgument(request.prober);
   request.measure = noMeasure->empty();
   request.remember = !remember->empty();
   request.fresh = !fresh->empty();
