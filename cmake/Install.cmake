@@ -14,6 +14,7 @@ endif()
 install(TARGETS gpuprowlershared EXPORT gpuprowler-shared
         LIBRARY COMPONENT Library NAMELINK_COMPONENT ${linking} RUNTIME COMPONENT Library
         ARCHIVE COMPONENT ${linking} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES host/answer.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/gpuprowler COMPONENT ${linking})
 install(TARGETS kgx ztutil gpuprowlerhost EXPORT gpuprowler-static ARCHIVE COMPONENT Development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY kgx/include/ ztutil/include/ host/include/ ${PROJECT_BINARY_DIR}/include/
