@@ -96,18 +96,23 @@ class Events {
       ++fLeftOut;
       return;
     }
-    if (fLeftOut > 0) Put("{\"event\":\"left-out\",\"count\":" + std::to_string(fLeftOut) + "}\n");
-    fLeftOut = 0;
+    PutLeftOut();
     Put(AsJSONLine(event));
   }
 
   bool Finish(const gpuprowler::Answer& answer) {
     if (!::Finish(fOutput)) return false;
+    PutLeftOut();
     Put(AsJSONLine(answer));
     return ::Finish(fOutput);
   }
 
  private:
+  void PutLeftOut() {
+    if (fLeftOut > 0) Put("{\"event\":\"left-out\",\"count\":" + std::to_string(fLeftOut) + "}\n");
+    fLeftOut = 0;
+  }
+
   void Put(const std::string& line) {
     const std::string ended = WithLineEnds(line);
     fOutput.Put(ended.data(), ended.size());
