@@ -156,7 +156,7 @@ class ProberRun {
     if (fApp->GetExitCode()) Collect();
     Report report = fRecording->Close();
     report.Conclude(ending.kind == Ending::Kind::kExited && ending.status == kProberFailed);
-    return {ending, std::move(report), fNotes};
+    return {ending, std::move(report), fNotes, fStandsIn};
   }
 
  private:
@@ -221,6 +221,8 @@ class ProberRun {
   }
 
   void Kill() {
+    if (fStop->kind == Ending::Kind::kHung && fStandsIn.empty())
+      fStandsIn = platform::WhereItStands(fApp->GetProcessID());
     try {
       fLauncher.Kill();
       fStop->killed = true;
@@ -257,6 +259,7 @@ class ProberRun {
   double fCounted = 0;  // of the timeout
   double fStopped = 0;
   std::vector<std::string> fNotes;
+  std::string fStandsIn;
 };
 
 }  // namespace

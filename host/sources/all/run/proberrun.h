@@ -35,6 +35,7 @@ struct RunResult {
   Ending ending;
   Report report;
   std::vector<std::string> notes;  // what went wrong beside the prober, a sentence each
+  std::string standsIn;            // where a prober that hung stood: platform::WhereItStands
 };
 
 // Starts the prober and follows it to its end, which comes a few seconds behind the timeout at the latest.

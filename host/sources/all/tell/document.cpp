@@ -63,6 +63,7 @@ JSON DocumentOf(const Run& run) {
                    {"lastLine", run.lastLine},
                    {"asked", run.asked},
                    {"notes", run.notes},
+                   {"standsIn", run.standsIn},
                    {"values", ValuesBy(&Value::key, run.values)},
                    {"report", ValuesBy(&Value::reportKey, run.values)},
                    {"stdout", DocumentOf(run.output)},
