@@ -250,7 +250,7 @@ class ProberRun {
     if (!fOptions.measure && ended && !reading.isWhole && reading.MayMeasure())
       ending.kind = Ending::Kind::kSpared;
     Tell(Event::Kind::kRunEnds);
-    return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp};
+    return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp, fStandsIn};
   }
 
  private:
@@ -374,6 +374,8 @@ class ProberRun {
   }
 
   void Kill() {
+    if (fStop->kind == Ending::Kind::kHung && fStandsIn.empty())
+      fStandsIn = platform::WhereItStands(fApp->GetProcessID());
     try {
       fLauncher.Kill();
       fStop->wasKilled = true;
@@ -409,6 +411,7 @@ class ProberRun {
   std::string fQuestion;
   bool fHasThrown = false;
   std::vector<std::string> fNotes;
+  std::string fStandsIn;
 };
 
 }  // namespace
