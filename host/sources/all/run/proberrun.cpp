@@ -225,8 +225,12 @@ class ProberRun {
     Tell(Event::Kind::kRunBegins);
     Ending ending;
     try {
-      fLauncher.Launch();
-      ending = Follow();
+      if (IsUnwanted()) {
+        ending.kind = Ending::Kind::kNotWanted;
+      } else {
+        fLauncher.Launch();
+        ending = Follow();
+      }
     } catch (const std::exception& failure) {
       if (fApp->HasRun()) {
         ending = {Ending::Kind::kLost, 0, failure.what()};
