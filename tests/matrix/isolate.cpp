@@ -4,6 +4,7 @@
 #include "proberprocess.h"
 
 #include <gpuprowler/answer.h>
+#include <remember/memory.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 namespace {
 
@@ -49,7 +51,8 @@ std::vector<Place> Places(bool all) {
   for (const Call& call : Calls(false)) {
     const bool isEnumeration = call.number == 1 && call.function == "eglQueryDevicesEXT";
     if (!call.isAsked && !isEnumeration) continue;
-    if (!all && count++ % 8 != 0 && !isEnumeration) continue;
+    const bool isPart = isEnumeration || count++ % 8 == 0;
+    if (!all && !isPart) continue;
     const string place = call.function + "@" + std::to_string(call.number);
     places.push_back(
         {place, "RIG_FAULT", place + "=", call.function[0] == 'c' ? kLayered : kVendor, call.question});
@@ -68,11 +71,18 @@ string DriverFolder(const std::vector<string>& libraries) {
   return folder;
 }
 
+// A copy, which can be changed.
+string BadICD() {
+  const string copy = ScratchFile(kBadICD);
+  std::filesystem::copy_file(BuildFile("lib/") + kBadICD, copy, std::filesystem::copy_options::skip_existing);
+  return copy;
+}
+
 // This process's own environment becomes that of a machine with two EGL vendors and two OpenCL drivers, or
 // three.
 void SetMachine(const Place& place, const string& action) {
   std::vector<string> libraries = {kLayered, "libRusticlOpenCL.so.1"};
-  if (place.culprit == kBadICD) libraries.push_back(BuildFile("lib/") + kBadICD);
+  if (place.culprit == kBadICD) libraries.push_back(BadICD());
   std::filesystem::create_directory(ScratchFile("temporary"));
   Environment machine = Drivers({
       {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("rig/egl/rigegl.json") + ":" + BuildFile("e2e/mesa.json")},
@@ -88,13 +98,13 @@ void SetMachine(const Place& place, const string& action) {
   for (const auto& [name, value] : machine) setenv(name.c_str(), value.c_str(), 1);
 }
 
-Answer AskHere() {
+gpuprowler::Request MakeRequest() {
   gpuprowler::Request request;
   request.prober = BuildFile("bin/gpuprowler");
   request.seconds = kSeconds;
   request.questionSeconds = kQuestionSeconds;
   request.remember = false;
-  return gpuprowler::Ask(request);
+  return request;
 }
 
 bool IsCulprit(const gpuprowler::Driver& driver, const Place& place) {
@@ -142,7 +152,7 @@ bool Passes(const Place& place, const Action& action) {
   std::printf("%-34s %-7s", place.name.c_str(), action.rule);
   try {
     SetMachine(place, action.rule);
-    const Answer answer = AskHere();
+    const Answer answer = Ask(MakeRequest());
     std::printf("%-12s %zu runs %6.2f s  ", VerdictName(answer.verdict), answer.runs.size(), answer.seconds);
     Check(answer, place, action.behaviour);
     std::printf("%s: %s\n", place.culprit.c_str(), place.question.c_str());
@@ -151,6 +161,54 @@ bool Passes(const Place& place, const Action& action) {
     std::printf("WRONG: %s\n", wrong.what());
     return false;
   }
+}
+
+// A driver that crashes is loaded no more, until its file changes, or it's forgotten.
+bool RemembersCulprits() {
+  const Place place{"", "RIG_BAD_ICD", "load=", kBadICD, "NumCLGPUs"};
+  SetMachine(place, "segv");
+  gpuprowler::Request request = MakeRequest();
+  request.remember = true;
+  request.memoryFolder = ScratchFile("memory");
+  const auto touch = [] {
+    std::filesystem::last_write_time(BadICD(), std::filesystem::file_time_type::clock::now());
+  };
+  const auto forget = [&] { gpuprowler::Memory(request.memoryFolder).Forget(kBadICD); };
+  const struct {
+    const char* what;
+    std::function<void()> before;
+    string told;
+  } rows[] = {
+      {"first", [] {}, "crashed 6 runs, crashed"},
+      {"again", [] {}, "crashed 6 runs, crashed, remembered"},
+      {"another request", [&] { request.measure = false; }, "finished 1 runs, set-aside"},
+      {"file changed", touch, "crashed 6 runs, crashed"},
+      {"another request",
+       [&] {
+         request.measure = true;
+         request.seconds = 2 * kSeconds;
+       },
+       "finished 1 runs, set-aside"},
+      {"forgotten", forget, "crashed 6 runs, crashed"},
+      {"fresh", [&] { request.fresh = true; }, "crashed 6 runs, crashed"},
+  };
+  bool allRight = true;
+  for (const auto& row : rows) {
+    row.before();
+    const Answer answer = Ask(request);
+    string told = VerdictName(answer.verdict) + (" " + std::to_string(answer.runs.size())) + " runs";
+    for (std::size_t i = 0; i < answer.drivers.size(); ++i)
+      if (IsCulprit(answer.drivers[i], place))
+        told += string(", ") + BehaviourName(answer.drivers[i].behaviour);
+    if (answer.remembered) told += ", remembered";
+    const bool complete = std::count_if(answer.gpus.begin(), answer.gpus.end(),
+                                        [](const auto& gpu) { return gpu.complete; }) >= 3;
+    const bool right = told == row.told && complete;
+    std::printf("memory: %-26s %-44s %6.2f s  %s\n", row.what, told.c_str(), answer.seconds,
+                right ? "" : "WRONG");
+    allRight = allRight && right;
+  }
+  return allRight;
 }
 
 }  // namespace
@@ -169,5 +227,5 @@ bool Isolate(bool all) {
     ++turn;
   }
   std::printf("%zu rows, %zu wrong\n", rows, wrong);
-  return wrong == 0 && rows > 0;
+  return RemembersCulprits() && wrong == 0 && rows > 0;
 }

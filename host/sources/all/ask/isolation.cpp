@@ -74,21 +74,22 @@ class Isolation {
       if (!CanBeHidden(fAnswer.drivers[driver])) continue;  // it's a part of all runs
       const std::size_t others = fSuspects.size() - i - 1 + (AreAllBad() ? 1 : 0);
       fRuns.Make({driver}, fRuns.SecondsLeft() / static_cast<double>(1 + others));
-      if (fRuns.WasTimeUp() && !HangsAsTheFirst(fAnswer.runs.back()))
+      if (fRuns.WasTimeUp() && !HasHung(fAnswer.runs.back()))
         Note(fAnswer.drivers[driver].library + " wasn't asked to the end: there was no time left for it");
       else if (!fRuns.IsCancelled())
         fRunOf[driver] = fAnswer.runs.size() - 1;
     }
   }
 
-  // On a slow machine a share of the time may be too little for a sound driver.
-  bool HangsAsTheFirst(const gpuprowler::Run& run) const {
+  // Of a run whose time was up. On a slow machine a share of the time may be too little for a sound driver.
+  bool HasHung(const gpuprowler::Run& run) const {
     const gpuprowler::Run& first = fAnswer.runs[0];
+    const auto wasAskedFirst = [&](const std::string& asked) {
+      return std::any_of(first.asked.begin(), first.asked.end(),
+                         [&](const std::string& other) { return KeyOf(other) == KeyOf(asked); });
+    };
     return first.verdict == Verdict::kHung &&
-           std::any_of(run.asked.begin(), run.asked.end(), [&](const std::string& asked) {
-             return std::any_of(first.asked.begin(), first.asked.end(),
-                                [&](const std::string& other) { return KeyOf(other) == KeyOf(asked); });
-           });
+           (fRuns.WasSilent() || std::any_of(run.asked.begin(), run.asked.end(), wasAskedFirst));
   }
 
   // Without any driver that can be hidden.

@@ -64,4 +64,10 @@ void Runs::Make(Drivers drivers, double seconds) {
   }
 }
 
+bool Runs::WasSilent() const {
+  const Run& run = fAnswer.runs.back();
+  const double last = run.output.lines.empty() ? 0 : run.output.lines.back().seconds;
+  return fRequest.questionSeconds > 0 && run.seconds - last >= fRequest.questionSeconds;
+}
+
 }  // namespace gpuprowler

@@ -26,8 +26,10 @@ class Runs {
   double SecondsLeft() const { return fRequest.seconds - fSeconds; }
   bool IsCancelled() const { return fRequest.cancellation && fRequest.cancellation->IsCancelled(); }
 
-  // Of the last run: whether it was ended because its seconds were up, and not because a question's were.
+  // Of the last run: whether it was ended because its seconds were up, and not because a question's were; and
+  // whether its last question, a measurement, had had at least as many by then.
   bool WasTimeUp() const { return fWasTimeUp; }
+  bool WasSilent() const;
 
   // What all of them have found, complete or not.
   const std::vector<GPU>& GetGPUs() const { return fGPUs; }
