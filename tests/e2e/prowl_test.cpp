@@ -36,6 +36,8 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
       {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
       {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
        "prowlerEnd="},
+      {"sleep", "--timeout 1 -- 100", "hung: status 5", "/runs/0/standsIn",
+       "a function of sleep, in clock_nanosleep of libc.so.6"},
       {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
       {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
        "something that the prober has started holds its output open, which was read no longer"},

@@ -117,6 +117,7 @@ TEST(CInterfaceTest, EndsAtOnceWhenCancelled) {
     gpuprowler_set_event(request.get(), slow, nullptr);
     const double start = ztutil::Now();
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int j = 0; j < 8; ++j)
       threads.emplace_back(
           [&] { EXPECT_EQ(gpuprowler_verdict(Ask(request).get()), GPUPROWLER_INTERRUPTED); });

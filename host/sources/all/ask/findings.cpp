@@ -93,6 +93,7 @@ Run RunOf(const RunResult& result, const Judgement& judgement) {
   run.complete = IsComplete(result);
   run.asked = NamesOf(judgement.asked);
   run.notes = result.notes;
+  run.standsIn = result.standsIn;
   for (const Finding& finding : report.GetReading().findings)
     if (finding.question.GetStep().scope == Scope::kRun) run.values.push_back(ValueOf(finding));
   run.output = StreamOf(report.Output());

@@ -225,8 +225,12 @@ class ProberRun {
     Tell(Event::Kind::kRunBegins);
     Ending ending;
     try {
-      fLauncher.Launch();
-      ending = Follow();
+      if (IsUnwanted()) {
+        ending.kind = Ending::Kind::kNotWanted;
+      } else {
+        fLauncher.Launch();
+        ending = Follow();
+      }
     } catch (const std::exception& failure) {
       if (fApp->HasRun()) {
         ending = {Ending::Kind::kLost, 0, failure.what()};
@@ -250,7 +254,7 @@ class ProberRun {
     if (!fOptions.measure && ended && !reading.isWhole && reading.MayMeasure())
       ending.kind = Ending::Kind::kSpared;
     Tell(Event::Kind::kRunEnds);
-    return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp};
+    return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp, fStandsIn};
   }
 
  private:
@@ -374,6 +378,8 @@ class ProberRun {
   }
 
   void Kill() {
+    if (fStop->kind == Ending::Kind::kHung && fStandsIn.empty())
+      fStandsIn = platform::WhereItStands(fApp->GetProcessID());
     try {
       fLauncher.Kill();
       fStop->wasKilled = true;
@@ -409,6 +415,7 @@ class ProberRun {
   std::string fQuestion;
   bool fHasThrown = false;
   std::vector<std::string> fNotes;
+  std::string fStandsIn;
 };
 
 }  // namespace

@@ -36,6 +36,7 @@ struct RunResult {
   std::vector<std::string> notes;  // what went wrong beside the prober, a sentence each
   double counted = 0;              // seconds of the timeout
   bool wasTimeUp = false;          // it had to be killed for the timeout, not for a question
+  std::string standsIn;            // where a prober that hung stood: platform::WhereItStands
 };
 
 // Starts the prober and follows it to its end, which comes a few seconds behind the timeout at the latest.

@@ -18,6 +18,11 @@ std::wstring LaunchText(const std::string& path);
 // system doesn't tell.
 bool IsStopped(std::uint32_t processID);
 
+// The function, and the library it is of, in which that child's first thread stands: "clFinish of libx.so, in
+// poll of libc.so.6". "not known: " and why, where the build or the system doesn't let it be told. The child
+// is stopped for a moment; this takes 2 seconds at most.
+std::string WhereItStands(std::uint32_t processID);
+
 }  // namespace gpuprowler::platform
 
 #endif  // GPUPROWLER_RUNPLATFORM_H_

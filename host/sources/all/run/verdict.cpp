@@ -94,6 +94,8 @@ Judgement Judge(const Ending& ending, const Report& report) {
       return {Verdict::kFailures, "finished with failures: a GPU failed a question and was dropped", {}};
     case Ending::Kind::kHung:
       return {Verdict::kHung, "hung" + killed, asked};
+    case Ending::Kind::kNotWanted:
+      return {Verdict::kInterrupted, "was interrupted before it was started", {}};
     case Ending::Kind::kInterrupted:
       return {Verdict::kInterrupted, "was interrupted" + killed, asked};
     case Ending::Kind::kLost:

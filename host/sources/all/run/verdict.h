@@ -14,6 +14,7 @@ namespace gpuprowler {
 struct Ending {
   enum class Kind {
     kNotStarted,
+    kNotWanted,    // nor started, because somebody wanted that
     kExited,       // by itself
     kCrashed,      // by a signal or an exception of the system
     kSpared,       // where it came to measurements that weren't wanted

@@ -35,7 +35,7 @@ std::string After(double seconds) {
 std::string InWords(const std::string& question) {
   const std::size_t tag = question.find("gpu[");
   const std::size_t step =
-      FindStep(tag == question.npos ? question : question.substr(question.find('.') + 1));
+      FindStep(tag == std::string::npos ? question : question.substr(question.find('.') + 1));
   const Step& asked = Steps()[std::min(step, Steps().size() - 1)];  // the last is "exit"
   return Printable(question) + (asked.topic.empty() ? "" : " (" + std::string(asked.topic) + ")");
 }
