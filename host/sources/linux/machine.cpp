@@ -32,7 +32,8 @@ bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 // --- Device files
 // --------------------------------------------------------------------------------------------------
 
-// Those that a driver must open for the adapter, by their names in /dev; its own is the last.
+// Those that a driver must open for the adapter, by their names in /dev. The first is the same whether the
+// adapter sleeps or not.
 std::vector<std::string> DeviceFiles(const SysfsAdapter& adapter, const System& system) {
   if (adapter.driver == "dxgkrnl") return {"dxg"};  // Windows' card in its subsystem for Linux
   if (adapter.driver == "nvidia") {
@@ -144,7 +145,7 @@ class Survey {
 
   void AddAccess(Adapter& adapter, const std::vector<std::string>& files) {
     if (files.empty()) return;
-    adapter.renderNode = "/dev/" + files.back();
+    adapter.renderNode = "/dev/" + files.front();
     adapter.mayOpen = true;
     for (const std::string& file : files) {
       const std::string path = fSystem.roots.dev + "/" + file;

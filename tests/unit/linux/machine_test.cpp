@@ -192,8 +192,9 @@ TEST(MachineTest, TellsOfAdapters) {
       "0000:00:02.0|UHD Graphics 620|i915 6.1.0-test 2023-09-29|0 integrated|/dev/dri/renderD129| eDP-1\n"
       "0000:03:00.0|AMD Radeon RX 6800 XT|amdgpu 6.1.0-test 2023-09-29|17163091968 mem_info_vram_total|"
       "/dev/dri/renderD128|\n";
-  EXPECT_EQ(adapters(),
-            others + "0000:01:00.0|NVIDIA GeForce RTX 3080|nvidia 535.104.05 2023-08-19|0 |/dev/nvidia0|\n");
+  EXPECT_EQ(
+      adapters(),
+      others + "0000:01:00.0|NVIDIA GeForce RTX 3080|nvidia 535.104.05 2023-08-19|0 |/dev/nvidiactl|\n");
   // What would wake a sleeping card isn't read.
   made.Write("sys/devices/pci0000:00/0000:01:00.0/power/runtime_status", "suspended\n");
   EXPECT_EQ(adapters(),
