@@ -144,6 +144,13 @@ TEST(MachineTest, EachMachineHasItsReason) {
          m.Write("compat/libcuda.so.1.2", ""), m.Write("lib/x", ""),
              fs::create_symlink("../compat/libcuda.so.1.2", m.Path("lib/libcuda.so.1"));
        }},
+      // A server's screen, a second head, and a function for a guest.
+      {"",
+       [](Made& m) {
+         m.AddDevice("0000:08:00.0", "1a03:2000 030000", "");
+         m.AddDevice("0000:03:00.1", "1002:73bf 038000", "");
+         m.AddDevice("0000:03:02.1", "8086:56c0 038000", "vfio-pci");
+       }},
       // A display that the firmware left, or that has no renderer, needs no device file.
       {"", [](Made& m) { m.AddCard(m.AddDevice("0000:07:00.0", "1a03:2000 030000", "ast"), 2, 0); }},
   };
