@@ -65,7 +65,7 @@ TEST(AttributionTest, ACardOnlyWhereExactlyOneFits) {
       {OpenGLGPU(0x10de, 0x2206, "", "RTX"), "3"},
       {OpenGLGPU(0, 0, "", "D3D12 (NVIDIA)"), "?"},
       {OpenGLGPU(0, 0, "", "llvmpipe (LLVM 15.0.6, 256 bits)"), "software"},
-      {OpenGLGPU(0x1002, 0x73bf, "AMD Radeon RX 6800 XT", "softpipe"), "software"},
+      {OpenGLGPU(0x1002, 0x73bf, "AMD Radeon RX 6800 XT", "zink Vulkan 1.3(llvmpipe (LLVM 15))"), "software"},
       {OpenCLGPU(0x8086, "Intel(R) Gen9"), "0"},
       {OpenCLGPU(0x10de, "NVIDIA GeForce RTX 3080"), "3"},
       {OpenCLGPU(0x10de, "Tesla V100"), "?"},
