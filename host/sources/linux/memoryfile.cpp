@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -83,7 +84,14 @@ std::string ReadFrom(const Descriptor& folder, std::size_t mostBytes) {
   return content;
 }
 
+// A file that becomes larger than this process's files may be would end the process.
+bool MayBeThatLarge(std::size_t bytes) {
+  rlimit limit{};
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes <= limit.rlim_cur;
+}
+
 bool WriteAll(int file, std::string_view bytes) {
+  if (!MayBeThatLarge(bytes.size())) return false;
   while (!bytes.empty()) {
     const ssize_t count = write(file, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;

@@ -20,6 +20,7 @@ namespace {
 using JSON = nlohmann::ordered_json;
 
 constexpr char kSchema[] = "gpuprowler-answer-1";
+constexpr double kMaxSeconds = 1e9;
 
 // What the keys of an object are, in their order: for each a field of the struct.
 
@@ -437,7 +438,7 @@ class Reader {
     } else if constexpr (std::is_same_v<Part, double>) {
       Require(from.is_number());
       part = from.get<double>();
-      Require(part >= 0);
+      Require(part >= 0 && part <= kMaxSeconds);
     } else if constexpr (std::is_arithmetic_v<Part>) {
       GetWhole(from, part);
     } else {
