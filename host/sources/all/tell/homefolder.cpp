@@ -31,7 +31,7 @@ std::string WithoutOne(const std::string& text, const std::string& home) {
   return rest.append(from, text.end());
 }
 
-bool IsAbsolute(const std::string& path) { return path[0] == '/' || path.find(':') == 1; }
+bool IsAbsolute(const std::string& path) { return Folded(path[0]) == '/' || path[1] == ':'; }
 
 }  // namespace
 
