@@ -62,7 +62,8 @@ bool MayMakeIn(const std::string& parent) {
 void MakeFolder(const std::string& folder) {
   if (access(folder.c_str(), F_OK) == 0 || errno != ENOENT) return;
   const std::size_t slash = folder.rfind('/');
-  const std::string parent = slash == folder.npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
+  const std::string parent =
+      slash == std::string::npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
   MakeFolder(parent);
   if (MayMakeIn(parent)) mkdir(folder.c_str(), S_IRWXU);
 }
@@ -128,7 +129,8 @@ bool Lock(const Descriptor& file) {
 }  // namespace
 
 std::string StateFolder() {
-  const std::string state = Variable("XDG_STATE_HOME"), home = Variable("HOME");
+  std::string state = Variable("XDG_STATE_HOME");
+  const std::string home = Variable("HOME");
   if (!state.empty() && state.front() == '/') return state;
   return !home.empty() && home.front() == '/' ? home + "/.local/state" : "";
 }
@@ -157,7 +159,7 @@ FileFacts FactsOfProgram(const std::string& program) {
              status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec};
     return true;
   };
-  if (program.find('/') != program.npos) {
+  if (program.find('/') != std::string::npos) {
     find(program);
     return facts;
   }

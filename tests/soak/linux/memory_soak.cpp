@@ -6,11 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -38,8 +38,8 @@ TEST(MemorySoak, SurvivesItsHosts) {
       (std::filesystem::temp_directory_path() / ("memory-soak-" + std::to_string(getpid()))).string();
   std::filesystem::remove_all(folder);
   gpuprowler::Memory memory(folder);
-  std::vector<pid_t> hosts;
-  for (int host = 0; host < kHosts; ++host) hosts.push_back(StartHost(folder, host));
+  std::array<pid_t, kHosts> hosts{};
+  for (int host = 0; host < kHosts; ++host) hosts[static_cast<std::size_t>(host)] = StartHost(folder, host);
   std::minstd_rand random;
   int found = 0;
   for (Effort effort(100, 10000); !testing::Test::HasFailure() && effort.More();) {

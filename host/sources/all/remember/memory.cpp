@@ -17,7 +17,7 @@ namespace {
 using JSON = nlohmann::json;
 
 constexpr int kVersion = 1;
-constexpr std::int64_t kFreshSeconds = 7 * 24 * 3600;
+constexpr std::int64_t kFreshSeconds = std::int64_t{7} * 24 * 3600;
 
 // Recalling reads all of the file.
 constexpr std::size_t kMaxBytes = std::size_t{256} * 1024;
