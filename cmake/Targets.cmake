@@ -46,7 +46,7 @@ function(gpuprowler_target_defaults target)
   endif()
 endfunction()
 
-# A static library. What others may include stands in <folder>/include/<name>.
+# A static library. What others may include stands in <folder>/include/.
 function(gpuprowler_library name)
   add_library(${name} STATIC ${ARGN})
   add_library(gpuprowler::${name} ALIAS ${name})
@@ -55,11 +55,11 @@ function(gpuprowler_library name)
   gpuprowler_target_defaults(${name})
 endfunction()
 
-# A room of a library: names of its files, which stand in include/<library>, in sources/all/<room> and in the
+# A room of a library: names of its files, which stand in include/, in sources/all/<room> and in the
 # platforms' folders. They may include what this room holds, and the rooms before it.
 function(gpuprowler_room library room)
   foreach(name IN LISTS ARGN)
-    file(GLOB found ${CMAKE_CURRENT_SOURCE_DIR}/include/${library}/${name}
+    file(GLOB found ${CMAKE_CURRENT_SOURCE_DIR}/include/*/${name}
          ${CMAKE_CURRENT_SOURCE_DIR}/sources/all/${room}/${name} ${CMAKE_CURRENT_SOURCE_DIR}/sources/linux/${name}
          ${CMAKE_CURRENT_SOURCE_DIR}/sources/win/${name})
     if(NOT found)

@@ -1,9 +1,10 @@
 #include "fault.h"
 
-#include "crash.h"
+#include "ends.h"
 #include "rules.h"
 #include "settings.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -20,11 +21,13 @@ namespace rig {
 namespace {
 
 constexpr char kFaultVariable[] = "RIG_FAULT";
+constexpr char kOnlyWithVariable[] = "RIG_FAULT_ONLY_WITH";
 constexpr char kTraceVariable[] = "RIG_TRACE";
 constexpr char kCallsVariable[] = "RIG_CALLS";
 
 // Filled by LoadFaults and constant from then on. Never destroyed: driver threads outlive the end of main.
 std::vector<Rule>& gRules = *new std::vector<Rule>;
+std::string& gOnlyWith = *new std::string;
 std::string& gTraceFile = *new std::string;
 std::string& gCallsFile = *new std::string;
 
@@ -38,13 +41,13 @@ void Append(const char* variable, const std::string& fileName, const std::string
   if (!(file << text << std::endl)) Refuse(variable, fileName, "can't be written");
 }
 
+// Whether rules are for this process.
+bool Apply() { return gOnlyWith.empty() || dlopen(gOnlyWith.c_str(), RTLD_LAZY | RTLD_NOLOAD) != nullptr; }
+
 // A rule that doesn't touch the call itself gives kProceed.
 Verdict Perform(const Rule& rule) {
   const std::string& action = rule.fAction;
-  if (action == "segv") AccessBadAddress();
-  if (action == "abort") std::abort();
-  if (action == "exit") _exit(static_cast<int>(rule.fNumber));
-  while (action == "hang") pause();
+  EndBy(action, static_cast<int>(rule.fNumber));
   if (action == "sleep") std::this_thread::sleep_for(std::chrono::milliseconds(rule.fNumber));
   // Past all buffers of the process.
   if (action == "say") dprintf(STDOUT_FILENO, "%s\n", rule.fText.c_str());
@@ -59,6 +62,7 @@ Verdict Perform(const Rule& rule) {
 }  // namespace
 
 void LoadFaults() {
+  gOnlyWith = Setting(kOnlyWithVariable);
   gTraceFile = Setting(kTraceVariable);
   gCallsFile = Setting(kCallsVariable);
   gRules = ParseRules(kFaultVariable, Setting(kFaultVariable));
@@ -67,7 +71,7 @@ void LoadFaults() {
 Verdict BeforeCall(const char* name, unsigned long count) {
   if (!gTraceFile.empty()) Append(kTraceVariable, gTraceFile, name);
   for (const Rule& rule : gRules) {
-    if (rule.fCall != name || (rule.fCount != 0 && rule.fCount != count)) continue;
+    if (rule.fCall != name || (rule.fCount != 0 && rule.fCount != count) || !Apply()) continue;
     const Verdict verdict = Perform(rule);
     if (verdict.fKind != Verdict::Kind::kProceed) return verdict;
   }

@@ -16,13 +16,15 @@ const string kChild = BuildFile("bin/rigchild");
 TEST(ProwlTest, TellsFindingsByGPU) {
   const JSON document = RunProwlForJSON(Drivers(), {});
   EXPECT_EQ(document["ending"], "status 0");
-  for (const JSON& line : document["stdout"]["lines"])
+  for (const JSON& line : document["runs"][0]["stdout"]["lines"])
     EXPECT_EQ(line["kind"], line["text"].get<string>().find("gputag.") == 0 ? "symbol" : "finding") << line;
   for (const Step& step : CleanSteps()) {
     const JSON& gpu = document["gpus"][step.gpu == "clgpu[0]" ? 1 : 0];
-    const JSON& found = step.gpu.empty() ? document["run"] : gpu["findings"];
     const string key = step.key.substr(step.gpu.empty() ? 0 : step.gpu.size() + 1);
-    EXPECT_EQ(found.contains(key), !step.lines.empty()) << step.key;
+    bool found = false;
+    for (const auto& value : (step.gpu.empty() ? document["runs"][0] : gpu)["values"].items())
+      found = found || document["reportKeys"][value.key()] == key;
+    EXPECT_EQ(found, !step.lines.empty()) << step.key;
   }
 }
 
@@ -30,20 +32,23 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
   const struct {
     string prober, arguments, verdict, path, value;
   } rows[] = {
-      {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/asked/0", "KGXOGLInitialized"},
-      {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/exitStatus", "0"},
-      {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/stdout/unfinished", "prowlerEnd="},
-      {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/lastLine", "x"},
-      {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/notes/0",
+      {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/runs/0/asked/0", "KGXOGLInitialized"},
+      {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
+      {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
+       "prowlerEnd="},
+      {"sleep", "--timeout 1 -- 100", "hung: status 5", "/runs/0/standsIn",
+       "a function of sleep, in clock_nanosleep of libc.so.6"},
+      {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
+      {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
        "something that the prober has started holds its output open, which was read no longer"},
-      {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/stdout/lines/0/kind", "other"},
-      {kChild, "-- say:\xFF crash", "crashed: status 4", "/lastLine", "\uFFFD"},
+      {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/runs/0/stdout/lines/0/kind", "other"},
+      {kChild, "-- say:\xFF crash", "crashed: status 4", "/runs/0/lastLine", "\uFFFD"},
       {"env", "-- --ignore-signal=CHLD " + BuildFile("bin/prowl") + " --prober " + kChild + " -- exit:7",
-       "finished-with-failures: status 2", "/exitStatus",
+       "finished-with-failures: status 2", "/runs/0/exitStatus",
        "3"},  // the inner one has seen its prober end early
-      {"/none/gpuprowler", "", "not-started: status 6", "/end",
+      {"/none/gpuprowler", "", "not-started: status 6", "/runs/0/end",
        "No such file or directory (Launcher: CreateProcessW failed)"},
-      {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/end",
+      {BuildFile("e2e/mesa.json"), "", "not-started: status 6", "/runs/0/end",
        "Permission denied (Launcher: CreateProcessW failed)"},
   };
   for (const auto& row : rows) {
@@ -89,14 +94,49 @@ TEST(ProwlTest, PassesBytesOn) {
   EXPECT_EQ(outcome.errors.substr(0, 24), "w\nThe prober ended early");
   EXPECT_EQ(outcome.ending, "status 3");
 
-  const Outcome refused = RunProwl(Drivers(), {"--timeout", "0"});
-  EXPECT_EQ(refused.errors.substr(0, 64),
-            "--timeout: takes a number of seconds above 0, a million at most\n");
-  EXPECT_EQ(refused.ending, "status 1");
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-  for (const char* const how : {"--raw", "--json"})
+  for (const char* const how : {"--raw", "--json", "--events"})
     EXPECT_EQ(RunProwl(Drivers(), {how, "--prober", kChild, "--", "say:x"}, full).ending, "status 1") << how;
   close(full);
+}
+
+TEST(ProwlTest, TellsEventsAsTheyCome) {
+  const Outcome outcome =
+      RunProwl(Drivers(), {"--events", "--prober", kChild, "--", "say:a\xFF", "sleep:300", "warn:b"});
+  string told;
+  for (const string& line : outcome.lines) {
+    const JSON event = JSON::parse(line);
+    if (event["event"] != "question")
+      told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") + " ";
+  }
+  EXPECT_EQ(told, "run-begins linestdouta\uFFFD linestderrb run-ends answer ");
+  EXPECT_EQ(JSON::parse(outcome.lines.back())["answer"]["verdict"], "ended-early");
+}
+
+TEST(ProwlTest, DoesWhatItsCommandLineSays) {
+  const struct {
+    const char *arguments, *says, *complains, *ending;
+  } rows[] = {
+      {"look", "\nDrivers\n  OpenGL ", "", "status 0"},
+      {"look --json", "\"schema\": \"gpuprowler-answer-1\"", "", "status 0"},
+      {"memory", "No driver is set aside.\n", "", "status 0"},
+      {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
+      {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
+      {"--question-timeout -1", "", "--question-timeout: takes a number of seconds, a million at most\n",
+       "status 1"},
+      {"--raw --json", "", "--json excludes --raw\n", "status 1"},
+      {"look --raw", "", "look excludes --raw\n", "status 1"},
+      {"memory --json", "", "memory excludes --json\n", "status 1"},
+      {"--fresh", "", "--fresh requires --remember\n", "status 1"},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));
+    string text;
+    for (const string& line : outcome.lines) text += "\n" + line;
+    EXPECT_NE((text + "\n").find(row.says), string::npos) << row.arguments << text;
+    EXPECT_EQ(outcome.errors.substr(0, outcome.errors.find('\n') + 1), row.complains) << row.arguments;
+    EXPECT_EQ(outcome.ending, row.ending) << row.arguments;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "prowlprocess.h"
 
+#include "schema.h"
+
 Outcome RunProwl(const Environment& environment, const Texts& arguments, int output) {
   return ProberProcess(environment, arguments, output, ProberProcess::kPipe, "prowl").Finish();
 }
@@ -11,6 +13,7 @@ nlohmann::json RunProwlForJSON(const Environment& environment, Texts arguments) 
   std::string text;
   for (const std::string& line : outcome.lines) text += line + "\n";
   auto document = nlohmann::json::parse(text);
+  ExpectFitsSchema(document);
   document["ending"] = outcome.ending;
   return document;
 }

@@ -2,8 +2,9 @@
 // error.
 #include "require.h"
 
+#include <ask/findings.h>
 #include <nlohmann/json.hpp>
-#include <presentation.h>
+#include <tell/document.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -12,11 +13,11 @@
 
 namespace {
 
-using prowl::Ending;
+using gpuprowler::Ending;
 
 // Takes the bytes in pieces of that size.
-prowl::RunResult Read(const std::string& bytes, std::size_t size) {
-  prowl::RunResult result;
+gpuprowler::RunResult Read(const std::string& bytes, std::size_t size) {
+  gpuprowler::RunResult result;
   result.ending = {Ending::Kind::kExited, bytes.empty() ? 0 : bytes.back() % 8};
   const std::size_t output = std::min(bytes.find('\0'), bytes.size());
   for (std::size_t at = 0; at < bytes.size(); at += size) {
@@ -25,7 +26,7 @@ prowl::RunResult Read(const std::string& bytes, std::size_t size) {
     result.report.TakeOutput(bytes.data() + at, part - at, 0);
     result.report.TakeErrors(bytes.data() + part, end - part, 0);
   }
-  result.report.Conclude(result.ending.status == prowl::kProberFailed);
+  result.report.Conclude(result.ending.status == gpuprowler::kProberFailed);
   return result;
 }
 
@@ -38,13 +39,21 @@ bool IsPrintable(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
-  const prowl::RunResult result = Read(bytes, size + 1);
-  const prowl::Verdict verdict = Judge(result.ending, result.report);
-  const std::string document = AsJSON({}, result, verdict);
-  Require(nlohmann::json::accept(document), "the document is JSON");
-  Require(IsPrintable(AsText(result, verdict)), "the text can't harm a terminal");
-  Require(!result.report.GetReading().asked.empty(), "something is being asked");
+  const auto answer = [&](std::size_t piece) {
+    const gpuprowler::RunResult result = Read(bytes, piece);
+    Require(!result.report.GetReading().asked.empty(), "something is being asked");
+    gpuprowler::Answer made;
+    made.runs.push_back(RunOf(result, Judge(result.ending, result.report)));
+    made.gpus = GPUsOf(result);
+    return made;
+  };
+  const gpuprowler::Answer whole = answer(size + 1);
+  const std::string document = AsJSON(whole);
+  const auto read = gpuprowler::AnswerOf(document);
+  Require(read && AsJSON(*read) == document, "the document is read back");
+  Require(!gpuprowler::AnswerOf(bytes) || nlohmann::json::accept(bytes), "no document is taken for none");
+  Require(IsPrintable(AsText(whole)), "the text can't harm a terminal");
   for (const std::size_t piece : {1u, 7u})
-    Require(AsJSON({}, Read(bytes, piece), verdict) == document, "how the bytes arrive changes nothing");
+    Require(AsJSON(answer(piece)) == document, "how the bytes arrive changes nothing");
   return 0;
 }

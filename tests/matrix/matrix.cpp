@@ -4,6 +4,9 @@
 //   matrix             the first call of each function, and the first for each question, with every action
 //   matrix --diagonal  the same calls with one action each, in turn
 //   matrix --all       each call, with every action
+//   matrix --isolate   see isolate.h
+#include "calls.h"
+#include "isolate.h"
 #include "prowlprocess.h"
 #include "report.h"
 
@@ -32,13 +35,6 @@ constexpr double kPatienceSeconds = 50;  // for what comes to an end by itself
 constexpr double kKillSeconds = 10;      // what the verdict may take once the time is up
 constexpr double kSlowSeconds = 0.3;
 
-struct Call {
-  string function;
-  int number;          // of the process's calls of that function, from 1
-  std::ptrdiff_t due;  // the lines of a sound run that are out when it's made
-  string question;     // the key of the line that it's made for
-};
-
 struct Action {
   string name, rule, verdict;
 };
@@ -55,30 +51,6 @@ const std::vector<Action> kActions = {
     {"noise", "say:" + kNoise, "finished"},
 };
 constexpr std::size_t kEnds = 4;  // so many of them, in front, end the process or its progress
-
-bool IsSymbol(const string& line) { return line.compare(0, 7, "gputag.") == 0; }
-
-// Each call, or the first of each function and the first for each question; of questions that differ by a
-// symbol alone, for the first.
-std::vector<Call> Calls(bool all) {
-  const Texts& sound = CleanRun().lines;
-  auto next = sound.begin();
-  std::map<string, int> numbers;
-  std::set<string> questions;
-  std::vector<Call> calls;
-  for (const string& line : TracedRun()) {
-    if (!IsCall(line)) {
-      ++next;
-      continue;
-    }
-    const auto answer = std::find_if_not(next, sound.end(), IsSymbol);
-    const string function = line, question = answer == sound.end() ? "exit" : KeyOf(*answer);
-    const bool isAsked = questions.insert(question.substr(0, question.find('[', question.find('.')))).second;
-    if (++numbers[function] == 1 || isAsked || all)
-      calls.push_back({function, numbers[function], next - sound.begin(), question});
-  }
-  return calls;
-}
 
 string Rules(const Call& call, const Action& action) {
   const string place = call.function + "@" + std::to_string(call.number) + "=";
@@ -112,8 +84,9 @@ Run RunOnce(const Call& call, const Action& action, double bound) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   std::ifstream file(trace);
   const bool reached = std::count(std::istream_iterator<string>(file), {}, call.function) >= call.number;
-  Outcome outcome{TextsOf(document["stdout"]), document["stdout"]["unfinished"], "", document["verdict"]};
-  for (const string& line : TextsOf(document["stderr"])) outcome.errors += line + "\n";
+  const JSON& run = document["runs"][0];
+  Outcome outcome{TextsOf(run["stdout"]), run["stdout"]["unfinished"], "", run["verdict"]};
+  for (const string& line : TextsOf(run["stderr"])) outcome.errors += line + "\n";
   return {drivers, document, outcome, bound, seconds, reached};
 }
 
@@ -124,10 +97,6 @@ Run RunRow(const Call& call, const Action& action) {
     Run run = RunOnce(call, action, bound);
     if (run.reached || bound == kPatienceSeconds) return run;
   }
-}
-
-void Require(bool ok, const string& complaint) {
-  if (!ok) throw std::runtime_error(complaint);
 }
 
 void RequireSame(const Outcome& actual, const Outcome& expected) {
@@ -151,7 +120,7 @@ void CheckError(const Run& run) {
   });
   Require(missing != sound.end(), "no answer is missing");
   const string key = KeyOf(*missing);
-  bool named = Contains(run.document["asked"], key);
+  bool named = Contains(run.document["runs"][0]["asked"], key);
   for (const JSON& gpu : run.document["gpus"]) named = named || Contains(gpu["failed"], key);
   Require(named, key + " has failed and isn't named");
 }
@@ -166,7 +135,7 @@ void CheckReport(const Call& call, const Action& action, const Run& run) {
     expected.errors = kNoise + "\n";
   }
   RequireSame(run.outcome, expected);
-  const JSON& asked = run.document["asked"];
+  const JSON& asked = run.document["runs"][0]["asked"];
   Require(ends ? Contains(asked, call.question) : asked.empty(), "asked is " + asked.dump());
 }
 
@@ -177,7 +146,7 @@ void Check(const Call& call, const Action& action, const Run& run) {
     CheckError(run);
   else
     CheckReport(call, action, run);
-  Require(run.document["notes"].empty(), run.document["notes"].dump());
+  Require(run.document["runs"][0]["notes"].empty(), run.document["runs"][0]["notes"].dump());
   Require(run.seconds < run.bound + kKillSeconds, "the verdict came too late");
   Require(action.name != "hang" || run.seconds >= run.bound, "the verdict came too early");
   Require(action.name != "slow" || run.seconds >= kSlowSeconds, "the verdict came too early");
@@ -205,9 +174,10 @@ bool Passes(const Call& call, const Action& action) {
 
 int main(int argc, char** argv) {
   const string mode = argc > 1 ? argv[1] : "";
+  if (mode == "--isolate" || mode == "--isolate-part") return Isolate(mode == "--isolate") ? 0 : 1;
   const bool diagonal = mode == "--diagonal", all = mode == "--all";
   if (argc > 2 || (argc == 2 && !diagonal && !all)) {
-    std::fprintf(stderr, "usage: matrix [--diagonal | --all]\n");
+    std::fprintf(stderr, "usage: matrix [--diagonal | --all | --isolate]\n");
     return 2;
   }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);

@@ -47,6 +47,35 @@ TEST(Launcher, ConnectsThreeStreams) {
   EXPECT_EQ(inherited, std::filesystem::current_path().string() + "\n" + std::getenv("PATH"));
 }
 
+// The child ends with 97 at a variable that it doesn't have.
+TEST(Launcher, AChildsEnvironmentChangesAlone) {
+  const char* const path = std::getenv("PATH");
+  const std::string name = "ZTUTIL_TEST", none = "0 97";
+  const struct {
+    ztutil::EnvironmentChanges changes;
+    const char* variable;
+    std::string end;
+  } rows[] = {
+      {{{name, "a=b c"}}, "ZTUTIL_TEST", "a=b c 0 0"},
+      {{{name, ""}, {"PATH", std::nullopt}}, "PATH", none},
+      {{{"PATH", "other"}}, "PATH", "other 0 0"},
+      {{{name, std::nullopt}}, "PATH", path + std::string(" 0 0")},
+  };
+  const auto launcher = CreateLauncher();
+  for (const auto& row : rows) {
+    const std::string action = std::string("variable:") + row.variable;
+    LaunchResult child = launcher->LaunchWithEnvironment(TestChild(), {action}, row.changes, true);
+    const std::string value = ReadAll(*child.fAppOutput[1]);
+    EXPECT_EQ(value + (value.empty() ? "" : " ") + WaitFor(*launcher), row.end);
+    EXPECT_EQ(std::getenv("PATH"), path);
+  }
+  for (const char* const refused : {"", "a=b"})
+    EXPECT_EQ(Outcome([&] {
+                launcher->LaunchWithEnvironment(TestChild(), {}, {{refused, ""}}, false);
+              }),
+              "runtime: CreateProcessW failed");
+}
+
 TEST(Launcher, WritingToADeadChildFails) {
   const auto launcher = CreateLauncher();
   const LaunchResult child = launcher->Launch(TestChild(), {});

@@ -2,7 +2,7 @@
 // between, in front of and within its lines. They print no answer, though, that could come next: nobody could
 // tell.
 #include <gtest/gtest.h>
-#include <verdict.h>
+#include <run/verdict.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,11 +14,11 @@
 
 namespace {
 
-using prowl::Ending;
-using prowl::Form;
-using prowl::Question;
-using prowl::Scope;
-using prowl::Steps;
+using gpuprowler::Ending;
+using gpuprowler::Form;
+using gpuprowler::Question;
+using gpuprowler::Scope;
+using gpuprowler::Steps;
 using std::string;
 
 class MadeUpRun {
@@ -33,31 +33,31 @@ class MadeUpRun {
     if (OneIn(4)) fOutput += Imitation() + "\n";  // -stdout
     while (fNow.step + 1 < Steps().size() && Ask()) fNow = Behind(fNow);
     fIsWhole = fNow.step + 1 == Steps().size();
-    if (fIsWhole && !fFailed.empty()) fEnding.status = prowl::kProberFailed;
+    if (fIsWhole && !fFailed.empty()) fEnding.status = gpuprowler::kProberFailed;
     if (!fIsWhole && OneIn(2) && fNow.GetStep().scope == Scope::kRun) Fail();
   }
 
   // What is wrong in the reading; empty if nothing is.
   string Judge() {
-    prowl::Report report;
+    gpuprowler::Report report;
     const bool errorsFirst = OneIn(2);
     if (errorsFirst) report.TakeErrors(fErrors.data(), fErrors.size(), 0);
     report.TakeOutput(fOutput.data(), fOutput.size(), 0);
     if (!errorsFirst) report.TakeErrors(fErrors.data(), fErrors.size(), 0);
     const bool exited = fEnding.kind == Ending::Kind::kExited;
-    report.Conclude(exited && fEnding.status == prowl::kProberFailed);
-    const prowl::Reading& reading = report.GetReading();
-    const prowl::Verdict verdict = prowl::Judge(fEnding, report);
+    report.Conclude(exited && fEnding.status == gpuprowler::kProberFailed);
+    const gpuprowler::Reading& reading = report.GetReading();
+    const gpuprowler::Judgement verdict = gpuprowler::Judge(fEnding, report);
 
     string wrong, found;
-    for (const prowl::Finding& finding : reading.findings)
+    for (const gpuprowler::Finding& finding : reading.findings)
       found += finding.question.Name() + "=" + finding.value + "\n";
     const auto differ = std::mismatch(found.begin(), found.end(), fFindings.begin(), fFindings.end());
     if (found != fFindings)
       wrong += "found ..." + string(differ.first, found.end()) + "\ninstead of ..." +
                string(differ.second, fFindings.end());
     auto hidden = fFailed;
-    for (const prowl::DroppedGPU& gpu : reading.dropped) {
+    for (const gpuprowler::DroppedGPU& gpu : reading.dropped) {
       const auto failed = hidden.find(IdOf(gpu.asked.front()));
       if (failed == hidden.end() || !Has(gpu.asked, failed->second))
         wrong += gpu.asked.front().Name() + " dropped\n";
@@ -69,7 +69,8 @@ class MadeUpRun {
                         : fEnding.status > 0 ? "finished-with-failures"
                         : fIsWhole           ? "finished"
                                              : "ended-early";
-    if (verdict.name != name || reading.isWhole != fIsWhole) wrong += verdict.text + ", not " + name + "\n";
+    if (VerdictName(verdict.verdict) != name || reading.isWhole != fIsWhole)
+      wrong += verdict.text + ", not " + name + "\n";
     if (!(exited && fIsWhole) && !Has(verdict.asked, fNow)) wrong += fNow.Name() + " not asked\n";
     return wrong.empty() ? "" : wrong + "Output:\n" + fOutput + "\nErrors:\n" + fErrors;
   }
@@ -114,7 +115,7 @@ class MadeUpRun {
 
   void Fail() {
     if (fNow.GetStep().scope == Scope::kRun)
-      fEnding = {Ending::Kind::kExited, prowl::kProberFailed};
+      fEnding = {Ending::Kind::kExited, gpuprowler::kProberFailed};
     else
       fFailed.emplace(IdOf(fNow), fNow);
     const bool programmed = fProgrammed && fNow.GetStep().scope != Scope::kRun;

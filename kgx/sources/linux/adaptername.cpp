@@ -152,18 +152,24 @@ std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& r
   return {};
 }
 
-std::string AdapterName(const std::string& directory, IdDatabases& databases) {
+std::string AdapterName(const std::string& directory, IdDatabases& databases, bool mayWake) {
   const auto vendor = ReadPCIId(directory + "/vendor");
   const auto device = ReadPCIId(directory + "/device");
   if (!vendor || !device) return "unknown adapter";
   std::string name;
-  if (*vendor == kNVIDIA) name = NVIDIAName(directory, databases.Roots());
+  if (*vendor == kNVIDIA && (mayWake || !IsAsleep(directory)))
+    name = NVIDIAName(directory, databases.Roots());
   if (*vendor == kAMD) name = AMDName(directory, *device, databases);
   if (name.empty()) name = databases.PCIName(*vendor, *device);
   if (!name.empty()) return name;
   char ids[16];
   std::snprintf(ids, sizeof ids, "PCI %04x:%04x", *vendor, *device);
   return ids;
+}
+
+bool IsAsleep(const std::string& directory) {
+  const std::string status = ReadAttribute(directory + "/power/runtime_status");
+  return status == "suspended" || status == "suspending";
 }
 
 std::string AdapterSlot(const std::string& directory) { return directory.substr(directory.rfind('/') + 1); }

@@ -79,11 +79,15 @@ std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& r
 // The same by a UUID as NVIDIA's driver writes it, for example "GPU-5d0e2c1b-...".
 std::string AdapterDirectoryByUUID(const std::string& uuid, const SystemRoots& roots = {});
 
-// The next two take such a directory.
+// The next three take such a directory.
 
 // The adapter's marketing name: up to 127 printable ASCII characters, none of them a quote or a backslash.
-// Where no source has one, "PCI 8086:64a0"; "unknown adapter" where the ids can't be read.
-std::string AdapterName(const std::string& directory, IdDatabases& databases);
+// Where no source has one, "PCI 8086:64a0"; "unknown adapter" where the ids can't be read. Where it may not
+// wake the adapter, a sleeping one of NVIDIA's has the name of the PCI ID database.
+std::string AdapterName(const std::string& directory, IdDatabases& databases, bool mayWake = true);
+
+// True where the kernel has put the adapter to sleep, to save power.
+bool IsAsleep(const std::string& directory);
 
 // The slot, for example "0000:03:00.0", or an empty text.
 std::string AdapterSlot(const std::string& directory);

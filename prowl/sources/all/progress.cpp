@@ -26,10 +26,10 @@ Progress::~Progress() {
   if (fOutlet) fOutlet->Drain(kLastSeconds);
 }
 
-void Progress::Show(double seconds, const Report& report) {
+void Progress::Show(double seconds, const std::string& question) {
   if (!fOutlet) return;
   ztutil::ClassicStream text;
-  text << std::fixed << std::setprecision(1) << seconds << " s  " << report.Read().asked.front().Name();
+  text << std::fixed << std::setprecision(1) << seconds << " s  " << question;
   Put(text.str().substr(0, kMaxWidth));
 }
 

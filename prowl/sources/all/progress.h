@@ -3,7 +3,6 @@
 #define PROWL_PROGRESS_H_
 
 #include "outlet.h"
-#include "report.h"
 
 #include <cstddef>
 #include <optional>
@@ -20,7 +19,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Show(double seconds, const Report& report);
+  void Show(double seconds, const std::string& question);
 
  private:
   void Put(const std::string& text);

@@ -134,6 +134,10 @@ class LaunchParams {
   bool GetEndsWithHost() const { return fEndsWithHost; }
   void SetEndsWithHost(bool ends) { fEndsWithHost = ends; }
 
+  // What the child's environment has other than the host's. Nothing at first.
+  const EnvironmentChanges& GetEnvironmentChanges() const { return fEnvironmentChanges; }
+  void SetEnvironmentChanges(const EnvironmentChanges& changes) { fEnvironmentChanges = changes; }
+
   // The task that reads a channel, one for each: the same for both is refused at the launch. Without one
   // nobody reads, and the child writes to a broken pipe.
   boost::shared_ptr<OutputTask> GetOutputTask(OutputChannel channel) const;
@@ -145,6 +149,7 @@ class LaunchParams {
   bool fKeepStdinOpen = false;
   std::array<boost::shared_ptr<OutputTask>, kTaskArraySize> fOutputTasks;
   bool fEndsWithHost = false;
+  EnvironmentChanges fEnvironmentChanges;
 };
 
 // The library's bounds in seconds, each from a debug flag, asked anew at each call.

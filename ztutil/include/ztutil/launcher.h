@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,11 @@ struct LaunchResult {
   // By TaskID: 1 is standard output, 2 standard error; 0 stays empty.
   std::array<boost::shared_ptr<Reader>, 3> fAppOutput;
 };
+
+// Variables of a child's environment that aren't as this process has them, by name: their values, or nothing
+// for those that the child is not to have. On Linux both are bytes, on Windows UTF-8, and there a name's case
+// doesn't count.
+using EnvironmentChanges = std::map<std::string, std::optional<std::string>>;
 
 // Runs one child after another. Launch and Wait are called on the thread of their run, Kill on any thread,
 // also while Wait waits. A launcher may be needed for the next run while the thread of an earlier one is
@@ -69,6 +75,13 @@ class Launcher {
   // Why the last launch has failed, in the system's words such as "No such file or directory"; empty if it
   // hasn't, or the system isn't to blame. Any thread may call.
   virtual std::string GetStartError() const = 0;
+
+  // As LaunchToEndWithHost, or else as Launch, with those changes to the child's environment alone: a program
+  // is still looked for on this process's PATH. "CreateProcessW failed" also for a variable that can't be: no
+  // name, an equals sign in the name, or a NUL.
+  virtual LaunchResult LaunchWithEnvironment(const std::wstring& program,
+                                             const std::deque<std::string>& arguments,
+                                             const EnvironmentChanges& changes, bool endsWithHost) = 0;
 };
 
 // This platform's launcher.

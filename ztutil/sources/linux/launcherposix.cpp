@@ -20,6 +20,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -98,6 +99,7 @@ struct Pipe {
 struct ChildPlan {
   char* const* paths;  // where the program may be, in the order of the search, up to a null
   char* const* arguments;
+  char* const* environment;
   const int* streams;
   pid_t host;     // 0 if it outlives that
   int error = 0;  // why there is no program
@@ -137,7 +139,7 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) int BecomeProgram
 
   int error = ENOENT;
   for (char* const* path = plan.paths; *path != nullptr; ++path) {
-    syscall(SYS_execve, *path, plan.arguments, environ);
+    syscall(SYS_execve, *path, plan.arguments, plan.environment);
     if (errno == ENOENT || errno == ENOTDIR) continue;
     error = errno;
     if (error != EACCES) break;
@@ -173,14 +175,41 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   return pointers;
 }
 
+// This process's environment with those changes.
+class ChildEnvironment {
+ public:
+  explicit ChildEnvironment(const EnvironmentChanges& changes) {
+    for (const auto& [name, value] : changes) {
+      if (name.empty() || name.find('=') != std::string::npos)
+        Refuse("CreateProcessW failed", "execve", EINVAL);
+      if (value) fEntries.push_back(name + "=" + *value);
+    }
+    fPointers = Pointers(fEntries);
+    fPointers.pop_back();
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry)
+      if (changes.count(std::string(*entry, std::strcspn(*entry, "="))) == 0) fPointers.push_back(*entry);
+    fPointers.push_back(nullptr);
+  }
+  ChildEnvironment(const ChildEnvironment&) = delete;
+  ChildEnvironment& operator=(const ChildEnvironment&) = delete;
+
+  char* const* Get() const { return fPointers.data(); }
+
+ private:
+  std::vector<std::string> fEntries;
+  std::vector<char*> fPointers;
+};
+
 // Starts the child with those descriptors as its standard streams.
-pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments, const int (&streams)[3],
-            bool endsWithHost) {
+pid_t Spawn(const std::string& program, const std::deque<std::string>& arguments,
+            const EnvironmentChanges& changes, const int (&streams)[3], bool endsWithHost) {
   std::vector<std::string> words{program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   const std::vector<std::string> paths = PathsOf(program);
   const std::vector<char*> wordPointers = Pointers(words), pathPointers = Pointers(paths);
-  ChildPlan plan{pathPointers.data(), wordPointers.data(), streams, endsWithHost ? getpid() : 0};
+  const ChildEnvironment environment(changes);
+  ChildPlan plan{pathPointers.data(), wordPointers.data(), environment.Get(), streams,
+                 endsWithHost ? getpid() : 0};
 
   std::vector<char> stack(16384);
   sigset_t all, former;
@@ -318,19 +347,20 @@ LauncherPosix::LauncherPosix() = default;
 LauncherPosix::~LauncherPosix() { fRuns.GetLast()->GiveUp(); }
 
 LaunchResult LauncherPosix::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
-  return Start(program, arguments, false);
+  return LaunchWithEnvironment(program, arguments, {}, false);
 }
 
 LaunchResult LauncherPosix::LaunchToEndWithHost(const std::wstring& program,
                                                 const std::deque<std::string>& arguments) {
-  return Start(program, arguments, true);
+  return LaunchWithEnvironment(program, arguments, {}, true);
 }
 
-LaunchResult LauncherPosix::Start(const std::wstring& program, const std::deque<std::string>& arguments,
-                                  bool endsWithHost) {
+LaunchResult LauncherPosix::LaunchWithEnvironment(const std::wstring& program,
+                                                  const std::deque<std::string>& arguments,
+                                                  const EnvironmentChanges& changes, bool endsWithHost) {
   return fRuns.Launch([&](Run& run) -> LaunchResult {
     const Pipe input("childStdin"), output("childStdout"), errors("childStderr");
-    run.Start(Spawn(UTF8FromWide(program), arguments,
+    run.Start(Spawn(UTF8FromWide(program), arguments, changes,
                     {input.fRead.fDescriptor, output.fWrite.fDescriptor, errors.fWrite.fDescriptor},
                     endsWithHost));
     return {input.fWrite.fHandle, {nullptr, output.fRead.fHandle, errors.fRead.fHandle}};

@@ -30,12 +30,11 @@ class LauncherPosix : public Launcher {
   void GiveUp() override;
   std::uint32_t GetProcessID() const override;
   std::string GetStartError() const override;
+  LaunchResult LaunchWithEnvironment(const std::wstring& program, const std::deque<std::string>& arguments,
+                                     const EnvironmentChanges& changes, bool endsWithHost) override;
 
  private:
   class Run;
-
-  LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments,
-                     bool endsWithHost);
 
   LauncherRuns<Run> fRuns;
 };

@@ -46,10 +46,11 @@ std::uint64_t ReadNumber(const std::string& path) {
 
 class AdapterFiles {
  public:
-  AdapterFiles(KGX::IdDatabases& databases, const KGX::AdapterPlace& place)
+  AdapterFiles(KGX::IdDatabases& databases, const KGX::AdapterPlace& place, bool mayWake)
       : fDatabases(databases),
         fRoots(databases.Roots()),
         fPlace(place),
+        fMayWake(mayWake),
         fDirectory(place.directory + "/"),
         fDriverLink(DriverLink(place.directory)),
         fDriver(NameOfTarget(fDriverLink)) {}
@@ -61,7 +62,8 @@ class AdapterFiles {
     if (!vendor || !device) return std::nullopt;
 
     SysfsAdapter adapter{};
-    adapter.name = KGX::AdapterName(fPlace.directory, fDatabases);
+    adapter.place = fPlace;
+    adapter.name = KGX::AdapterName(fPlace.directory, fDatabases, fMayWake);
     adapter.vendor = *vendor;
     adapter.device = *device;
     adapter.subsystem = ReadPCIId(fDirectory + "subsystem_device").value_or(0) << 16 |
@@ -71,8 +73,9 @@ class AdapterFiles {
     adapter.isDriven = fPlace.card || IsNVIDIA();
     adapter.driver = fDriver;
     ReadVersion(adapter);
-    const auto dedicated = DedicatedMemory();
+    const auto dedicated = DedicatedMemory(adapter.memorySource);
     adapter.dedicatedMemory = dedicated.value_or(0);
+    if (!dedicated) adapter.memorySource.clear();
     if (dedicated) adapter.sharedMemory = SharedMemory();
     ReadConnectors(adapter);
     return adapter;
@@ -98,26 +101,29 @@ class AdapterFiles {
     }
   }
 
-  // Nothing where the driver doesn't say it, or says it through OpenGL alone as NVIDIA's does. A sleeping
-  // adapter is woken, as by the context that is made on it in a moment.
-  std::optional<std::uint64_t> DedicatedMemory() const {
+  // Nothing where the driver doesn't say it, or says it through OpenGL alone as NVIDIA's does. Asking the
+  // driver itself wakes a sleeping adapter, as does the context that is made on it in a moment.
+  std::optional<std::uint64_t> DedicatedMemory(std::string& source) const {
     // Intel's integrated GPU has had this place on every machine of metal; its cards never have it. In a
     // virtual machine it may have another, and there the driver says 0.
+    source = "integrated";
     if (StartsWith(KGX::AdapterSlot(fPlace.directory), "0000:00:02.") &&
         (fDriver == "i915" || fDriver == "xe"))
       return 0;
-    if (fDriver == "amdgpu") return KGX::ParseNumber(ReadAttribute(fDirectory + "mem_info_vram_total"));
-    const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles() : 0;
+    source = "mem_info_vram_total";
+    if (fDriver == "amdgpu") return KGX::ParseNumber(ReadAttribute(fDirectory + source));
+    source = "physical_vram_size_bytes";
+    const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles(source) : 0;
     if (tiles != 0) return tiles;
-    if (fPlace.renderNode.empty()) return std::nullopt;
+    if (fPlace.renderNode.empty() || !fMayWake) return std::nullopt;
+    source = "driver";
     return DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
   }
 
-  std::uint64_t MemoryOfTiles() const {
+  std::uint64_t MemoryOfTiles(const std::string& file) const {
     std::uint64_t sum = 0;
     for (const std::string& entry : KGX::ListDirectory(fPlace.directory)) {
-      if (KGX::NumberOfName(entry, "tile"))
-        sum += ReadNumber(fDirectory + entry + "/physical_vram_size_bytes");
+      if (KGX::NumberOfName(entry, "tile")) sum += ReadNumber(fDirectory + entry + "/" + file);
     }
     return sum;
   }
@@ -147,6 +153,7 @@ class AdapterFiles {
   KGX::IdDatabases& fDatabases;
   const SystemRoots& fRoots;
   const KGX::AdapterPlace& fPlace;
+  const bool fMayWake;
   const std::string fDirectory;
   const std::string fDriverLink;
   const std::string fDriver;  // its name
@@ -154,11 +161,11 @@ class AdapterFiles {
 
 }  // namespace
 
-std::vector<SysfsAdapter> FindSysfsAdapters(const SystemRoots& roots) {
+std::vector<SysfsAdapter> FindSysfsAdapters(const SystemRoots& roots, bool mayWake) {
   KGX::IdDatabases databases(roots);
   std::vector<SysfsAdapter> adapters;
   for (const KGX::AdapterPlace& place : KGX::ListAdapters(roots)) {
-    if (auto adapter = AdapterFiles(databases, place).Read()) adapters.push_back(*adapter);
+    if (auto adapter = AdapterFiles(databases, place, mayWake).Read()) adapters.push_back(*adapter);
   }
   return adapters;
 }

@@ -14,6 +14,7 @@
 namespace ztutil {
 
 struct SysfsAdapter {
+  KGX::AdapterPlace place;
   std::string name;  // by KGX::AdapterName
   std::uint32_t vendor;
   std::uint32_t device;
@@ -26,7 +27,8 @@ struct SysfsAdapter {
   std::string driverVersion;      // the module's, or else that of the kernel it came with
   std::string driverDate;         // as WMI writes it
   std::string videoMode;          // the first of an enabled connector, "1920x1080"
-  std::uint64_t dedicatedMemory;  // bytes, as the next
+  std::uint64_t dedicatedMemory;  // bytes, as sharedMemory
+  std::string memorySource;       // a file's name, "integrated" for a place on the bus, or "driver"
   // Of the machine's. It is credited to an adapter that has little of its own, and so 0 where that isn't
   // known.
   std::uint64_t sharedMemory;
@@ -36,8 +38,9 @@ struct SysfsAdapter {
   std::vector<std::string> displays;
 };
 
-// Those of KGX::ListAdapters whose ids can be read, in its order.
-std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots);
+// Those of KGX::ListAdapters whose ids can be read, in its order. Where it may not wake them it also opens no
+// device, and knows the memory only of those whose drivers tell it in files.
+std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots, bool mayWake = true);
 
 }  // namespace ztutil
 

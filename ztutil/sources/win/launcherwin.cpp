@@ -4,6 +4,7 @@
 #include "windowsheader.h"
 
 #include <ztutil/fmt.h>
+#include <ztutil/widetext.h>
 #include <ztutil/winhandle.h>
 #include <ztutil/ztlogging.h>
 
@@ -11,6 +12,8 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cwchar>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -110,9 +113,45 @@ class JobAttribute {
   std::vector<char> fBytes;  // nothing that has to be deleted: the list only points to the job
 };
 
+struct BeforeInAnyCase {
+  bool operator()(const std::wstring& left, const std::wstring& right) const {
+    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
+  }
+};
+
+std::wstring VariableText(const std::string& text, char refused = '\0') {
+  if (text.find('\0') == text.npos && text.find(refused) == text.npos) return WideFromUTF8(text);
+  SetLastError(ERROR_INVALID_PARAMETER);
+  Refuse("CreateProcessW failed");
+}
+
+// This process's environment with those changes, as CreateProcessW takes it; empty where there are none.
+std::wstring EnvironmentBlock(const EnvironmentChanges& changes) {
+  if (changes.empty()) return L"";
+  std::map<std::wstring, std::wstring, BeforeInAnyCase> variables;
+  wchar_t* const own = GetEnvironmentStringsW();
+  if (own == nullptr) Refuse("CreateProcessW failed");
+  for (const wchar_t* entry = own; *entry != L'\0'; entry += std::wcslen(entry) + 1) {
+    const std::wstring text = entry;
+    const std::size_t equals = text.find(L'=', 1);  // a drive's folder is called "=C:"
+    variables.emplace(text.substr(0, equals), equals != text.npos ? text.substr(equals + 1) : L"");
+  }
+  FreeEnvironmentStringsW(own);
+  for (const auto& [name, value] : changes) {
+    const std::wstring wide = VariableText(name.empty() ? "=" : name, '=');
+    variables.erase(wide);
+    if (value) variables.emplace(wide, VariableText(*value));
+  }
+  std::wstring block;
+  for (const auto& [name, value] : variables) block += name + L"=" + value + L'\0';
+  return block + (block.empty() ? std::wstring(2, L'\0') : std::wstring(1, L'\0'));
+}
+
 // The job is null where the child is to have none.
-LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments, HANDLE job,
-                   std::atomic<HANDLE>& process) {
+LaunchResult Start(const std::wstring& program, const std::deque<std::string>& arguments,
+                   const EnvironmentChanges& changes, HANDLE job, std::atomic<HANDLE>& process) {
+  std::wstring environment = EnvironmentBlock(changes);
   std::u16string line = CommandLine(program, arguments);
   STARTUPINFOEXW extended{};
   STARTUPINFOW& startup = extended.StartupInfo;
@@ -123,10 +162,12 @@ LaunchResult Start(const std::wstring& program, const std::deque<std::string>& a
   startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
   startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  DWORD flags = environment.empty() ? 0 : CREATE_UNICODE_ENVIRONMENT;
   std::optional<JobAttribute> attribute;
   if (job != nullptr) {
     startup.cb = sizeof extended;
     extended.lpAttributeList = attribute.emplace(job).Get();
+    flags |= EXTENDED_STARTUPINFO_PRESENT;
   }
 
   const std::lock_guard<std::mutex> lock(LaunchMutex());
@@ -134,9 +175,8 @@ LaunchResult Start(const std::wstring& program, const std::deque<std::string>& a
   const Pipe output("childStdout", Direction::kFromChild, startup.hStdOutput);
   const Pipe errors("childStderr", Direction::kFromChild, startup.hStdError);
   PROCESS_INFORMATION information{};
-  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE,
-                      job != nullptr ? EXTENDED_STARTUPINFO_PRESENT : 0, nullptr, nullptr, &startup,
-                      &information))
+  if (!CreateProcessW(nullptr, reinterpret_cast<wchar_t*>(line.data()), nullptr, nullptr, TRUE, flags,
+                      environment.empty() ? nullptr : environment.data(), nullptr, &startup, &information))
     Refuse("CreateProcessW failed");
   process = information.hProcess;
   return {input.fWrite, {nullptr, output.fRead, errors.fRead}};
@@ -154,12 +194,20 @@ LauncherWin::LauncherWin() = default;
 LauncherWin::~LauncherWin() = default;
 
 LaunchResult LauncherWin::Launch(const std::wstring& program, const std::deque<std::string>& arguments) {
-  return fRuns.Launch([&](Run& run) { return Start(program, arguments, nullptr, run.fProcess); });
+  return LaunchWithEnvironment(program, arguments, {}, false);
 }
 
 LaunchResult LauncherWin::LaunchToEndWithHost(const std::wstring& program,
                                               const std::deque<std::string>& arguments) {
-  return fRuns.Launch([&](Run& run) { return Start(program, arguments, HostJob(), run.fProcess); });
+  return LaunchWithEnvironment(program, arguments, {}, true);
+}
+
+LaunchResult LauncherWin::LaunchWithEnvironment(const std::wstring& program,
+                                                const std::deque<std::string>& arguments,
+                                                const EnvironmentChanges& changes, bool endsWithHost) {
+  return fRuns.Launch([&](Run& run) {
+    return Start(program, arguments, changes, endsWithHost ? HostJob() : nullptr, run.fProcess);
+  });
 }
 
 std::int32_t LauncherWin::Wait(std::int32_t* exitCode) {

@@ -30,6 +30,8 @@ class LauncherWin : public Launcher {
   void GiveUp() override;
   std::uint32_t GetProcessID() const override;
   std::string GetStartError() const override;
+  LaunchResult LaunchWithEnvironment(const std::wstring& program, const std::deque<std::string>& arguments,
+                                     const EnvironmentChanges& changes, bool endsWithHost) override;
 
  private:
   struct Run;

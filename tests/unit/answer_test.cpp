@@ -1,0 +1,200 @@
+// What an answer makes of a prober's output, whatever that is.
+#include <ask/findings.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using gpuprowler::Ending;
+using gpuprowler::Form;
+using gpuprowler::Report;
+using std::string;
+
+using Kind = Ending::Kind;
+
+// The report of a machine with so many GPUs, without answers that are optional there, and without those of a
+// GPU from the question on that it fails.
+string FullReport(unsigned glGPUs, unsigned clGPUs, const string& failed = "") {
+  const unsigned counts[] = {1, glGPUs, clGPUs};
+  string report, dropped = "none";
+  for (std::size_t step = 0; step + 1 < gpuprowler::Steps().size(); ++step) {
+    const gpuprowler::Step& asked = gpuprowler::Steps()[step];
+    for (unsigned gpu = 0; gpu < counts[static_cast<std::size_t>(asked.scope)]; ++gpu) {
+      const gpuprowler::Question question{step, gpu};
+      if (question.Name() == failed) dropped = question.Tag();
+      if (question.Tag() == dropped || (asked.optional && asked.key != "NumCLGPUs")) continue;
+      if (asked.key.find('[') != asked.key.npos) report += "gputag.GL_X=1\n";
+      const unsigned value = asked.key == "NumGLGPUs" ? glGPUs : asked.key == "NumCLGPUs" ? clGPUs : 1;
+      const string number = std::to_string(value);
+      report += question.Name() + "=" +
+                (asked.form == Form::kText   ? "\"" + number + "\""
+                 : asked.form == Form::kList ? "[" + number + "]"
+                                             : number) +
+                "\n";
+    }
+  }
+  return report;
+}
+
+// Up to the end of the first line that begins so.
+string Until(const string& beginning, const string& report = FullReport(1, 1)) {
+  const std::size_t line = ("\n" + report).find("\n" + beginning);
+  EXPECT_NE(line, string::npos) << beginning;
+  return report.substr(0, report.find('\n', line) + 1);
+}
+
+Report Read(const string& output, const string& errors = "", bool failed = false) {
+  Report report;
+  report.TakeOutput(output.data(), output.size(), 0.5);
+  report.TakeErrors(errors.data(), errors.size(), 0.5);
+  report.Conclude(failed);
+  return report;
+}
+
+Ending Exited(int status) { return {Kind::kExited, status}; }
+
+string Names(const std::vector<gpuprowler::Question>& questions) {
+  string names;
+  for (const gpuprowler::Question& question : questions)
+    names += (names.empty() ? "" : " ") + question.Name();
+  return names;
+}
+
+TEST(AnswerTest, TellsWhatWasAskedAtTheEnd) {
+  const string two = FullReport(2, 1);
+  const string exception = "Failed requirement: x\nexception: Failed requirement: x\n";
+  const struct {
+    string output, errors, asked;
+  } rows[] = {
+      {"", "", "Tester"},
+      {"noise\n# remark\n=\n==\ngputag.=1\ngputag.NONE=1\nglgpu[0].GLVersion=1\n", "", "Tester"},
+      {Until("glgpu[0].GLMemoryMB"), "", "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
+      {Until("glgpu[0].GLMemoryMB") + "glgpu[0].GLVendor=\"\"\n", "", "glgpu[0].GLVendorID"},
+      // What stands elsewhere than it should changes nothing, nor does what isn't a whole line.
+      {Until("glgpu[0].GLVendorID") +
+           "NumGLGPUs=3\nglgpu[0].GLVersion=2\nglgpu[1].GLRenderer=1\nclgpu[0].CLName=1\n"
+           "glgpu[0].CLName=1\nglgpu[0]GLRenderer=1\nglgpu[99999999999].GLName=1\nprowlerEnd",
+       "", "glgpu[0].GLDriverVersion glgpu[0].GLRectTextureSize"},
+      {Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER_TEXTURE_LOD]"), "", "NumCLGPUs NumNativeGPUs"},
+      {Until("NumCLGPUs", FullReport(0, 0)), "", "NumNativeGPUs"},
+      {Until("clgpu[0].CUDASupported"), "", "clgpu[0].CUDAVersion clgpu[0].CLBandwidth"},
+      // Two GPUs
+      {Until("glgpu[1].HasGLNPOTSupport", two), "",
+       "glgpu[0].GLDriver glgpu[1].GLDriver glgpu[0].GLDriverDate glgpu[1].GLDriverDate "
+       "glgpu[0].CanCompileProgramGLSL"},
+      {Until("glgpu[0].extension[KGX::OGL::GL_ARB_VERTEX_SHADER]", two) +
+           "gputag.KGX::OGL::GL_ARB_VERTEX_SHADER=1\n",
+       "", "glgpu[1].extension[KGX::OGL::GL_ARB_VERTEX_SHADER]"},
+      {Until("glgpu[1].GLRenderer=", FullReport(2, 1, "glgpu[0].GLRectTextureSize")), exception,
+       "glgpu[1].GLRendererID"},
+      // A GPU has failed, and the report doesn't show it yet.
+      {Until("glgpu[2].GLMemoryMB", FullReport(3, 0)) + "glgpu[2].GLVendor=\"x\"\n", exception,
+       "glgpu[0].GLVendorID glgpu[1].GLVendorID"},
+      {Until("glgpu[0].GLMemoryMB", two), exception, "glgpu[0].GLName glgpu[0].GLVendor glgpu[0].GLVendorID"},
+      {Until("glgpu[1].GLRenderer=", two), exception, "glgpu[1].GLRendererID"},
+      {Until("glgpu[1].GLRenderer=", two), exception + "KGX::LogicalException: \n",
+       "NumCLGPUs NumNativeGPUs"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Names(Read(row.output, row.errors).GetReading().asked), row.asked) << row.output << row.errors;
+  }
+}
+
+TEST(AnswerTest, Judges) {
+  const string end = FullReport(1, 1), middle = Until("KGXOGL"),
+               lastGL = Until("glgpu[0].extension[KGX::OGL::GL_ARB_SHADER"),
+               dropped = FullReport(1, 1, "glgpu[0].GLRenderer");
+  const string usage = "Usage exception: usage\nusage: \n", layer = "KGX::LogicalException: x\n";
+  const string failed = "finished-with-failures 2 finished with failures: ",
+               early = "ended-early 3 ended early: ";
+  const struct {
+    Ending ending;
+    string output, errors, verdict, asked;
+  } rows[] = {
+      {Exited(0), end, "", "finished 0 finished", ""},
+      {Exited(2), end, "", "finished 0 finished: status 2", ""},
+      {Exited(4), end, "", "finished 0 finished: status 4", ""},
+      {Exited(0), "prowlerEnd=\"x\"\n" + middle, "", early + "status 0, and its report has no end",
+       "OGLContextCreated"},
+      {Exited(2), dropped, layer, failed + "status 2, a GPU failed a question and was dropped", ""},
+      {Exited(2), lastGL, layer, failed + "status 2, an exception ended the run", "NumCLGPUs NumNativeGPUs"},
+      {Exited(2), middle, "exception: Programmed throw\n", failed + "status 2, an exception ended the run",
+       "KGXOGLInitialized"},
+      {Exited(3), "noise\n", usage, failed + "status 3, its command line couldn't be understood", ""},
+      {Exited(4), "", "", failed + "status 4, it couldn't even begin", ""},
+      {Exited(2), middle, "", early + "status 2, and its report has no end", "OGLContextCreated"},
+      {Exited(3), middle, "", early + "status 3, and its report has no end", "OGLContextCreated"},
+      {Exited(0), "", "", early + "status 0, and its report has no end", "Tester"},
+      {{Kind::kCrashed, 0, "signal 6"}, end, "", "crashed 4 crashed: signal 6", "exit"},
+      {{Kind::kHung, 0, "signal 9"}, middle, "", "hung 5 hung, and was killed", "OGLContextCreated"},
+      {{Kind::kInterrupted, 0, "", 0, 12},
+       "",
+       "",
+       "interrupted 7 was interrupted, and couldn't be killed (process 12)",
+       "Tester"},
+      {{Kind::kNotStarted, 0, "x"}, "", "", "not-started 6 could not start: x", ""},
+      {{Kind::kLost, 0, "x"}, middle, "", "lost 1 was lost sight of: x", "OGLContextCreated"},
+  };
+  for (const auto& row : rows) {
+    const gpuprowler::Judgement judgement =
+        Judge(row.ending, Read(row.output, row.errors, row.ending.status == gpuprowler::kProberFailed));
+    EXPECT_EQ(VerdictName(judgement.verdict) + (" " + std::to_string(static_cast<int>(judgement.verdict))) +
+                  " " + judgement.text,
+              row.verdict);
+    EXPECT_EQ(Names(judgement.asked), row.asked) << row.verdict;
+  }
+}
+
+// Neither many lines nor one without an end take more memory than they may, and the latest are kept.
+TEST(AnswerTest, MemoryIsBounded) {
+  gpuprowler::Lines lines;
+  const string piece = "short\n" + string(1000, 'x') + "\r\n";
+  const auto other = [](const string&) { return gpuprowler::LineKind::kOther; };
+  for (int i = 0; i < 100000; ++i) lines.Take(piece.data(), piece.size(), i, other);
+  EXPECT_EQ(lines.Dropped() + lines.Kept().size(), 200000u);
+  EXPECT_EQ(lines.Kept().back().text, string(1000, 'x'));
+  const string endless(1000000, 'y');
+  // An answer stands behind any amount of noise, and a text that is too long still has its end.
+  const string start = endless + "Tester=\"\"\nprowlerStart=\"" + endless + "\"\nKGXCoreInitialized=1\n";
+  EXPECT_EQ(Read(start).GetReading().findings.size(), 3u);
+  for (int i = 0; i < 100; ++i) lines.Take(endless.data(), endless.size(), 0, other);
+  std::size_t bytes = lines.Unfinished().text.size();
+  for (const gpuprowler::Line& line : lines.Kept()) bytes += sizeof line + line.text.size();
+  EXPECT_LE(bytes, gpuprowler::Lines::kMaxKeptBytes + gpuprowler::Lines::kMaxLineBytes);
+  EXPECT_EQ(lines.Unfinished().text.size() + lines.Unfinished().bytesCut, 100 * endless.size());
+}
+
+// What drivers print, or put into a text, can't break what a person or a program reads.
+TEST(AnswerTest, ShowsAnythingSafely) {
+  gpuprowler::RunResult result;
+  result.ending = {Kind::kExited, 2, "exit status 2", 1.25};
+  string output = FullReport(2, 0, "glgpu[1].GLVendorID");
+  output.replace(output.find("glgpu[0].GLRenderer=\"1\""), 23,
+                 "glgpu[0].GLRenderer=\"a\xFF\n\n# b\x1B[2J\"\n\xC2\x9Bnoise\u202E\u2028");
+  result.report = Read(output + "cut", "exception: x\n", true);
+  gpuprowler::Answer answer;
+  answer.prober = "gpu\xFF";
+  answer.arguments = {"-a\"\xFF"};
+  answer.runs.push_back(RunOf(result, Judge(result.ending, result.report)));
+  answer.verdict = answer.runs[0].verdict;
+  answer.gpus = GPUsOf(result);
+
+  const auto document = nlohmann::json::parse(AsJSON(answer));
+  EXPECT_EQ(document["verdict"], "finished-with-failures");
+  EXPECT_EQ(document["runs"][0]["values"]["numGLGPUs"], 2);
+  EXPECT_EQ(document["gpus"][0]["values"]["glRenderer"], "a\uFFFD\n\n# b\x1B[2J");
+  EXPECT_EQ(document["gpus"][1]["failed"].back(), "glgpu[1].GLVendorID");
+  EXPECT_EQ(document["runs"][0]["stderr"]["lines"][0]["kind"], "failure");
+
+  const string text = Summary(answer) + AsText(answer, true);
+  for (const char* const part :
+       {"glgpu[1] was dropped, having failed one of:\n  glgpu[1].GLName (its marketing name)\n",
+        "\nFindings of glgpu[1]\n", "  GLRenderer              a\uFFFD\\x0A\\x0A# b\\x1B[2J\n",
+        "  \\x9Bnoise\\u202E\\u2028\n  cut (without a line end)\n", "Standard error\n  exception: x\n"})
+    EXPECT_NE(text.find(part), string::npos) << part << "\n" << text;
+}
+
+}  // namespace
