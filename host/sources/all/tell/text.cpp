@@ -188,9 +188,9 @@ std::string InWords(const Adapter& adapter) {
 // "OpenGL 50_mesa.json (libEGL_mesa.so.0): crashed at glgpu[0].GLVersion, set aside since ...".
 std::string InWords(const Driver& driver) {
   const bool isMissing = !driver.library.empty() && driver.path.empty();
-  const std::string question = driver.question.empty() ? "" : " at " + InWords(driver.question);
   const std::string behaviour =
-      Joined({InWords(driver.behaviour) + question, Around("set aside since ", Printable(driver.since))});
+      Joined({InWords(driver.behaviour) + Around(" at ", Printable(driver.question)),
+              Around("set aside since ", Printable(driver.since))});
   return InWords(driver.interface) + Around(" ", Printable(driver.manifest)) +
          Around(" (", Printable(driver.library), isMissing ? ", which isn't there)" : ")") +
          (behaviour.empty() ? "" : ": " + behaviour);
