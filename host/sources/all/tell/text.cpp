@@ -128,7 +128,7 @@ void PutVerdict(std::ostream& out, const Answer& answer) {
 
 // The first run is meant where none is named.
 std::string NameOf(const GPU& gpu) {
-  return gpu.tag + (gpu.run > 0 ? " of run " + std::to_string(gpu.run) : "");
+  return Printable(gpu.tag) + (gpu.run > 0 ? " of run " + std::to_string(gpu.run) : "");
 }
 
 // A line of a GPU's, if there is something to say.
@@ -248,7 +248,8 @@ std::string Summary(const Answer& answer) {
   ztutil::ClassicStream out;
   PutVerdict(out, answer);
   for (const GPU& gpu : answer.gpus)
-    if (!gpu.failed.empty()) PutQuestions(out, gpu.tag + " was dropped, having failed", gpu.failed);
+    if (!gpu.failed.empty())
+      PutQuestions(out, Printable(gpu.tag) + " was dropped, having failed", gpu.failed);
   return out.str();
 }
 
