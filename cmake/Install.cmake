@@ -1,12 +1,23 @@
-# What an installation holds beside the programs. Components: Programs, Development, FaultKit.
+# What an installation holds beside the programs. Components: Programs, Library, Development, FaultKit.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 # --- Libraries and headers, and how a host finds them ------------------------------------------------------------
 
-install(TARGETS kgx ztutil EXPORT gpuprowler ARCHIVE COMPONENT Development
+# On Windows those who use the library in C get all that they need with it.
+set(linking Development)
+if(GPUPROWLER_PLATFORM STREQUAL win)
+  set(linking Library)
+  install(FILES host/include/gpuprowler/gpuprowler.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/gpuprowler COMPONENT Library)
+  install(FILES ${PROJECT_BINARY_DIR}/lib/gpuprowler.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Library OPTIONAL)
+endif()
+install(TARGETS gpuprowlershared EXPORT gpuprowler-shared
+        LIBRARY COMPONENT Library NAMELINK_COMPONENT ${linking} RUNTIME COMPONENT Library
+        ARCHIVE COMPONENT ${linking} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES host/answer.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/gpuprowler COMPONENT ${linking})
+install(TARGETS kgx ztutil gpuprowlerhost EXPORT gpuprowler-static ARCHIVE COMPONENT Development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY kgx/include/ ztutil/include/ ${PROJECT_BINARY_DIR}/include/
+install(DIRECTORY kgx/include/ ztutil/include/ host/include/ ${PROJECT_BINARY_DIR}/include/
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
 
 set(made ${PROJECT_BINARY_DIR}/install)
@@ -15,8 +26,9 @@ configure_file(packaging/gpuprowler-config.cmake.in ${made}/gpuprowler-config.cm
 write_basic_package_version_file(${made}/gpuprowler-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake
         DESTINATION ${config_folder} COMPONENT Development)
-install(EXPORT gpuprowler NAMESPACE gpuprowler:: FILE gpuprowler-targets.cmake
-        DESTINATION ${config_folder} COMPONENT Development)
+foreach(kind shared static)
+  install(EXPORT gpuprowler-${kind} NAMESPACE gpuprowler:: DESTINATION ${config_folder} COMPONENT Development)
+endforeach()
 
 if(NOT GPUPROWLER_PLATFORM STREQUAL linux)
   install(FILES packaging/copyright DESTINATION . RENAME copyright.txt COMPONENT Programs)
@@ -26,8 +38,10 @@ endif()
 
 set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 string(REGEX REPLACE "[^/]+" ".." prefix_from_pkgconfig ${pkgconfig_folder})
-configure_file(packaging/gpuprowler.pc.in ${made}/gpuprowler.pc @ONLY)
-install(FILES ${made}/gpuprowler.pc DESTINATION ${pkgconfig_folder} COMPONENT Development)
+foreach(name gpuprowler gpuprowler-static)
+  configure_file(packaging/${name}.pc.in ${made}/${name}.pc @ONLY)
+  install(FILES ${made}/${name}.pc DESTINATION ${pkgconfig_folder} COMPONENT Development)
+endforeach()
 
 # --- Documents and completions -----------------------------------------------------------------------------------
 
@@ -51,10 +65,15 @@ gpuprowler_compressed(changelog changelog DEPENDS ${made}/changelog)
 function(gpuprowler_documents component package)
   install(FILES packaging/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
-  install(FILES packaging/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package}
+  set(overrides packaging/lintian-overrides)
+  if(EXISTS ${PROJECT_SOURCE_DIR}/${overrides}-${package})
+    set(overrides ${overrides}-${package})
+  endif()
+  install(FILES ${overrides} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package}
           COMPONENT ${component})
 endfunction()
 gpuprowler_documents(Programs gpuprowler)
+gpuprowler_documents(Library libgpuprowler0)
 gpuprowler_documents(Development libgpuprowler-dev)
 
 # Manual pages are made where scdoc is.

@@ -1,4 +1,4 @@
-# What CPack makes: a .deb of each component, or of the programs a .zip and an installer for Windows.
+# What CPack makes: a .deb of each component, or of programs and library a .zip and an installer for Windows.
 set(CPACK_PACKAGE_NAME gpuprowler)
 set(CPACK_PACKAGE_VENDOR gpuprowler)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR})
@@ -10,7 +10,8 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 
 if(GPUPROWLER_PLATFORM STREQUAL win)
   set(CPACK_GENERATOR ZIP NSIS)
-  set(CPACK_INSTALL_CMAKE_PROJECTS ${PROJECT_BINARY_DIR} gpuprowler Programs /)
+  set(CPACK_INSTALL_CMAKE_PROJECTS ${PROJECT_BINARY_DIR} gpuprowler Programs /
+      ${PROJECT_BINARY_DIR} gpuprowler Library /)
   set(CPACK_PACKAGE_INSTALL_DIRECTORY gpuprowler)
   set(CPACK_NSIS_IGNORE_LICENSE_PAGE ON)  # there is none to agree to
   set(CPACK_NSIS_DEFINES "Target amd64-unicode")  # as the programs are, so that it needs no 32-bit Windows
@@ -40,16 +41,32 @@ found and how it ended.
 
 ${rights}")
 
+# The interface is kept as long as the name's number is, and what uses it needs no earlier one.
+file(WRITE ${made}/shlibs "libgpuprowler 0 libgpuprowler0 (>= ${PROJECT_VERSION})\n")
+file(WRITE ${made}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libgpuprowler0)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${made}/shlibs ${made}/triggers)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS gpuprowler)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "library that tells whether an application may use the GPUs
+It has gpuprowler ask the graphics drivers in a process of its own, and says
+which GPUs there are, what they can do, and why something isn't there. A
+driver that crashes or hangs costs the application and other drivers' GPUs
+nothing, is named, and isn't loaded again for a while.
+
+${rights}")
+
 set(boost_release ${Boost_VERSION_MAJOR}.${Boost_VERSION_MINOR})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libgpuprowler-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libboost-chrono${boost_release}-dev, \
-libboost-filesystem${boost_release}-dev, libboost-thread${boost_release}-dev, opencl-c-headers")
+libboost-filesystem${boost_release}-dev, libboost-thread${boost_release}-dev, \
+libgpuprowler0 (= ${PROJECT_VERSION}-1), opencl-c-headers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "gpuprowler (= ${PROJECT_VERSION}-1)")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library to run the graphics prober from an application
-Static libraries and headers with which an application starts gpuprowler,
-reads its report as it comes, bounds its time and kills it. CMake finds
-gpuprowler::ztutil, pkg-config finds gpuprowler.
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library that tells whether an application may use the GPUs, to build with
+Headers in C and C++, static libraries, and what CMake and pkg-config read;
+also what starts gpuprowler, reads its report as it comes, bounds its time
+and kills it.
 
 ${rights}")
 

@@ -12,9 +12,10 @@ _prowl() {
   done
   case ${COMP_WORDS[COMP_CWORD - 1]} in
     --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
-    --timeout) ;;
+    --timeout | --question-timeout) ;;
     *)
-      mapfile -t COMPREPLY < <(compgen -W '--prober --timeout --json --raw --version --help --' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W 'look memory forget --prober --timeout --question-timeout --no-measure
+        --remember --fresh --all --json --events --raw --version --help --' -- "$current")
       ;;
   esac
 }

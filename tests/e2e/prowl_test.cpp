@@ -94,14 +94,49 @@ TEST(ProwlTest, PassesBytesOn) {
   EXPECT_EQ(outcome.errors.substr(0, 24), "w\nThe prober ended early");
   EXPECT_EQ(outcome.ending, "status 3");
 
-  const Outcome refused = RunProwl(Drivers(), {"--timeout", "0"});
-  EXPECT_EQ(refused.errors.substr(0, 64),
-            "--timeout: takes a number of seconds above 0, a million at most\n");
-  EXPECT_EQ(refused.ending, "status 1");
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-  for (const char* const how : {"--raw", "--json"})
+  for (const char* const how : {"--raw", "--json", "--events"})
     EXPECT_EQ(RunProwl(Drivers(), {how, "--prober", kChild, "--", "say:x"}, full).ending, "status 1") << how;
   close(full);
+}
+
+TEST(ProwlTest, TellsEventsAsTheyCome) {
+  const Outcome outcome =
+      RunProwl(Drivers(), {"--events", "--prober", kChild, "--", "say:a\xFF", "sleep:300", "warn:b"});
+  string told;
+  for (const string& line : outcome.lines) {
+    const JSON event = JSON::parse(line);
+    if (event["event"] != "question")
+      told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") + " ";
+  }
+  EXPECT_EQ(told, "run-begins linestdouta\uFFFD linestderrb run-ends answer ");
+  EXPECT_EQ(JSON::parse(outcome.lines.back())["answer"]["verdict"], "ended-early");
+}
+
+TEST(ProwlTest, DoesWhatItsCommandLineSays) {
+  const struct {
+    const char *arguments, *says, *complains, *ending;
+  } rows[] = {
+      {"look", "\nDrivers\n  OpenGL ", "", "status 0"},
+      {"look --json", "\"schema\": \"gpuprowler-answer-1\"", "", "status 0"},
+      {"memory", "No driver is set aside.\n", "", "status 0"},
+      {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
+      {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
+      {"--question-timeout -1", "", "--question-timeout: takes a number of seconds, a million at most\n",
+       "status 1"},
+      {"--raw --json", "", "--json excludes --raw\n", "status 1"},
+      {"look --raw", "", "look excludes --raw\n", "status 1"},
+      {"memory --json", "", "memory excludes --json\n", "status 1"},
+      {"--fresh", "", "--fresh requires --remember\n", "status 1"},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));
+    string text;
+    for (const string& line : outcome.lines) text += "\n" + line;
+    EXPECT_NE((text + "\n").find(row.says), string::npos) << row.arguments << text;
+    EXPECT_EQ(outcome.errors.substr(0, outcome.errors.find('\n') + 1), row.complains) << row.arguments;
+    EXPECT_EQ(outcome.ending, row.ending) << row.arguments;
+  }
 }
 
 }  // namespace

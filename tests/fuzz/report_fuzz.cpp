@@ -4,6 +4,7 @@
 
 #include <ask/findings.h>
 #include <nlohmann/json.hpp>
+#include <tell/document.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -48,7 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   };
   const gpuprowler::Answer whole = answer(size + 1);
   const std::string document = AsJSON(whole);
-  Require(nlohmann::json::accept(document), "the document is JSON");
+  const auto read = gpuprowler::AnswerOf(document);
+  Require(read && AsJSON(*read) == document, "the document is read back");
+  Require(!gpuprowler::AnswerOf(bytes) || nlohmann::json::accept(bytes), "no document is taken for none");
   Require(IsPrintable(AsText(whole)), "the text can't harm a terminal");
   for (const std::size_t piece : {1u, 7u})
     Require(AsJSON(answer(piece)) == document, "how the bytes arrive changes nothing");

@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <look/attribution.h>
 #include <look/reasons.h>
+#include <look/registrytext.h>
 
+#include <map>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -62,7 +65,7 @@ TEST(AttributionTest, ACardOnlyWhereExactlyOneFits) {
       {OpenGLGPU(0x10de, 0x2206, "", "RTX"), "3"},
       {OpenGLGPU(0, 0, "", "D3D12 (NVIDIA)"), "?"},
       {OpenGLGPU(0, 0, "", "llvmpipe (LLVM 15.0.6, 256 bits)"), "software"},
-      {OpenGLGPU(0x1002, 0x73bf, "AMD Radeon RX 6800 XT", "softpipe"), "software"},
+      {OpenGLGPU(0x1002, 0x73bf, "AMD Radeon RX 6800 XT", "zink Vulkan 1.3(llvmpipe (LLVM 15))"), "software"},
       {OpenCLGPU(0x8086, "Intel(R) Gen9"), "0"},
       {OpenCLGPU(0x10de, "NVIDIA GeForce RTX 3080"), "3"},
       {OpenCLGPU(0x10de, "Tesla V100"), "?"},
@@ -122,6 +125,12 @@ TEST(AttributionTest, ReasonsOfDriversAndOfSoftware) {
        {},
        {{"no-opencl-library", "", {}, {}}},
        " no-opencl-library only-software"},
+      {{}, {OpenGLGPU(0, 0, "", "GDI Generic")}, {}, {{"no-opengl-driver", "", {}, {}}}, " no-opengl-driver"},
+      {{},
+       {software},
+       {},
+       {{"no-opengl-library", "", {}, {}}, {"no-opencl-driver", "", {}, {}}},
+       " no-opencl-driver"},
       {{Card(1, 2, "Card")}, {software}, {}, {{"node-not-allowed", "", {}, {}}}, " node-not-allowed"},
       {{}, {software}, {}, {}, ""},
       {{Card(1, 2, "Card")}, {software}, {badCL}, {}, " driver-hung only-software"},
@@ -147,6 +156,21 @@ TEST(AttributionTest, ReasonsOfDriversAndOfSoftware) {
     for (const gpuprowler::Reason& reason : answer.reasons)
       EXPECT_EQ(reason.text.find("/folder"), string::npos);
   }
+}
+
+TEST(AttributionTest, TextsOfWindowsRegistry) {
+  gpuprowler::Adapter adapter;
+  SetIDs(adapter, "PCI\\VEN_10DE&DEV_2206&SUBSYS_38971462&REV_A1");
+  EXPECT_EQ(std::tie(adapter.vendorID, adapter.deviceID, adapter.subsystemID, adapter.revision),
+            std::make_tuple(0x10deu, 0x2206u, 0x38971462u, 0xa1u));
+  SetIDs(adapter, "ROOT\\BasicDisplay");
+  EXPECT_EQ(adapter.vendorID + adapter.deviceID, 0u);
+  EXPECT_EQ(gpuprowler::ISODate("6-8-2023"), "2023-06-08");
+  EXPECT_EQ(gpuprowler::ISODate("6-8") + gpuprowler::ISODate("x"), "");
+  for (const auto& [library, file] : std::map<string, string>{{"nvoglv64.dll", "C:\\S\\nvoglv64.dll"},
+                                                              {"atig6pxx", "C:\\S\\atig6pxx.dll"},
+                                                              {"D:\\a.b\\x", "D:\\a.b\\x.dll"}})
+    EXPECT_EQ(gpuprowler::LibraryFile(library, "C:\\S"), file);
 }
 
 }  // namespace

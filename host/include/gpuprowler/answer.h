@@ -252,12 +252,28 @@ Answer Ask(const Request& request);
 // GPUs.
 Answer Look();
 
+// The drivers that the memory in that folder holds as set aside, the user's own memory if it's empty. Their
+// behaviour is what they were set aside for; nothing is known of their files.
+std::vector<Driver> GetSetAside(const std::string& memoryFolder = "");
+
+// Forgets all answers there, and of those drivers the ones whose manifest contains that text: all of them if
+// it's empty. How many drivers these were.
+std::size_t Forget(const std::string& manifest, const std::string& memoryFolder = "");
+
 // The answer as a JSON document, described by answer.schema.json, with a line end. It holds no user name,
 // home folder or host name.
 std::string AsJSON(const Answer& answer);
 
-// The answer for people to read, in lines; and the first of these, the verdict and what explains it.
-std::string AsText(const Answer& answer);
+// As JSON on a line of their own, with a line end: an event, and behind the last of them the answer, whose
+// document is under "answer".
+std::string AsJSONLine(const Event& event);
+std::string AsJSONLine(const Answer& answer);
+
+// The answer for people to read, in lines: the verdict and what explains it, the GPUs, and why something
+// isn't there; by wish with all that was found, as a bug report needs it.
+std::string AsText(const Answer& answer, bool all = false);
+
+// The verdict and what explains it.
 std::string Summary(const Answer& answer);
 
 }  // namespace gpuprowler

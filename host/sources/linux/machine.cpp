@@ -29,10 +29,10 @@ bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> text
 
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-// --- Device files
-// --------------------------------------------------------------------------------------------------
+// --- Device files ---
 
-// Those that a driver must open for the adapter, by their names in /dev; its own is the last.
+// Those that a driver must open for the adapter, by their names in /dev. The first is the same whether the
+// adapter sleeps or not.
 std::vector<std::string> DeviceFiles(const SysfsAdapter& adapter, const System& system) {
   if (adapter.driver == "dxgkrnl") return {"dxg"};  // Windows' card in its subsystem for Linux
   if (adapter.driver == "nvidia") {
@@ -71,8 +71,16 @@ std::string GroupThatMay(const std::string& path, const System& system) {
   return GroupName(status.st_gid, system);
 }
 
-// --- Adapters
-// ------------------------------------------------------------------------------------------------------
+// --- Adapters ---
+
+// Whether one would expect the adapter to render for this system. Further functions of a card are its second
+// head, or parts that are made for guests.
+bool IsExpectedToRender(const SysfsAdapter& adapter) {
+  // Of servers' management and virtual machines' screens: ASPEED, Matrox, Cirrus, Bochs, QXL, Amazon.
+  constexpr std::uint32_t kScreensOnly[] = {0x1A03, 0x102B, 0x1013, 0x1234, 0x1B36, 0x1D0F};
+  return std::count(std::begin(kScreensOnly), std::end(kScreensOnly), adapter.vendor) == 0 &&
+         KGX::AdapterSlot(adapter.place.directory).back() == '0';
+}
 
 // A day as WMI writes it, "20260130000000.000000-000", as "2026-01-30".
 std::string ISODay(const std::string& date) {
@@ -132,19 +140,19 @@ class Survey {
     for (const std::string& display : found.displays)  // "card0-eDP-1", or what stands in for one
       if (const std::size_t dash = display.find('-'); dash != display.npos)
         adapter.outputs.push_back(display.substr(dash + 1));
-    if (found.driver.empty()) {
-      AddAdapterReason("no-kernel-driver", "The kernel has no driver for " + adapter.name + ".");
-    } else if (IsOneOf(found.driver, {"vfio-pci", "pci-stub"})) {
+    const bool isHeld = IsOneOf(found.driver, {"vfio-pci", "pci-stub"});
+    if (!found.driver.empty() && !isHeld)
+      AddAccess(adapter, DeviceFiles(found, fSystem));
+    else if (IsExpectedToRender(found) && isHeld)
       AddAdapterReason("held-for-guest",
                        found.driver + " holds " + adapter.name + " back for a virtual machine.");
-    } else {
-      AddAccess(adapter, DeviceFiles(found, fSystem));
-    }
+    else if (IsExpectedToRender(found))
+      AddAdapterReason("no-kernel-driver", "The kernel has no driver for " + adapter.name + ".");
   }
 
   void AddAccess(Adapter& adapter, const std::vector<std::string>& files) {
     if (files.empty()) return;
-    adapter.renderNode = "/dev/" + files.back();
+    adapter.renderNode = "/dev/" + files.front();
     adapter.mayOpen = true;
     for (const std::string& file : files) {
       const std::string path = fSystem.roots.dev + "/" + file;
@@ -165,8 +173,7 @@ class Survey {
     }
   }
 
-  // --- Drivers
-  // -----------------------------------------------------------------------------------------------------
+  // --- Drivers ---
 
   void AddDrivers() {
     Drivers openGL = FindOpenGLDrivers(fSystem, fFinder);
@@ -229,8 +236,7 @@ class Survey {
     return text.find('.') != text.npos && text.find_first_not_of("0123456789.") == text.npos;
   }
 
-  // --- Sandboxes
-  // ---------------------------------------------------------------------------------------------------
+  // --- Sandboxes ---
 
   // Only where it's behind something: cards and their kernel drivers show through all of them.
   void AddSandbox() {

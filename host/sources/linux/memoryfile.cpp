@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,7 +62,8 @@ bool MayMakeIn(const std::string& parent) {
 void MakeFolder(const std::string& folder) {
   if (access(folder.c_str(), F_OK) == 0 || errno != ENOENT) return;
   const std::size_t slash = folder.rfind('/');
-  const std::string parent = slash == folder.npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
+  const std::string parent =
+      slash == std::string::npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
   MakeFolder(parent);
   if (MayMakeIn(parent)) mkdir(folder.c_str(), S_IRWXU);
 }
@@ -83,7 +85,14 @@ std::string ReadFrom(const Descriptor& folder, std::size_t mostBytes) {
   return content;
 }
 
+// A file that becomes larger than this process's files may be would end the process.
+bool MayBeThatLarge(std::size_t bytes) {
+  rlimit limit{};
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes <= limit.rlim_cur;
+}
+
 bool WriteAll(int file, std::string_view bytes) {
+  if (!MayBeThatLarge(bytes.size())) return false;
   while (!bytes.empty()) {
     const ssize_t count = write(file, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
@@ -120,7 +129,8 @@ bool Lock(const Descriptor& file) {
 }  // namespace
 
 std::string StateFolder() {
-  const std::string state = Variable("XDG_STATE_HOME"), home = Variable("HOME");
+  std::string state = Variable("XDG_STATE_HOME");
+  const std::string home = Variable("HOME");
   if (!state.empty() && state.front() == '/') return state;
   return !home.empty() && home.front() == '/' ? home + "/.local/state" : "";
 }
@@ -149,7 +159,7 @@ FileFacts FactsOfProgram(const std::string& program) {
              status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec};
     return true;
   };
-  if (program.find('/') != program.npos) {
+  if (program.find('/') != std::string::npos) {
     find(program);
     return facts;
   }

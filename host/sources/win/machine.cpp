@@ -29,8 +29,7 @@ constexpr GUID kSoftwareComponents = {
 constexpr char kClasses[] = "SYSTEM\\CurrentControlSet\\Control\\Class\\";
 constexpr char kOpenGLDrivers[] = "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\OpenGLDrivers";
 
-// --- Devices
-// -------------------------------------------------------------------------------------------------------
+// --- Devices ---
 
 // Those of a class that are plugged in.
 class Devices {
@@ -124,8 +123,7 @@ Adapter AdapterOf(Devices& device) {
   return adapter;
 }
 
-// --- Drivers
-// -------------------------------------------------------------------------------------------------------
+// --- Drivers ---
 
 std::string SystemFolder() {
   wchar_t folder[MAX_PATH] = {};
@@ -202,8 +200,7 @@ void AddDrivers(Machine& machine, std::vector<std::string> classKeys) {
       list.Add(Interface::kOpenCL, vendors.Name(), library);
 }
 
-// --- The machine
-// ---------------------------------------------------------------------------------------------------
+// --- The machine ---
 
 // "10.0.19045.4291"; before Windows 10 "6.1.7601".
 std::string WindowsRelease() {

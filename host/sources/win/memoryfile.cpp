@@ -118,19 +118,18 @@ bool ChangeMemoryFile(const std::string& folder, std::size_t mostBytes,
   return lock.IsFile() && Lock(lock) && Replace(path, change(ReadFrom(path, mostBytes)));
 }
 
-// Narrow, as a command line's own paths are.
 FileFacts FactsOfProgram(const std::string& program) {
-  std::string path(32768, '\0');
-  const DWORD length =
-      SearchPathA(nullptr, program.c_str(), ".exe", static_cast<DWORD>(path.size()), path.data(), nullptr);
+  std::wstring path(32768, L'\0');
+  const DWORD length = SearchPathW(nullptr, ztutil::WideFromUTF8(program).c_str(), L".exe",
+                                   static_cast<DWORD>(path.size()), path.data(), nullptr);
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (length == 0 || length >= path.size() ||
-      GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) == 0)
+      GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == 0)
     return {program};
   path.resize(length);
   const ULARGE_INTEGER size{{data.nFileSizeLow, data.nFileSizeHigh}};
   const ULARGE_INTEGER time{{data.ftLastWriteTime.dwLowDateTime, data.ftLastWriteTime.dwHighDateTime}};
-  return {path, size.QuadPart, static_cast<std::int64_t>(time.QuadPart)};
+  return {ztutil::UTF8FromWide(path), size.QuadPart, static_cast<std::int64_t>(time.QuadPart)};
 }
 
 }  // namespace gpuprowler::platform

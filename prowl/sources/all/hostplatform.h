@@ -9,6 +9,9 @@ namespace prowl::platform {
 // Undoes what a parent can have left to us and would keep us from seeing how a child ends.
 void PrepareHostProcess();
 
+// A word of the command line as UTF-8.
+std::string UTF8FromArgument(const std::string& argument);
+
 // A text of lines as this system's programs write one.
 std::string WithLineEnds(const std::string& text);
 

@@ -1,15 +1,14 @@
-// prowl: runs the prober, and tells a person what happened.
+// prowl: asks this machine's graphics drivers through the library, and tells a person what happened.
 #include "hostplatform.h"
+#include "options.h"
 #include "outlet.h"
 #include "progress.h"
 
 #include <ztutil/clock.h>
 #include <ztutil/managedthread.h>
 #include <ztutil/prepareprocess.h>
-#include <ztutil/version.h>
 #include <ztutil/winhandle.h>
 
-#include <CLI/CLI.hpp>
 #include <gpuprowler/answer.h>
 
 #include <algorithm>
@@ -22,53 +21,16 @@
 
 namespace {
 
-constexpr char kDescription[] =
-    "Runs the GPU prober, and tells what it found and how it ended. What stands behind -- goes to the "
-    "prober.";
-constexpr char kStatuses[] =
-    "Exit status: 0 the prober finished, 2 it finished with failures, 3 it ended early, 4 it crashed, 5 it "
-    "hung and\n"
-    "was killed, 6 it could not start, 7 it was interrupted; 1 prowl itself failed.";
+using prowl::Form;
+using prowl::Options;
+using prowl::Verb;
+using prowl::platform::WithLineEnds;
 
 constexpr int kStatusError = static_cast<int>(gpuprowler::Verdict::kLost);
-
-constexpr double kDefaultTimeoutSeconds = 60;
-constexpr double kMaxTimeoutSeconds = 1e6;
 
 constexpr double kTickSeconds = 0.1;
 constexpr double kHoldSeconds = 0.5;  // what the result has of time before a second interrupt ends us
 constexpr double kFlushSeconds = 5;   // what whoever reads our output may take behind the timeout
-
-struct Options {
-  gpuprowler::Request request;
-  bool json = false;
-  bool raw = false;
-};
-
-// Throws CLI::Error, also for the help text.
-void Parse(CLI::App& app, int argc, char** argv, Options& options) {
-  options.request.seconds = kDefaultTimeoutSeconds;
-  app.footer(kStatuses);
-  app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
-  app.add_option("--prober", options.request.prober,
-                 "The prober; a name without a slash is looked for on PATH. The one beside prowl without it")
-      ->type_name("PATH");
-  app.add_option("--timeout", options.request.seconds, "What the prober may take before it is killed")
-      ->type_name("SECONDS")
-      ->capture_default_str();
-  CLI::Option* const json =
-      app.add_flag("--json", options.json, "One JSON document, with each line and its time of arrival");
-  app.add_flag("--raw", options.raw, "The report byte for byte; the verdict goes to standard error")
-      ->excludes(json);
-
-  // The prober's options aren't ours to understand.
-  char** const end = argv + argc;
-  char** const mark = std::find(argv, end, std::string("--"));
-  if (mark != end) options.request.arguments.assign(mark + 1, end);
-  app.parse(static_cast<int>(mark - argv), argv);
-  if (!(options.request.seconds > 0 && options.request.seconds <= kMaxTimeoutSeconds))
-    throw CLI::ValidationError("--timeout", "takes a number of seconds above 0, a million at most");
-}
 
 // Standard output and error while the prober's bytes are passed on.
 class Raw {
@@ -105,9 +67,8 @@ class Raw {
   const std::shared_ptr<prowl::Outlet> fErrors = std::make_shared<prowl::Outlet>(ztutil::StdErr());
 };
 
-bool WriteOutput(const std::string& text) {
-  prowl::Outlet output(ztutil::StdOut());
-  output.Put(text.data(), text.size());
+// Waits for the reader of our output, as long as nobody interrupts that. False if output was lost.
+bool Finish(prowl::Outlet& output) {
   if (!output.Drain(kHoldSeconds)) {
     prowl::platform::ReleaseInterrupts();
     while (!output.Drain(kFlushSeconds)) {
@@ -116,35 +77,114 @@ bool WriteOutput(const std::string& text) {
   return !output.HasFailed();
 }
 
-int Run(Options options) {
+bool WriteOutput(const std::string& text) {
+  prowl::Outlet output(ztutil::StdOut());
+  const std::string ended = WithLineEnds(text);
+  output.Put(ended.data(), ended.size());
+  return Finish(output);
+}
+
+// Lines of JSON. A reader that stops reading holds nobody up: what there is no room for is left out and
+// counted.
+class Events {
+ public:
+  Events() { fOutput.Widen(); }
+
+  void Show(const gpuprowler::Event& event) {
+    if (event.kind == gpuprowler::Event::Kind::kTick) return;
+    if (!fOutput.HasRoom()) {
+      ++fLeftOut;
+      return;
+    }
+    PutLeftOut();
+    Put(AsJSONLine(event));
+  }
+
+  bool Finish(const gpuprowler::Answer& answer) {
+    if (!::Finish(fOutput)) return false;
+    PutLeftOut();
+    Put(AsJSONLine(answer));
+    return ::Finish(fOutput);
+  }
+
+ private:
+  void PutLeftOut() {
+    if (fLeftOut > 0) Put("{\"event\":\"left-out\",\"count\":" + std::to_string(fLeftOut) + "}\n");
+    fLeftOut = 0;
+  }
+
+  void Put(const std::string& line) {
+    const std::string ended = WithLineEnds(line);
+    fOutput.Put(ended.data(), ended.size());
+  }
+
+  prowl::Outlet fOutput{ztutil::StdOut()};
+  std::size_t fLeftOut = 0;
+};
+
+int Conclude(bool written, int status) {
+  if (written) return status;
+  const std::string complaint = WithLineEnds("prowl: can't write to standard output\n");
+  prowl::Outlet errors(ztutil::StdErr());
+  errors.Put(complaint.data(), complaint.size());
+  errors.Drain(kHoldSeconds);
+  return kStatusError;
+}
+
+std::string Told(const gpuprowler::Answer& answer, Form form) {
+  return form == Form::kJSON ? AsJSON(answer) : AsText(answer, form == Form::kAll);
+}
+
+int Ask(Options options) {
   const double start = ztutil::Now();
-  std::optional<prowl::Progress> progress;
-  std::optional<Raw> raw;
   gpuprowler::Request& request = options.request;
   request.cancellation = std::make_shared<gpuprowler::Cancellation>();
-  if (options.raw)
+  std::optional<prowl::Progress> progress;
+  std::optional<Events> events;
+  std::optional<Raw> raw;
+  if (options.form == Form::kRaw)
     raw.emplace(request);
   else
     progress.emplace();
+  if (options.form == Form::kEvents) events.emplace();
   request.event = [&](const gpuprowler::Event& event) {
     if (progress) progress->Show(event.seconds, event.question);
+    if (events) events->Show(event);
     if (prowl::platform::WasInterrupted()) request.cancellation->Cancel();
   };
   prowl::platform::HoldInterrupts();
   const gpuprowler::Answer answer = gpuprowler::Ask(request);
   progress.reset();
 
-  const auto text = [&] {
-    return prowl::platform::WithLineEnds(options.json ? AsJSON(answer) : AsText(answer));
-  };
-  const bool written =
-      raw ? raw->Finish(Summary(answer), start + request.seconds - ztutil::Now()) : WriteOutput(text());
-  if (written) return static_cast<int>(answer.verdict);
-  const std::string complaint = prowl::platform::WithLineEnds("prowl: can't write to standard output\n");
-  prowl::Outlet errors(ztutil::StdErr());
-  errors.Put(complaint.data(), complaint.size());
-  errors.Drain(kHoldSeconds);
-  return kStatusError;
+  const bool written = raw      ? raw->Finish(Summary(answer), start + request.seconds - ztutil::Now())
+                       : events ? events->Finish(answer)
+                                : WriteOutput(Told(answer, options.form));
+  return Conclude(written, static_cast<int>(answer.verdict));
+}
+
+std::string ShowMemory() {
+  gpuprowler::Answer answer;
+  answer.drivers = gpuprowler::GetSetAside();
+  return answer.drivers.empty() ? "No driver is set aside.\n" : AsText(answer);
+}
+
+std::string Forget(const std::string& driver) {
+  const std::size_t count = gpuprowler::Forget(driver);
+  return "All answers are forgotten, and " + std::to_string(count) + (count == 1 ? " driver" : " drivers") +
+         " that had been set aside.\n";
+}
+
+int Run(const Options& options) {
+  switch (options.verb) {
+    case Verb::kLook:
+      return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+    case Verb::kMemory:
+      return Conclude(WriteOutput(ShowMemory()), 0);
+    case Verb::kForget:
+      return Conclude(WriteOutput(Forget(options.driver)), 0);
+    default:
+      return Ask(options);
+  }
 }
 
 }  // namespace
@@ -153,11 +193,9 @@ int main(int argc, char** argv) {
   ztutil::platform::PrepareProberProcess();
   prowl::platform::PrepareHostProcess();
   int status = kStatusError;
-  CLI::App app(kDescription, "prowl");
+  CLI::App app("", "prowl");
   try {
-    Options options;
-    Parse(app, argc, argv, options);
-    status = Run(options);
+    status = Run(prowl::ParseOptions(app, argc, argv));
   } catch (const CLI::Error& error) {
     status = app.exit(error) == 0 ? 0 : kStatusError;
   } catch (const std::exception& exception) {

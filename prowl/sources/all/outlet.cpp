@@ -41,7 +41,7 @@ class Outlet::Writing {
 
   void Put(const char* bytes, std::size_t count) {
     Lock lock(fMutex);
-    fCond.wait(lock, [this] { return fHasFailed || fPending.size() < fMaxBytes; });
+    fCond.wait(lock, [this] { return HasRoomLocked(); });
     if (!fHasFailed) fPending.append(bytes, count);
     fCond.notify_all();
   }
@@ -64,6 +64,11 @@ class Outlet::Writing {
                           [this] { return fHasFailed || (!fIsBusy && fPending.empty()); });
   }
 
+  bool HasRoom() const {
+    const Lock lock(fMutex);
+    return HasRoomLocked();
+  }
+
   bool HasFailed() const {
     const Lock lock(fMutex);
     return fHasFailed;
@@ -71,6 +76,8 @@ class Outlet::Writing {
 
  private:
   using Lock = std::unique_lock<std::mutex>;
+
+  bool HasRoomLocked() const { return fHasFailed || fPending.size() < fMaxBytes; }
 
   bool Write(const std::string& bytes) noexcept {
     try {
@@ -103,6 +110,8 @@ Outlet::~Outlet() {
 void Outlet::Put(const char* bytes, std::size_t count) { fWriting->Put(bytes, count); }
 
 void Outlet::Widen() { fWriting->Widen(); }
+
+bool Outlet::HasRoom() const { return fWriting->HasRoom(); }
 
 bool Outlet::Drain(double seconds) { return fWriting->Drain(seconds); }
 

@@ -31,6 +31,9 @@ class Outlet {
   // Lets Put take much more without waiting.
   void Widen();
 
+  // Whether Put wouldn't wait.
+  bool HasRoom() const;
+
   // Waits at most that many seconds, not at all for 0, until all is written or can't be.
   bool Drain(double seconds);
 

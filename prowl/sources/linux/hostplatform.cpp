@@ -31,6 +31,8 @@ void HandleInterrupts(void (*handler)(int)) {
 // Where its signal is ignored, the kernel forgets a child as soon as it ends.
 void PrepareHostProcess() { std::signal(SIGCHLD, SIG_DFL); }
 
+std::string UTF8FromArgument(const std::string& argument) { return argument; }
+
 std::string WithLineEnds(const std::string& text) { return text; }
 
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) != 0; }

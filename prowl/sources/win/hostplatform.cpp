@@ -1,5 +1,7 @@
 #include "hostplatform.h"
 
+#include <ztutil/widetext.h>
+
 #include <io.h>
 #include <windows.h>
 
@@ -21,6 +23,15 @@ BOOL WINAPI OnInterrupt(DWORD event) {
 }  // namespace
 
 void PrepareHostProcess() {}
+
+// It is so already where Windows obeys the manifest.
+std::string UTF8FromArgument(const std::string& argument) {
+  const int bytes = static_cast<int>(argument.size());
+  std::wstring wide(argument.size(), L'\0');
+  wide.resize(static_cast<std::size_t>(
+      MultiByteToWideChar(CP_ACP, 0, argument.data(), bytes, wide.data(), static_cast<int>(wide.size()))));
+  return ztutil::UTF8FromWide(wide);
+}
 
 std::string WithLineEnds(const std::string& text) {
   std::string ended;

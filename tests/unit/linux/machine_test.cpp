@@ -144,6 +144,13 @@ TEST(MachineTest, EachMachineHasItsReason) {
          m.Write("compat/libcuda.so.1.2", ""), m.Write("lib/x", ""),
              fs::create_symlink("../compat/libcuda.so.1.2", m.Path("lib/libcuda.so.1"));
        }},
+      // A server's screen, a second head, and a function for a guest.
+      {"",
+       [](Made& m) {
+         m.AddDevice("0000:08:00.0", "1a03:2000 030000", "");
+         m.AddDevice("0000:03:00.1", "1002:73bf 038000", "");
+         m.AddDevice("0000:03:02.1", "8086:56c0 038000", "vfio-pci");
+       }},
       // A display that the firmware left, or that has no renderer, needs no device file.
       {"", [](Made& m) { m.AddCard(m.AddDevice("0000:07:00.0", "1a03:2000 030000", "ast"), 2, 0); }},
   };
@@ -192,8 +199,9 @@ TEST(MachineTest, TellsOfAdapters) {
       "0000:00:02.0|UHD Graphics 620|i915 6.1.0-test 2023-09-29|0 integrated|/dev/dri/renderD129| eDP-1\n"
       "0000:03:00.0|AMD Radeon RX 6800 XT|amdgpu 6.1.0-test 2023-09-29|17163091968 mem_info_vram_total|"
       "/dev/dri/renderD128|\n";
-  EXPECT_EQ(adapters(),
-            others + "0000:01:00.0|NVIDIA GeForce RTX 3080|nvidia 535.104.05 2023-08-19|0 |/dev/nvidia0|\n");
+  EXPECT_EQ(
+      adapters(),
+      others + "0000:01:00.0|NVIDIA GeForce RTX 3080|nvidia 535.104.05 2023-08-19|0 |/dev/nvidiactl|\n");
   // What would wake a sleeping card isn't read.
   made.Write("sys/devices/pci0000:00/0000:01:00.0/power/runtime_status", "suspended\n");
   EXPECT_EQ(adapters(),

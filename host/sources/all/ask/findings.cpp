@@ -1,5 +1,7 @@
 #include "findings.h"
 
+#include "tell/printable.h"
+
 #include <charconv>
 #include <map>
 #include <optional>
@@ -49,7 +51,7 @@ Value ValueOf(const Finding& finding) {
       if (const auto number = Parse<double>(text)) value.value = *number;
       break;
     case Form::kText:
-      value.value = text.substr(1, text.size() - 2);
+      value.value = Valid(text.substr(1, text.size() - 2));
       break;
     case Form::kList:
       if (const auto numbers = ParseList(text)) {

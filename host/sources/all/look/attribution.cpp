@@ -25,16 +25,16 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// How renderers on the processor begin their names: Mesa's, Google's, Microsoft's; PoCL's devices; Oclgrind.
+// By what renderers on the processor call themselves, others' names for them in front: Mesa's, Google's,
+// Microsoft's; PoCL's devices; Oclgrind.
 bool IsSoftwareName(const std::string& name) {
-  constexpr std::string_view kBeginnings[] = {"llvmpipe",    "softpipe",       "software rasterizer",
-                                              "swrast",      "mesa offscreen", "google swiftshader",
-                                              "swiftshader", "gdi generic",    "microsoft basic render",
-                                              "pthread",     "cpu-",           "oclgrind"};
+  constexpr std::string_view kNames[] = {
+      "llvmpipe",       "softpipe",    "swrast",      "software rasterizer",
+      "mesa offscreen", "swiftshader", "gdi generic", "microsoft basic render",
+      "pthread",        "cpu-",        "oclgrind"};
   const std::string lower = Lower(name);
-  return std::any_of(std::begin(kBeginnings), std::end(kBeginnings), [&](std::string_view beginning) {
-    return lower.compare(0, beginning.size(), beginning) == 0;
-  });
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [&](std::string_view part) { return lower.find(part) != lower.npos; });
 }
 
 // The only one that fits, by an answer's numbers of its adapters.

@@ -46,6 +46,25 @@ void AddMisbehaviour(Answer& answer, std::size_t index) {
   answer.reasons.push_back({misbehaviour->code, text + ".", {}, index});
 }
 
+// OpenGL 1.1 of Windows itself, for which there needs no driver to be.
+bool IsWindowsOwn(const GPU& gpu) {
+  const Value* const renderer = gpu.Find("glRenderer");
+  return renderer != nullptr && renderer->value == decltype(renderer->value)("GDI Generic");
+}
+
+// A GPU that has answered knows better than what a machine looks like from outside.
+void RemoveDisproved(Answer& answer) {
+  for (const GPU& gpu : answer.gpus) {
+    if (IsWindowsOwn(gpu)) continue;
+    const std::string none = gpu.interface == Interface::kOpenGL ? "no-opengl-" : "no-opencl-";
+    const auto isDisproved = [&](const Reason& reason) {
+      return reason.code == none + "library" || reason.code == none + "driver";
+    };
+    auto& reasons = answer.reasons;
+    reasons.erase(std::remove_if(reasons.begin(), reasons.end(), isDisproved), reasons.end());
+  }
+}
+
 // Whether that can be why OpenGL has no card.
 bool ConcernsOpenGL(const Reason& reason, const Answer& answer) {
   if (reason.driver) return answer.drivers[*reason.driver].interface == Interface::kOpenGL;
@@ -72,6 +91,7 @@ void AddOnlySoftware(Answer& answer) {
 }  // namespace
 
 void AddReasons(Answer& answer) {
+  RemoveDisproved(answer);
   for (std::size_t i = 0; i < answer.drivers.size(); ++i) AddMisbehaviour(answer, i);
   AddOnlySoftware(answer);
 }

@@ -7,7 +7,8 @@
 namespace gpuprowler {
 
 // Adds to the answer's reasons what its runs and drivers show beyond what the machine does: drivers that
-// misbehaved, and cards behind which only software renders. Attribute must have been there.
+// misbehaved, and cards behind which only software renders. Takes away what its GPUs disprove. Attribute must
+// have been there.
 void AddReasons(Answer& answer);
 
 // Adds a reason if the interface has no driver, and one for each driver whose library is missing.

@@ -17,7 +17,7 @@ namespace {
 using JSON = nlohmann::json;
 
 constexpr int kVersion = 1;
-constexpr std::int64_t kFreshSeconds = 7 * 24 * 3600;
+constexpr std::int64_t kFreshSeconds = std::int64_t{7} * 24 * 3600;
 
 // Recalling reads all of the file.
 constexpr std::size_t kMaxBytes = std::size_t{256} * 1024;
@@ -90,7 +90,7 @@ std::string TextOf(Content content) {
   }
 }
 
-void Put(Entries& entries, const std::string& fingerprint, std::string document) {
+void Replace(Entries& entries, const std::string& fingerprint, std::string document) {
   entries.erase(std::remove_if(entries.begin(), entries.end(),
                                [&](const Entry& entry) { return entry.fingerprint == fingerprint; }),
                 entries.end());
@@ -151,7 +151,7 @@ void Memory::Keep(const std::string& fingerprint, const Answer& answer) {
   }
   const std::string document = AsPrivateJSON(kept);
   if (document.size() > kMaxAnswerBytes) return;
-  ChangeContent(fFolder, [&](Content& content) { gpuprowler::Put(content.answers, fingerprint, document); });
+  ChangeContent(fFolder, [&](Content& content) { Replace(content.answers, fingerprint, document); });
 }
 
 std::vector<SetAside> Memory::GetSetAside() const {
@@ -170,7 +170,7 @@ void Memory::Put(const SetAside& driver) {
   told.question = driver.question;
   told.since = driver.since;
   ChangeContent(fFolder, [&](Content& content) {
-    gpuprowler::Put(content.setAside, driver.fingerprint, AsPrivateJSON(answer));
+    Replace(content.setAside, driver.fingerprint, AsPrivateJSON(answer));
   });
 }
 

@@ -18,8 +18,8 @@ std::string ReadMemoryFile(const std::string& folder, std::size_t mostBytes);
 
 // Hands the same to `change` and replaces the file by what that gives, as a whole or not at all. No other
 // process that uses this comes between; a dead one holds nobody up, one that lives for a second at most, and
-// then nothing is changed. Makes the folder if there is none. Only this user may read either. False if
-// nothing was changed.
+// then nothing is changed. Makes the folder if there is none, for this user alone, and keeps memory.lock in
+// it. False if nothing was changed.
 bool ChangeMemoryFile(const std::string& folder, std::size_t mostBytes,
                       const std::function<std::string(const std::string& content)>& change);
 

@@ -8,11 +8,10 @@ namespace {
 
 char Folded(char c) { return c == '\\' ? '/' : 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// A point is none: it may end a sentence.
+// A point may end a sentence instead, and what isn't ASCII may be a quote.
 bool GoesOnWithAName(char c) {
   const char folded = Folded(c);
-  return ('a' <= folded && folded <= 'z') || ('0' <= c && c <= '9') || c == '_' || c == '-' ||
-         static_cast<unsigned char>(c) >= 0x80;
+  return ('a' <= folded && folded <= 'z') || ('0' <= c && c <= '9') || c == '_' || c == '-';
 }
 
 std::string WithoutOne(const std::string& text, const std::string& home) {
@@ -32,7 +31,7 @@ std::string WithoutOne(const std::string& text, const std::string& home) {
   return rest.append(from, text.end());
 }
 
-bool IsAbsolute(const std::string& path) { return path[0] == '/' || path.find(':') == 1; }
+bool IsAbsolute(const std::string& path) { return Folded(path[0]) == '/' || path[1] == ':'; }
 
 }  // namespace
 

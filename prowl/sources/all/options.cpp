@@ -1,0 +1,119 @@
+#include "options.h"
+
+#include "hostplatform.h"
+
+#include <ztutil/version.h>
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace prowl {
+
+namespace {
+
+constexpr char kDescription[] =
+    "Asks this machine's graphics drivers, and tells what was found and how it ended. What stands behind -- "
+    "goes "
+    "to\nthe prober.";
+constexpr char kStatuses[] =
+    "Exit status: 0 the prober finished, 2 it finished with failures, 3 it ended early, 4 it crashed, 5 it "
+    "hung and\n"
+    "was killed, 6 it could not start, 7 it was interrupted; 1 prowl itself failed.";
+
+constexpr std::size_t kColumns = 32;  // of the help text, for the options
+
+constexpr double kDefaultSeconds = 60;
+constexpr double kMaxSeconds = 1e6;
+
+// CLI11's own rules would stand in the help text, at each option.
+void Refuse(const CLI::Option* option, const CLI::Option* other) {
+  if (*option && *other) throw CLI::ExcludesError(option->get_name(), other->get_name());
+}
+
+void Refuse(const CLI::App* verb, std::initializer_list<const CLI::Option*> options) {
+  for (const CLI::Option* const option : options)
+    if (*verb && *option) throw CLI::ExcludesError(verb->get_name(), option->get_name());
+}
+
+}  // namespace
+
+Options ParseOptions(CLI::App& app, int argc, char** argv) {
+  Options options;
+  gpuprowler::Request& request = options.request;
+  request.seconds = kDefaultSeconds;
+  app.description(kDescription);
+  app.footer(kStatuses);
+  app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
+  app.get_formatter()->column_width(kColumns);
+
+  CLI::Option* const prober =
+      app.add_option("--prober", request.prober, "A path, or a name to look for on PATH, of another prober")
+          ->type_name("PATH");
+  CLI::Option* const timeout =
+      app.add_option("--timeout", request.seconds, "What everything may take before it is ended")
+          ->type_name("SECONDS")
+          ->capture_default_str();
+  CLI::Option* const question =
+      app.add_option("--question-timeout", request.questionSeconds, "What a question may take; 0: no bound")
+          ->type_name("SECONDS")
+          ->capture_default_str();
+  CLI::Option* const noMeasure =
+      app.add_flag("--no-measure", "Leave out the measurements, which take longest");
+  CLI::Option* const remember =
+      app.add_flag("--remember", "Give an earlier answer if nothing has changed; keep it");
+  CLI::Option* const fresh =
+      app.add_flag("--fresh", "Ask anew all the same, and drivers that were set aside too");
+  CLI::Option* const all = app.add_flag("--all", "All that was found, as a bug report needs it");
+  CLI::Option* const json = app.add_flag("--json", "One JSON document");
+  CLI::Option* const events =
+      app.add_flag("--events", "Lines of JSON as it goes on, the document in the last");
+  CLI::Option* const raw =
+      app.add_flag("--raw", "The report byte for byte; the verdict goes to standard error");
+
+  CLI::App* const look = app.add_subcommand("look", "Tell of adapters and drivers, and load none of these");
+  CLI::App* const memory = app.add_subcommand("memory", "Show which drivers are set aside");
+  CLI::App* const forget =
+      app.add_subcommand("forget", "Forget all answers, and drivers that were set aside");
+  forget->add_option("DRIVER", options.driver, "Part of the name of those; without it all of them");
+  for (CLI::App* const verb : {look, memory, forget}) verb->fallthrough();
+  app.require_subcommand(0, 1);
+
+  char** const end = argv + argc;
+  char** const mark = std::find(argv, end, std::string("--"));
+  if (mark != end) request.arguments.assign(mark + 1, end);
+  app.parse(static_cast<int>(mark - argv), argv);
+  if (!(request.seconds > 0 && request.seconds <= kMaxSeconds))
+    throw CLI::ValidationError("--timeout", "takes a number of seconds above 0, a million at most");
+  if (!(request.questionSeconds >= 0 && request.questionSeconds <= kMaxSeconds))
+    throw CLI::ValidationError("--question-timeout", "takes a number of seconds, a million at most");
+
+  for (const CLI::Option* const form : {all, json, events})
+    for (const CLI::Option* const other : {json, events, raw})
+      if (form != other) Refuse(form, other);
+  Refuse(raw, remember);
+  if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
+  const std::initializer_list<const CLI::Option*> asking = {prober,   timeout, question, noMeasure,
+                                                            remember, fresh,   events,   raw};
+  for (const CLI::App* const verb : {look, memory, forget}) {
+    Refuse(verb, asking);
+    if (verb != look) Refuse(verb, {all, json});
+  }
+
+  request.prober = platform::UTF8FromArgument(request.prober);
+  request.measure = noMeasure->empty();
+  request.remember = !remember->empty();
+  request.fresh = !fresh->empty();
+  if (*raw) {  // the bytes of one run, which takes what time it wants
+    request.isolate = false;
+    if (question->empty()) request.questionSeconds = 0;
+  }
+  options.verb = *look ? Verb::kLook : *memory ? Verb::kMemory : *forget ? Verb::kForget : Verb::kAsk;
+  options.form = *all      ? Form::kAll
+                 : *json   ? Form::kJSON
+                 : *events ? Form::kEvents
+                 : *raw    ? Form::kRaw
+                           : Form::kText;
+  return options;
+}
+
+}  // namespace prowl

@@ -1,0 +1,27 @@
+// What prowl's command line asks for.
+#ifndef PROWL_OPTIONS_H_
+#define PROWL_OPTIONS_H_
+
+#include <CLI/CLI.hpp>
+#include <gpuprowler/answer.h>
+
+#include <string>
+
+namespace prowl {
+
+enum class Verb { kAsk, kLook, kMemory, kForget };
+enum class Form { kText, kAll, kJSON, kEvents, kRaw };
+
+struct Options {
+  Verb verb = Verb::kAsk;
+  Form form = Form::kText;
+  gpuprowler::Request request;
+  std::string driver;  // to be forgotten
+};
+
+// Throws CLI::Error, also for the help text. What stands behind "--" is the prober's.
+Options ParseOptions(CLI::App& app, int argc, char** argv);
+
+}  // namespace prowl
+
+#endif  // PROWL_OPTIONS_H_

@@ -1,0 +1,136 @@
+// The C interface: what goes in, what comes out, and several threads at once. The prober is the rig's child.
+#include "nullhost.h"
+#include "testchild.h"
+#include "testsystem.h"
+
+#include <ztutil/clock.h>
+
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/filesystem.hpp>
+#include <gpuprowler/gpuprowler.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using std::string;
+
+using RequestPtr = std::unique_ptr<gpuprowler_request, decltype(&gpuprowler_request_free)>;
+using AnswerPtr = std::unique_ptr<gpuprowler_answer, decltype(&gpuprowler_answer_free)>;
+
+RequestPtr RequestFor(std::initializer_list<const char*> actions) {
+  RequestPtr request(gpuprowler_request_new(), gpuprowler_request_free);
+  gpuprowler_set_prober(request.get(), boost::filesystem::path(TestChild()).string().c_str());
+  for (string action : actions) {
+    if (*kCarriageReturn != '\0') action = boost::algorithm::replace_all_copy(action, "\"", "\\\"");
+    gpuprowler_add_argument(request.get(), action.c_str());
+  }
+  gpuprowler_set_memory(request.get(), nullptr);
+  gpuprowler_set_options(request.get(), GPUPROWLER_NO_ISOLATE);
+  return request;
+}
+
+AnswerPtr Ask(const RequestPtr& request) { return {gpuprowler_ask(request.get()), gpuprowler_answer_free}; }
+
+TEST(CInterfaceTest, TakesNulls) { EXPECT_EQ(AskWithNulls(), 0); }
+
+// In lines of what came; of the report's, how many.
+struct Told {
+  string events;
+  int lines = 0;
+};
+
+void Tell(void* context, const gpuprowler_event* event) {
+  Told& told = *static_cast<Told*>(context);
+  if (event->kind == GPUPROWLER_RUN_BEGINS) told.events += "begins ";
+  if (event->kind == GPUPROWLER_QUESTION) told.events += event->question + string(" ");
+  if (event->kind == GPUPROWLER_LINE && event->is_output) ++told.lines;
+  if (event->kind == GPUPROWLER_RUN_ENDS) told.events += "ends";
+}
+
+TEST(CInterfaceTest, GivesWhatWasFound) {
+  RequestPtr request = RequestFor(
+      {"say:Tester=\"Zentara\"\nprowlerStart=\"\"\nKGXCoreInitialized=1\nKGXOGLInitialized="
+       "1\nOGLContextCreated=1\n"
+       "NumGLGPUs=1\nglgpu[0].GLVersion=\"4.1\"\nglgpu[0].IsIntegratedGLGPU=1\nglgpu[0].GLMemoryMB=512\n"
+       "glgpu[0].GLName=\"a\"",
+       "sleep:300"});
+  Told told;
+  gpuprowler_set_event(request.get(), Tell, &told);
+  gpuprowler_set_seconds(request.get(), -1);  // says nothing
+  const AnswerPtr answer = Ask(request);
+  request.reset();
+
+  EXPECT_EQ(told.events.substr(0, 7) + told.events.substr(told.events.size() - 5), "begins  ends")
+      << told.events;
+  EXPECT_EQ(told.lines, 10);
+  EXPECT_EQ(gpuprowler_verdict(answer.get()), GPUPROWLER_ENDED_EARLY);
+  EXPECT_EQ(nlohmann::json::parse(gpuprowler_json(answer.get()))["text"], gpuprowler_sentence(answer.get()));
+  EXPECT_NE(string(gpuprowler_text(answer.get())).find("Findings of glgpu[0]"), string::npos);
+  ASSERT_EQ(gpuprowler_gpu_count(answer.get()), 1u);
+
+  // "text integer real flag", each where it is found.
+  const auto found = [&](std::size_t gpu, const char* key) {
+    const char* text = "-";
+    std::int64_t integer = -1;
+    double real = -1;
+    int flag = -1;
+    gpuprowler_gpu_text(answer.get(), gpu, key, &text);
+    gpuprowler_gpu_integer(answer.get(), gpu, key, &integer);
+    gpuprowler_gpu_real(answer.get(), gpu, key, &real);
+    gpuprowler_gpu_flag(answer.get(), gpu, key, &flag);
+    return text + (" " + std::to_string(integer)) + " " + std::to_string(real).substr(0, 4) + " " +
+           std::to_string(flag);
+  };
+  const struct {
+    std::size_t gpu;
+    const char *key, *found;
+  } rows[] = {
+      {0, "glVersion", "4.1 -1 4.10 -1"},
+      {0, "glMemoryMB", "- 512 512. -1"},
+      {0, "isIntegratedGLGPU", "- -1 -1.0 1"},
+      {0, "glName", "a -1 -1.0 -1"},
+      {0, "interface", "OpenGL -1 -1.0 -1"},
+      {0, "tag", "glgpu[0] -1 -1.0 -1"},
+      {0, "complete", "- -1 -1.0 0"},
+      {0, "adapter", "- -1 -1.0 -1"},
+      {0, "glRenderer", "- -1 -1.0 -1"},
+      {1, "glVersion", "- -1 -1.0 -1"},
+      {1, "tag", "- -1 -1.0 -1"},
+      {1, "complete", "- -1 -1.0 -1"},
+      {0, nullptr, "- -1 -1.0 -1"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(found(row.gpu, row.key), row.found) << (row.key ? row.key : "null");
+}
+
+// One request, asked with by eight threads, is cancelled while callbacks take their time.
+TEST(CInterfaceTest, EndsAtOnceWhenCancelled) {
+  std::mt19937 random(std::random_device{}());
+  for (int i = 0; i < 10; ++i) {
+    const RequestPtr request = RequestFor({"say:x", "hang"});
+    const auto slow = [](void*, const gpuprowler_event*) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
+    gpuprowler_set_event(request.get(), slow, nullptr);
+    const double start = ztutil::Now();
+    std::vector<std::thread> threads;
+    threads.reserve(8);
+    for (int j = 0; j < 8; ++j)
+      threads.emplace_back(
+          [&] { EXPECT_EQ(gpuprowler_verdict(Ask(request).get()), GPUPROWLER_INTERRUPTED); });
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
+    gpuprowler_cancel(request.get());
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_LT(ztutil::Now() - start, 5);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,187 @@
+// Answers as documents, and what is taken for one.
+#include "../ownhome.h"
+#include "schema.h"
+
+#include <gtest/gtest.h>
+#include <tell/document.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using gpuprowler::Answer;
+using std::string;
+
+using JSON = nlohmann::ordered_json;
+
+// All of its fields have something that they don't have by themselves.
+Answer FullAnswer() {
+  using namespace gpuprowler;
+  constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
+  constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+  Answer answer;
+  answer.verdict = Verdict::kCrashed;
+  answer.text = "The prober crashed";
+  answer.adapters.push_back({"0000:03:00.0",
+                             "Card",
+                             1,
+                             2,
+                             3,
+                             4294967295,
+                             "module",
+                             "1.0",
+                             "2026-01-30",
+                             kMost,
+                             "sysfs",
+                             true,
+                             "/dev/dri/renderD128",
+                             true,
+                             "render",
+                             {"HDMI-A-1"}});
+  answer.drivers.push_back({Interface::kOpenCL, "/etc/a.icd", "liba.so", "/usr/lib/liba.so", kMost, kLeast,
+                            Behaviour::kSetAside, "clgpu[0].CLName", "2026-11-22T05:29:05Z"});
+  answer.reasons = {{"card", "A card.", 0, {}}, {"driver", "A driver.", {}, 0}};
+  answer.gpus.push_back({Interface::kOpenCL, 0, "clgpu[0]", 0, 0, true, true, {"clgpu[0].CLName"}, {}});
+  answer.gpus[0].values = {{"zText", "Text", "\u20AC"},
+                           {"aFlag", "Flag", true},
+                           {"least", "List[X]", kLeast},
+                           {"real", "Real", 2.0},
+                           {"list", "List", std::vector<std::int64_t>{1, -1}}};
+  const Stream stream{7, {{0.25, "line", 3, LineKind::kFailure}}, "unfinished"};
+  answer.runs.push_back({Verdict::kHung,
+                         "hung",
+                         {0},
+                         true,
+                         1.5,
+                         "signal 9",
+                         -1,
+                         true,
+                         "line",
+                         {"exit"},
+                         {"note"},
+                         "main",
+                         {{"key", "Key", "value"}},
+                         stream,
+                         stream});
+  answer.prober = "gpuprowler";
+  answer.arguments = {"-x"};
+  answer.time = "2026-11-22T05:29:05Z";
+  answer.seconds = 2.5;
+  answer.remembered = true;
+  return answer;
+}
+
+// All parts of a document, itself first.
+void PutPlaces(const JSON& part, const JSON::json_pointer& at, std::vector<JSON::json_pointer>& places) {
+  places.push_back(at);
+  if (part.is_object())
+    for (const auto& entry : part.items()) PutPlaces(entry.value(), at / entry.key(), places);
+  else if (part.is_array())
+    for (std::size_t i = 0; i < part.size(); ++i) PutPlaces(part[i], at / i, places);
+}
+
+// What becomes of it with one part of it changed.
+std::vector<JSON> Changed(const JSON& document, const JSON::json_pointer& place) {
+  std::vector<JSON> changed;
+  for (const JSON& other : std::initializer_list<JSON>{nullptr, true, -1, 1, 1.5, 1e300,
+                                                       std::numeric_limits<std::uint64_t>::max(), "x",
+                                                       JSON::array(), JSON::array({1}), JSON::object()}) {
+    changed.push_back(document);
+    changed.back()[place] = other;
+  }
+  if (document[place].is_object()) {
+    changed.push_back(document);
+    changed.back()[place]["x"] = "x";
+  }
+  if (!place.empty()) changed.push_back(document.patch({{{"op", "remove"}, {"path", place.to_string()}}}));
+  return changed;
+}
+
+TEST(DocumentTest, IsReadBack) {
+  const string document = AsJSON(FullAnswer());
+  const auto answer = gpuprowler::AnswerOf(document);
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(AsJSON(*answer), document);
+  EXPECT_EQ(AsPrivateJSON(*answer), JSON::parse(document).dump());
+  ExpectFitsSchema(JSON::parse(document));
+  ExpectFitsSchema(JSON::parse(AsJSON(Answer())));
+}
+
+// What the reader takes fits the schema, and comes out again.
+TEST(DocumentTest, IsReadStrictly) {
+  const JSON document = JSON::parse(AsJSON(FullAnswer()));
+  std::vector<JSON::json_pointer> places;
+  PutPlaces(document, JSON::json_pointer(), places);
+  std::size_t count = 0, taken = 0;
+  for (const auto& place : places) {
+    for (const JSON& changed : Changed(document, place)) {
+      ++count;
+      const auto answer = gpuprowler::AnswerOf(changed.dump());
+      if (!answer) continue;
+      ++taken;
+      ExpectFitsSchema(changed);
+      JSON again = JSON::parse(AsPrivateJSON(*answer));
+      for (const char* const own : {"version", "shortened", "reportKeys"}) again[own] = changed[own];
+      EXPECT_EQ(again, changed) << place;
+    }
+  }
+  EXPECT_GT(taken, places.size());
+  EXPECT_LT(taken, count / 4);
+  const string text = document.dump();
+  for (const string& other :
+       {string(), text + text, text.substr(1), string(900000, '['), "[" + string(900000, '1') + "]"})
+    EXPECT_FALSE(gpuprowler::AnswerOf(other)) << other.substr(0, 20);
+}
+
+TEST(DocumentTest, TellsNoHome) {
+  const string& home = OwnHome();
+  const struct {
+    string text, told;
+  } rows[] = {
+      {home, "~"},
+      {"-L" + home + "/lib:" + home + "/bin.", "-L~/lib:~/bin."},
+      {home + "x " + home + ".", home + "x ~."},
+      {"file://" + home + "\xFF\u2019" + home + home, "file://~\uFFFD\u2019~~"},
+  };
+  for (const auto& row : rows) {
+    Answer answer = FullAnswer();
+    answer.prober = answer.runs[0].output.lines[0].text = row.text;
+    answer.gpus[0].values[0].value = row.text;
+    const JSON document = JSON::parse(AsJSON(answer));
+    EXPECT_EQ(document["prober"], row.told);
+    EXPECT_EQ(document["runs"][0]["stdout"]["lines"][0]["text"], row.told);
+    EXPECT_EQ(document["gpus"][0]["values"]["zText"], row.told);
+  }
+}
+
+// A run that says too much takes nothing from another.
+TEST(DocumentTest, HasABound) {
+  Answer answer = FullAnswer();
+  for (const char* const text : {"", "\x01\xFF\"\\ "}) {
+    gpuprowler::Run& noisy = answer.runs.emplace_back(answer.runs[0]);
+    const std::size_t length = 16000 * string(text).size() / 5;
+    string words;
+    while (words.size() < length) words += text;
+    noisy.output.lines.assign(length > 0 ? 500 : 100000, {0.5, words});
+    noisy.errors = noisy.output;
+    noisy.asked.assign(10000, words);
+    gpuprowler::GPU gpu = answer.gpus[0];
+    gpu.run = answer.runs.size() - 1;
+    for (int i = 0; i < 60; ++i)
+      gpu.values.push_back({"key" + std::to_string(i), "Key", std::vector<std::int64_t>(length / 16, 1)});
+    for (int i = 0; i < 100; ++i) answer.gpus.push_back(gpu);
+  }
+  const string document = AsJSON(answer);
+  EXPECT_LE(document.size(), gpuprowler::kMaxDocumentBytes);
+  EXPECT_TRUE(JSON::parse(document)["shortened"]);
+  const auto read = gpuprowler::AnswerOf(document);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->gpus[0].values.size(), answer.gpus[0].values.size());
+  EXPECT_EQ(read->runs[0].output.lines.size(), 1u);
+  const gpuprowler::Stream& output = read->runs[1].output;
+  EXPECT_EQ(output.linesDropped + output.lines.size(), 7 + 100000u);
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+// Who may write and read what is remembered.
+#include "../ownhome.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <remember/memoryfile.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+using namespace gpuprowler::platform;
+using std::string;
+
+unsigned ModeOf(const string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_mode : 0;
+}
+
+bool Write(const string& folder, const string& text) {
+  return ChangeMemoryFile(folder, 100, [&](const string& before) { return before + text; });
+}
+
+TEST(MemoryFileTest, IsTheUsersAlone) {
+  unsetenv("XDG_STATE_HOME");
+  EXPECT_EQ(StateFolder(), OwnHome() + "/.local/state");
+  setenv("XDG_STATE_HOME", "relative", 1);
+  EXPECT_EQ(StateFolder(), OwnHome() + "/.local/state");
+  setenv("XDG_STATE_HOME", "/state", 1);
+  EXPECT_EQ(StateFolder(), "/state");
+
+  const string folder = OwnHome() + "/own/memory", file = folder + "/memory.json";
+  EXPECT_TRUE(Write(folder, "a"));
+  EXPECT_TRUE(Write(folder, "b"));
+  EXPECT_EQ(ReadMemoryFile(folder, 2), "ab");
+  EXPECT_EQ(ReadMemoryFile(folder, 1), "");
+  EXPECT_EQ(ModeOf(folder), S_IFDIR | 0700u);
+  EXPECT_EQ(ModeOf(file), S_IFREG | 0600u);
+
+  // What leads elsewhere isn't followed.
+  const string link = OwnHome() + "/link", target = WriteInHome("target", "x");
+  symlink(folder.c_str(), link.c_str());
+  EXPECT_EQ(ReadMemoryFile(link, 2), "");
+  EXPECT_FALSE(Write(link, "c"));
+  unlink(file.c_str());
+  symlink(target.c_str(), file.c_str());
+  symlink(target.c_str(), (file + ".new").c_str());
+  EXPECT_EQ(ReadMemoryFile(folder, 2), "");
+  EXPECT_TRUE(Write(folder, "c"));
+  EXPECT_EQ(ReadMemoryFile(folder, 2), "c");
+  EXPECT_EQ(ReadInHome("target"), "x");
+
+  // Neither a pipe nor a process that holds the lock is waited for.
+  const int lock = open((folder + "/memory.lock").c_str(), O_RDWR | O_CLOEXEC);
+  flock(lock, LOCK_EX);
+  EXPECT_FALSE(Write(folder, "d"));
+  close(lock);
+  unlink(file.c_str());
+  mkfifo(file.c_str(), 0600);
+  EXPECT_EQ(ReadMemoryFile(folder, 2), "");
+  EXPECT_TRUE(Write(folder, "e"));
+}
+
+}  // namespace
