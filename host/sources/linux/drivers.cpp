@@ -51,12 +51,7 @@ class LoaderFile {
 
   // Whether the dynamic linker takes it for a library. A file that is none is an error to it, and not passed
   // over.
-  bool IsLibrary() const {
-    return fIsLarge || fBytes.rfind(
-                           "\x7f"
-                           "ELF",
-                           0) == 0;
-  }
+  bool IsLibrary() const { return fIsLarge || fBytes.rfind("\177ELF", 0) == 0; }
 
   bool Has(std::string_view text) const { return fBytes.find(text) != fBytes.npos; }
 
