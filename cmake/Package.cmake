@@ -32,7 +32,7 @@ set(rights "All rights reserved: the owner has not named a licence for this proj
 # The loaders are opened at run time; without them, or without the names of adapters, there is less to tell.
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME gpuprowler)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "libegl1, ocl-icd-libopencl1 | libopencl1, pci.ids, libdrm-common")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "libegl1, ocl-icd-libopencl1 | libopencl1, pci.ids, libdrm-common, libdw1")
 set(CPACK_DEBIAN_PROGRAMS_DESCRIPTION "prober that asks graphics drivers in a process of its own
 gpuprowler asks OpenGL and OpenCL one question at a time, and writes each
 answer before it asks the next: if a driver takes it down, everything found
@@ -47,7 +47,7 @@ file(WRITE ${made}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libgpuprowler0)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${made}/shlibs ${made}/triggers)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS gpuprowler)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "gpuprowler, libdw1")
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "library that tells whether an application may use the GPUs
 It has gpuprowler ask the graphics drivers in a process of its own, and says
 which GPUs there are, what they can do, and why something isn't there. A

@@ -1,5 +1,4 @@
 // The C interface: what goes in, what comes out, and several threads at once. The prober is the rig's child.
-#include "nullhost.h"
 #include "testchild.h"
 #include "testsystem.h"
 
@@ -18,6 +17,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+extern "C" int AskWithNulls(void);
 
 namespace {
 

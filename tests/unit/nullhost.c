@@ -1,11 +1,11 @@
-#include "nullhost.h"
-
+/* A host in C99 that has nothing but null pointers. */
 #include <gpuprowler/gpuprowler.h>
 #include <string.h>
 
 #define EXPECT(condition) \
   if (!(condition)) return __LINE__
 
+/* Calls everything. The line of the first answer that isn't as the header says, 0 if all are. */
 int AskWithNulls(void) {
   const char* text = "kept";
   int64_t integer = 7;

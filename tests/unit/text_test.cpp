@@ -78,7 +78,7 @@ Adapters
   0000:01:00.0, card\x0A, /dev/dri/renderD128 (only group render may open it)
 
 Drivers
-  OpenGL a.json (libA.so, which isn't there): crashed at glgpu[0].GLMemoryMB (its memory), set aside since now
+  OpenGL a.json (libA.so, which isn't there): crashed at glgpu[0].GLMemoryMB, set aside since now
   OpenCL b.icd (libB.so): sound
 
 Runs

@@ -1,8 +1,10 @@
-// Where a process stands, by its stack and what the files that it has loaded say of their functions. Without
-// libdw at build time nobody can tell.
+// Where a process stands, by its stack and what the files that it has loaded say of their functions. libdw
+// knows, where its header is there at build time, and itself when it's wanted.
 #include "run/runplatform.h"
 
 #ifdef GPUPROWLER_HAS_LIBDW
+
+#include "sharedlibrary.h"
 
 #include <ztutil/managedthread.h>
 
@@ -27,6 +29,32 @@ namespace {
 constexpr std::size_t kMaxFrames = 64;
 constexpr double kMaxSeconds = 2;  // a process in the kernel's hands may not stop to be looked at
 
+// Its functions, under their names there.
+struct LibDW {
+  const KGX::SharedLibrary library{"libdw.so.1"};
+#define FROM_LIBDW(function) \
+  decltype(&::function) const function = reinterpret_cast<decltype(&::function)>(library.Find(#function))
+  FROM_LIBDW(dwfl_addrmodule);
+  FROM_LIBDW(dwfl_begin);
+  FROM_LIBDW(dwfl_end);
+  FROM_LIBDW(dwfl_errmsg);
+  FROM_LIBDW(dwfl_frame_pc);
+  FROM_LIBDW(dwfl_getthread_frames);
+  FROM_LIBDW(dwfl_linux_proc_attach);
+  FROM_LIBDW(dwfl_linux_proc_find_elf);
+  FROM_LIBDW(dwfl_linux_proc_report);
+  FROM_LIBDW(dwfl_module_addrinfo);
+  FROM_LIBDW(dwfl_module_info);
+  FROM_LIBDW(dwfl_report_end);
+  FROM_LIBDW(dwfl_standard_find_debuginfo);
+#undef FROM_LIBDW
+};
+
+const LibDW& DW() {
+  static const LibDW libdw;
+  return libdw;
+}
+
 struct Frame {
   std::string function;  // empty where the file doesn't tell
   std::string file;      // its name alone
@@ -40,7 +68,8 @@ struct Stack {
 std::string FunctionAt(Dwfl_Module* module, Dwarf_Addr address) {
   GElf_Off offset = 0;
   GElf_Sym symbol{};
-  const char* const name = dwfl_module_addrinfo(module, address, &offset, &symbol, nullptr, nullptr, nullptr);
+  const char* const name =
+      DW().dwfl_module_addrinfo(module, address, &offset, &symbol, nullptr, nullptr, nullptr);
   // A file without its full table knows exported functions alone, of which the next one in front isn't it.
   if (name == nullptr || (symbol.st_size != 0 && offset >= symbol.st_size)) return "";
   const std::string_view text = name;  // it may have a version behind it: "poll@GLIBC_2.2.5"
@@ -51,12 +80,12 @@ int TakeFrame(Dwfl_Frame* state, void* argument) {
   Stack& stack = *static_cast<Stack*>(argument);
   Dwarf_Addr address = 0;
   bool isExact = false;
-  if (!dwfl_frame_pc(state, &address, &isExact)) return DWARF_CB_ABORT;
+  if (!DW().dwfl_frame_pc(state, &address, &isExact)) return DWARF_CB_ABORT;
   if (!isExact) --address;  // from where it returns to back into the call
-  Dwfl_Module* const module = dwfl_addrmodule(stack.dwfl, address);
+  Dwfl_Module* const module = DW().dwfl_addrmodule(stack.dwfl, address);
   if (module != nullptr) {
     const char* const path =
-        dwfl_module_info(module, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        DW().dwfl_module_info(module, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
     const std::string_view file = path != nullptr ? path : "";
     stack.frames.push_back({FunctionAt(module, address), std::string(file.substr(file.rfind('/') + 1))});
   }
@@ -65,22 +94,23 @@ int TakeFrame(Dwfl_Frame* state, void* argument) {
 
 // Stops the process's first thread for the moment. Where that fails, the text says why.
 std::string ReadStack(pid_t pid, std::vector<Frame>& frames) {
+  if (!DW().library.IsLoaded()) return "libdw isn't there";
   static char* noDebugFiles = nullptr;
   Dwfl_Callbacks callbacks{};
-  callbacks.find_elf = dwfl_linux_proc_find_elf;
-  callbacks.find_debuginfo = dwfl_standard_find_debuginfo;
+  callbacks.find_elf = DW().dwfl_linux_proc_find_elf;
+  callbacks.find_debuginfo = DW().dwfl_standard_find_debuginfo;
   callbacks.debuginfo_path = &noDebugFiles;
-  const std::unique_ptr<Dwfl, decltype(&dwfl_end)> dwfl(dwfl_begin(&callbacks), dwfl_end);
-  if (!dwfl) return dwfl_errmsg(-1);
-  if (const int error = dwfl_linux_proc_report(dwfl.get(), pid))
-    return error > 0 ? std::strerror(error) : dwfl_errmsg(-1);
-  dwfl_report_end(dwfl.get(), nullptr, nullptr);
-  if (const int error = dwfl_linux_proc_attach(dwfl.get(), pid, false))
-    return error > 0 ? std::strerror(error) : dwfl_errmsg(-1);
+  const std::unique_ptr<Dwfl, decltype(&dwfl_end)> dwfl(DW().dwfl_begin(&callbacks), DW().dwfl_end);
+  if (!dwfl) return DW().dwfl_errmsg(-1);
+  if (const int error = DW().dwfl_linux_proc_report(dwfl.get(), pid))
+    return error > 0 ? std::strerror(error) : DW().dwfl_errmsg(-1);
+  DW().dwfl_report_end(dwfl.get(), nullptr, nullptr);
+  if (const int error = DW().dwfl_linux_proc_attach(dwfl.get(), pid, false))
+    return error > 0 ? std::strerror(error) : DW().dwfl_errmsg(-1);
   Stack stack{dwfl.get(), {}};
-  const int end = dwfl_getthread_frames(dwfl.get(), pid, TakeFrame, &stack);
+  const int end = DW().dwfl_getthread_frames(dwfl.get(), pid, TakeFrame, &stack);
   frames = std::move(stack.frames);
-  return end < 0 && frames.empty() ? dwfl_errmsg(-1) : "";
+  return end < 0 && frames.empty() ? DW().dwfl_errmsg(-1) : "";
 }
 
 std::string InWords(const Frame& frame) {

@@ -92,12 +92,9 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       if (form != other) Refuse(form, other);
   Refuse(raw, remember);
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
-  const std::initializer_list<const CLI::Option*> asking = {prober,   timeout, question, noMeasure,
-                                                            remember, fresh,   events,   raw};
-  for (const CLI::App* const verb : {look, memory, forget}) {
-    Refuse(verb, asking);
-    if (verb != look) Refuse(verb, {all, json});
-  }
+  for (const CLI::App* const verb : {look, memory, forget})
+    Refuse(verb, {prober, timeout, question, noMeasure, remember, fresh, all, events, raw});
+  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
 
   request.prober = platform::UTF8FromArgument(request.prober);
   request.measure = noMeasure->empty();

@@ -22,9 +22,7 @@ using std::string;
 namespace fs = std::filesystem;
 
 const string kFolder = "usr/lib/x86_64-linux-gnu/";
-const string kLibrary =
-    "\x7f"
-    "ELF";
+const string kLibrary = "\177ELF";
 const string kNVIDIAInformation = "proc/driver/nvidia/gpus/0000:01:00.0/information";
 
 // A library in which these texts stand, as a loader's do.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -63,7 +64,7 @@ class Isolation {
     } catch (const std::runtime_error& why) {
       Note(why.what());
     }
-    if (!fIsProber) Conclude();
+    Conclude();
     GatherGPUs();
   }
 
@@ -74,10 +75,10 @@ class Isolation {
       if (!CanBeHidden(fAnswer.drivers[driver])) continue;  // it's a part of all runs
       const std::size_t others = fSuspects.size() - i - 1 + (AreAllBad() ? 1 : 0);
       fRuns.Make({driver}, fRuns.SecondsLeft() / static_cast<double>(1 + others));
-      if (fRuns.WasTimeUp() && !HasHung(fAnswer.runs.back()))
-        Note(fAnswer.drivers[driver].library + " wasn't asked to the end: there was no time left for it");
-      else if (!fRuns.IsCancelled())
-        fRunOf[driver] = fAnswer.runs.size() - 1;
+      fRunOf[driver] = fAnswer.runs.size() - 1;
+      if (!fRuns.WasTimeUp() || HasHung(fAnswer.runs.back())) continue;
+      fUnproven.insert(driver);
+      Note(fAnswer.drivers[driver].library + " wasn't asked to the end: there was no time left for it");
     }
   }
 
@@ -97,13 +98,13 @@ class Isolation {
     if (!HasTime() || !CanIsolate(fAnswer, fSuspects)) return;
     fRuns.Make({}, fRuns.SecondsLeft());
     const std::size_t run = fAnswer.runs.size() - 1;
-    if (!HasEndedBadly(fAnswer.runs[run])) return;
+    if (fRuns.WasTimeUp() || !HasEndedBadly(fAnswer.runs[run])) return;
+    Note("it ends badly without any driver that can be hidden, too, so that it's none of these");
+    fUnproven.insert(fSuspects.begin(), fSuspects.end());
     const Runs::Drivers rest = Loadable(fAnswer, fAnswer.runs[run].drivers);
-    fIsProber = rest.size() != 1;
-    if (fIsProber)
-      Note("it ends badly without any of the drivers, too, so that it's none of these");
-    else
-      fRunOf = {{rest[0], run}};
+    if (rest.size() != 1) return;
+    fUnproven.erase(rest[0]);
+    fRunOf[rest[0]] = run;
   }
 
   bool HasTime() const { return fRuns.SecondsLeft() > 0 && !fRuns.IsCancelled(); }
@@ -115,44 +116,36 @@ class Isolation {
   }
 
   void Conclude() {
-    bool isAny = false;
+    std::size_t sound = 0;
     for (const auto& [place, run] : fRunOf) {
+      if (fUnproven.count(place) > 0) continue;
       Driver& driver = fAnswer.drivers[place];
       const gpuprowler::Run& own = fAnswer.runs[run];
       driver.behaviour = BehaviourIn(own);
-      if (!HasEndedBadly(own)) continue;
-      isAny = true;
-      if (!own.asked.empty()) driver.question = own.asked.front();
+      if (driver.behaviour == Behaviour::kSound) ++sound;
+      if (HasEndedBadly(own) && !own.asked.empty()) driver.question = own.asked.front();
     }
-    if (!isAny && fRunOf.size() == fSuspects.size())
-      Note("asked alone, each of its " + std::to_string(fSuspects.size()) + " drivers comes to its end");
+    if (sound > 0 && sound == fSuspects.size())
+      Note("asked alone, each of its " + std::to_string(sound) + " drivers comes to its end");
   }
 
-  // An interface's GPUs are from its drivers' own runs where all have one, else from the run that has told
-  // most.
+  // An interface's GPUs are from its drivers' own runs, or, if none has one, from the run that has told most.
   void GatherGPUs() {
     for (const Interface interface : {Interface::kOpenGL, Interface::kOpenCL}) {
-      std::map<std::size_t, std::size_t> complete;  // by run
+      std::set<std::size_t> chosen;
+      for (const auto& [driver, run] : fRunOf)
+        if (fAnswer.drivers[driver].interface == interface) chosen.insert(run);
+      if (chosen.empty()) chosen.insert(RunWithMost(interface));
       for (const GPU& gpu : fRuns.GetGPUs())
-        complete[gpu.run] += gpu.interface == interface && gpu.complete ? 1 : 0;
-      std::vector<std::size_t> chosen;
-      for (const std::size_t driver : fSuspects)
-        if (fAnswer.drivers[driver].interface == interface) chosen.push_back(driver);
-      const bool areAllAsked =
-          !chosen.empty() && std::all_of(chosen.begin(), chosen.end(),
-                                         [&](std::size_t driver) { return fRunOf.count(driver) > 0; });
-      for (std::size_t& driver : chosen)
-        if (areAllAsked) driver = fRunOf[driver];
-      if (!areAllAsked) {
-        const auto most =
-            std::max_element(complete.begin(), complete.end(),
-                             [](const auto& left, const auto& right) { return left.second < right.second; });
-        chosen = {most != complete.end() ? most->first : 0};
-      }
-      for (const GPU& gpu : fRuns.GetGPUs())
-        if (gpu.interface == interface && std::count(chosen.begin(), chosen.end(), gpu.run) > 0)
-          fAnswer.gpus.push_back(gpu);
+        if (gpu.interface == interface && chosen.count(gpu.run) > 0) fAnswer.gpus.push_back(gpu);
     }
+  }
+
+  std::size_t RunWithMost(Interface interface) const {
+    std::vector<std::size_t> complete(fAnswer.runs.size());
+    for (const GPU& gpu : fRuns.GetGPUs())
+      if (gpu.interface == interface && gpu.complete) ++complete[gpu.run];
+    return static_cast<std::size_t>(std::max_element(complete.begin(), complete.end()) - complete.begin());
   }
 
   void Note(const std::string& note) { fAnswer.runs[0].notes.push_back(note); }
@@ -161,7 +154,7 @@ class Isolation {
   Answer& fAnswer;
   Runs::Drivers fSuspects;
   std::map<std::size_t, std::size_t> fRunOf;  // each driver's own
-  bool fIsProber = false;
+  std::set<std::size_t> fUnproven;            // drivers whose run says nothing about them
 };
 
 }  // namespace

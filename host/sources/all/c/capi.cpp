@@ -69,7 +69,16 @@ void Set(gpuprowler_request* request, const Change& change) noexcept {
   }
 }
 
-gpuprowler_answer* Give(Answer&& answer) { return new gpuprowler_answer{std::move(answer)}; }
+// File names and the system's words need not be UTF-8. What drivers say has been repaired.
+void Repair(std::string& text) { text = gpuprowler::Valid(text); }
+
+gpuprowler_answer* Give(Answer&& answer) {
+  Repair(answer.text);
+  for (gpuprowler::Reason& reason : answer.reasons) Repair(reason.text);
+  for (gpuprowler::Adapter& adapter : answer.adapters) Repair(adapter.name);
+  for (gpuprowler::Driver& driver : answer.drivers) Repair(driver.manifest);
+  return new gpuprowler_answer{std::move(answer)};
+}
 
 Answer NotStarted(const std::string& why) {
   Answer answer;
@@ -187,7 +196,7 @@ gpuprowler_answer* gpuprowler_look(void) {
 }
 
 void gpuprowler_cancel(gpuprowler_request* request) {
-  if (request) request->request.cancellation->Cancel();
+  Set(request, [](gpuprowler::Request& cancelled) { cancelled.cancellation->Cancel(); });
 }
 
 void gpuprowler_answer_free(gpuprowler_answer* answer) { delete answer; }

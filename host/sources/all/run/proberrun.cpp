@@ -97,7 +97,7 @@ class Recording {
   // Takes time from what the prober has been silent for.
   void Excuse(double seconds) {
     const std::lock_guard<std::mutex> lock(fMutex);
-    fLastLine += seconds;
+    fLastLine = std::min(fLastLine + seconds, Seconds());
   }
 
   // With the lines that have come since the last call, as they came.
@@ -254,6 +254,7 @@ class ProberRun {
     if (!fOptions.measure && ended && !reading.isWhole && reading.MayMeasure())
       ending.kind = Ending::Kind::kSpared;
     Tell(Event::Kind::kRunEnds);
+    fCounted += fRecording->Seconds() - ending.seconds;
     return {ending, std::move(report), fNotes, fCounted, fStop && fStop->wasTimeUp, fStandsIn};
   }
 
@@ -313,7 +314,7 @@ class ProberRun {
 
   // Up to the next look.
   double WaitSeconds(const Standing& standing) const {
-    if (fOptions.measure || !standing.mayMeasure) return kTickSeconds;
+    if (fStop || fOptions.measure || !standing.mayMeasure) return kTickSeconds;
     return std::clamp(kSpareSeconds - standing.silentSeconds, 0.0, kTickSeconds);
   }
 

@@ -128,7 +128,7 @@ void PutVerdict(std::ostream& out, const Answer& answer) {
 
 // The first run is meant where none is named.
 std::string NameOf(const GPU& gpu) {
-  return gpu.tag + (gpu.run > 0 ? " of run " + std::to_string(gpu.run) : "");
+  return Printable(gpu.tag) + (gpu.run > 0 ? " of run " + std::to_string(gpu.run) : "");
 }
 
 // A line of a GPU's, if there is something to say.
@@ -188,9 +188,9 @@ std::string InWords(const Adapter& adapter) {
 // "OpenGL 50_mesa.json (libEGL_mesa.so.0): crashed at glgpu[0].GLVersion, set aside since ...".
 std::string InWords(const Driver& driver) {
   const bool isMissing = !driver.library.empty() && driver.path.empty();
-  const std::string question = driver.question.empty() ? "" : " at " + InWords(driver.question);
   const std::string behaviour =
-      Joined({InWords(driver.behaviour) + question, Around("set aside since ", Printable(driver.since))});
+      Joined({InWords(driver.behaviour) + Around(" at ", Printable(driver.question)),
+              Around("set aside since ", Printable(driver.since))});
   return InWords(driver.interface) + Around(" ", Printable(driver.manifest)) +
          Around(" (", Printable(driver.library), isMissing ? ", which isn't there)" : ")") +
          (behaviour.empty() ? "" : ": " + behaviour);
@@ -248,7 +248,8 @@ std::string Summary(const Answer& answer) {
   ztutil::ClassicStream out;
   PutVerdict(out, answer);
   for (const GPU& gpu : answer.gpus)
-    if (!gpu.failed.empty()) PutQuestions(out, gpu.tag + " was dropped, having failed", gpu.failed);
+    if (!gpu.failed.empty())
+      PutQuestions(out, Printable(gpu.tag) + " was dropped, having failed", gpu.failed);
   return out.str();
 }
 
