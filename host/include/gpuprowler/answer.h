@@ -216,7 +216,8 @@ struct Request {
   // A path, or a name that is looked for on PATH. Empty: the one beside this program, else that of PATH.
   std::string prober;
   std::deque<std::string> arguments;  // for the prober
-  double seconds = 30;                // for everything, isolation included
+  // For everything, isolation included. The first run has half of it where that may follow.
+  double seconds = 30;
   // For one question, that is from one line of the report to the next, but for the measurements; 0 for no
   // bound.
   double questionSeconds = 10;
