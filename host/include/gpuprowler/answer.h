@@ -193,7 +193,7 @@ struct Event {
   std::size_t run = 0;         // in Answer::runs
   double seconds = 0;          // from the run's start
   bool isOutput = false;       // kLine: of standard output
-  const Line* line = nullptr;  // kLine: as long as the call
+  const Line* line = nullptr;  // kLine: as long as the call; only an answer tells which lines are findings
   std::string question;        // that is being asked, such as "glgpu[0].GLVersion"; empty before the first
 };
 
