@@ -53,7 +53,7 @@ class LoaderFile {
   // over.
   bool IsLibrary() const { return fIsLarge || fBytes.rfind("\177ELF", 0) == 0; }
 
-  bool Has(std::string_view text) const { return fBytes.find(text) != fBytes.npos; }
+  bool Has(std::string_view text) const { return fBytes.find(text) != std::string::npos; }
 
   // What the variable is set to, if the loader obeys it.
   const std::string* Variable(const std::string& name) const {
@@ -63,10 +63,10 @@ class LoaderFile {
   // The text that this is a part of.
   std::string TextAround(std::string_view part) const {
     const std::size_t found = fBytes.find(part);
-    if (found == fBytes.npos) return {};
+    if (found == std::string::npos) return {};
     const std::size_t end = std::min(fBytes.find('\0', found), fBytes.size());
     const std::size_t before = fBytes.rfind('\0', found);
-    const std::size_t begin = before == fBytes.npos ? 0 : before + 1;
+    const std::size_t begin = before == std::string::npos ? 0 : before + 1;
     return fBytes.substr(begin, end - begin);
   }
 
@@ -147,7 +147,7 @@ void ForEachICD(const System& system, const LoaderFile& loader, Add add) {
   if (stat(system.At(*vendors).c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return addFolder(*vendors);
   if (!EndsWith(*vendors, ".icd")) return add("", *vendors);
   const std::string file = folder + "/" + *vendors;
-  const bool isThere = vendors->find('/') == vendors->npos && !LibraryOfICD(system, file, true).empty();
+  const bool isThere = vendors->find('/') == std::string::npos && !LibraryOfICD(system, file, true).empty();
   add(isThere ? file : *vendors, LibraryOfICD(system, isThere ? file : *vendors, true));
 }
 

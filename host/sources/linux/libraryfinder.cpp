@@ -49,7 +49,7 @@ std::string PathInCache(std::string_view cache, std::string_view name) {
   // An older format may stand in front of it.
   const std::size_t begin = cache.find(kCacheMagic);
   CacheHeader header;
-  if (begin == cache.npos || !Read(cache, begin, header)) return {};
+  if (begin == std::string::npos || !Read(cache, begin, header)) return {};
   cache.remove_prefix(begin);
   CacheEntry entry;
   for (std::size_t i = 0; i < header.entries; ++i) {
@@ -70,18 +70,18 @@ bool LibraryFinder::IsFile(const std::string& path) const {
 
 std::string LibraryFinder::Find(const std::string& name) const {
   if (name.empty()) return {};
-  if (name.find('/') != name.npos) return IsFile(name) ? name : "";
+  if (name.find('/') != std::string::npos) return IsFile(name) ? name : "";
 
   if (const std::string* const folders = fSystem.Variable("LD_LIBRARY_PATH"); folders && !folders->empty()) {
     for (std::size_t begin = 0; begin <= folders->size();) {
       const std::size_t end = std::min(folders->find_first_of(":;", begin), folders->size());
       const std::string folder = folders->substr(begin, end - begin);
-      const std::string path = (folder.empty() ? "." : folder) + "/" + name;
+      std::string path = (folder.empty() ? "." : folder) + "/" + name;
       if (IsFile(path)) return path;
       begin = end + 1;
     }
   }
-  if (const std::string path = PathInCache(fCache, name); !path.empty() && IsFile(path)) return path;
+  if (std::string path = PathInCache(fCache, name); !path.empty() && IsFile(path)) return path;
   for (const char* const folder : {"/lib/x86_64-linux-gnu/", "/usr/lib/x86_64-linux-gnu/", "/lib64/",
                                    "/usr/lib64/", "/lib/", "/usr/lib/"})
     if (IsFile(folder + name)) return folder + name;

@@ -51,13 +51,13 @@ std::vector<std::string> DeviceFiles(const SysfsAdapter& adapter, const System& 
 
 // The name of the group, or its number where it has none here.
 std::string GroupName(gid_t group, const System& system) {
-  const std::string number = std::to_string(group);
-  std::string groups = KGX::ReadSystemFile(system.At("/etc/group"));
+  std::string number = std::to_string(group);
+  const std::string groups = KGX::ReadSystemFile(system.At("/etc/group"));
   for (std::string_view rest = groups; !rest.empty();) {
     const std::string_view line = KGX::TakeLine(rest);  // "render:x:104:somebody"
     const std::size_t name = line.find(':');
-    const std::size_t password = name == line.npos ? name : line.find(':', name + 1);
-    if (password != line.npos && line.substr(password + 1, number.size() + 1) == number + ":")
+    const std::size_t password = name == std::string::npos ? name : line.find(':', name + 1);
+    if (password != std::string::npos && line.substr(password + 1, number.size() + 1) == number + ":")
       return std::string(line.substr(0, name));
   }
   return number;
@@ -138,7 +138,7 @@ class Survey {
     adapter.memorySource = found.memorySource;
     adapter.asleep = KGX::IsAsleep(found.place.directory);
     for (const std::string& display : found.displays)  // "card0-eDP-1", or what stands in for one
-      if (const std::size_t dash = display.find('-'); dash != display.npos)
+      if (const std::size_t dash = display.find('-'); dash != std::string::npos)
         adapter.outputs.push_back(display.substr(dash + 1));
     const bool isHeld = IsOneOf(found.driver, {"vfio-pci", "pci-stub"});
     if (!found.driver.empty() && !isHeld)
@@ -227,13 +227,13 @@ class Survey {
     const std::string path = KGX::ResolvedPath(fSystem.At(fFinder.Find(name)));
     constexpr std::string_view kSuffix = ".so.";
     const std::size_t suffix = path.rfind(kSuffix);
-    if (suffix == path.npos || path.find("/compat/") != path.npos) return {};
+    if (suffix == std::string::npos || path.find("/compat/") != std::string::npos) return {};
     const std::string version = path.substr(suffix + kSuffix.size());
     return IsVersion(version) ? version : "";
   }
 
   static bool IsVersion(const std::string& text) {
-    return text.find('.') != text.npos && text.find_first_not_of("0123456789.") == text.npos;
+    return text.find('.') != std::string::npos && text.find_first_not_of("0123456789.") == std::string::npos;
   }
 
   // --- Sandboxes ---
@@ -272,7 +272,7 @@ Machine LookAtMachine() {
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string_view variable = *entry;
     const std::size_t equals = variable.find('=');
-    if (equals != variable.npos)
+    if (equals != std::string::npos)
       system.variables.emplace(variable.substr(0, equals), variable.substr(equals + 1));
   }
   return LookAt(system);

@@ -34,7 +34,7 @@ bool IsSoftwareName(const std::string& name) {
       "pthread",        "cpu-",        "oclgrind"};
   const std::string lower = Lower(name);
   return std::any_of(std::begin(kNames), std::end(kNames),
-                     [&](std::string_view part) { return lower.find(part) != lower.npos; });
+                     [&](std::string_view part) { return lower.find(part) != std::string::npos; });
 }
 
 // The only one that fits, by an answer's numbers of its adapters.
@@ -74,7 +74,7 @@ std::optional<std::size_t> AdapterOf(const GPU& gpu, const std::vector<Adapter>&
   const std::string name = Lower(TextOf(gpu, isOpenGL ? "glName" : "clName"));
   return OnlyOne(candidates, [&](std::size_t candidate) {
     const std::string& adapter = adapters[candidate].name;
-    return !adapter.empty() && name.find(Lower(adapter)) != name.npos;
+    return !adapter.empty() && name.find(Lower(adapter)) != std::string::npos;
   });
 }
 

@@ -68,7 +68,7 @@ void RemoveDisproved(Answer& answer) {
 // Whether that can be why OpenGL has no card.
 bool ConcernsOpenGL(const Reason& reason, const Answer& answer) {
   if (reason.driver) return answer.drivers[*reason.driver].interface == Interface::kOpenGL;
-  return reason.code.find("opencl") == reason.code.npos;
+  return reason.code.find("opencl") == std::string::npos;
 }
 
 // A machine without a card has nothing better than software, and a reason of its own. So has a card that is

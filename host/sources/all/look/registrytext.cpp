@@ -11,7 +11,7 @@ namespace {
 std::uint32_t HexBehind(std::string_view name, std::string_view text) {
   std::uint32_t number = 0;
   const std::size_t found = text.find(name);
-  if (found != text.npos)
+  if (found != std::string::npos)
     std::from_chars(text.data() + found + name.size(), text.data() + text.size(), number, 16);
   return number;
 }
@@ -39,7 +39,7 @@ std::string LibraryFile(const std::string& library, const std::string& systemFol
   if (library.empty()) return {};
   const std::size_t name = library.find_last_of("/\\") + 1;
   const std::string path = name == 0 ? systemFolder + "\\" + library : library;
-  return library.find('.', name) == library.npos ? path + ".dll" : path;
+  return library.find('.', name) == std::string::npos ? path + ".dll" : path;
 }
 
 }  // namespace gpuprowler
