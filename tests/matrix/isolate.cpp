@@ -52,7 +52,7 @@ std::vector<Place> Places(bool all) {
   for (const Call& call : Calls(false)) {
     const bool isEnumeration = call.number == 1 && call.function == "eglQueryDevicesEXT";
     if (!call.isAsked && !isEnumeration) continue;
-    const bool isPart = isEnumeration || count++ % 8 == 0;
+    const bool isPart = isEnumeration || count++ % 9 == 0;
     if (!all && !isPart) continue;
     const string place = call.function + "@" + std::to_string(call.number);
     places.push_back(

@@ -193,7 +193,7 @@ struct Event {
   std::size_t run = 0;         // in Answer::runs
   double seconds = 0;          // from the run's start
   bool isOutput = false;       // kLine: of standard output
-  const Line* line = nullptr;  // kLine: as long as the call
+  const Line* line = nullptr;  // kLine: as long as the call; only an answer tells which lines are findings
   std::string question;        // that is being asked, such as "glgpu[0].GLVersion"; empty before the first
 };
 
@@ -216,7 +216,8 @@ struct Request {
   // A path, or a name that is looked for on PATH. Empty: the one beside this program, else that of PATH.
   std::string prober;
   std::deque<std::string> arguments;  // for the prober
-  double seconds = 30;                // for everything, isolation included
+  // For everything, isolation included. The first run has half of it where that may follow.
+  double seconds = 30;
   // For one question, that is from one line of the report to the next, but for the measurements; 0 for no
   // bound.
   double questionSeconds = 10;

@@ -43,6 +43,13 @@ TEST(LauncherWin, TheChildGetsOneLine) {
   EXPECT_EQ(arrived, std::string(reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]));
 }
 
+TEST(LauncherWin, TheCaseOfAVariableDoesNotCount) {
+  const auto launcher = CreateLauncher();
+  const ztutil::LaunchResult child =
+      launcher->LaunchWithEnvironment(TestChild(), {"variable:PATH"}, {{"pAtH", "other"}}, false);
+  EXPECT_EQ(ReadAll(*child.fAppOutput[1]) + WaitFor(*launcher), "other0 0");
+}
+
 TEST(LauncherWin, AChildEndsWithItsHostIfItIsTo) {
   constexpr char kIsHost[] = "TEST_IS_HOST";
   const auto launcher = CreateLauncher();

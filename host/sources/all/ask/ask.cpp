@@ -45,9 +45,9 @@ Answer AnswerAbout(const Machine& machine) {
 void LeaveOut(const Memory& memory, const Machine& machine, Answer& answer) {
   const std::vector<SetAside> known = memory.GetSetAside();
   for (Driver& driver : answer.drivers) {
-    const auto found = std::find_if(known.begin(), known.end(), [&](const SetAside& one) {
-      return one.fingerprint == FingerprintOf(machine, driver);
-    });
+    const std::string fingerprint = FingerprintOf(machine, driver);
+    const auto found = std::find_if(known.begin(), known.end(),
+                                    [&](const SetAside& one) { return one.fingerprint == fingerprint; });
     if (found == known.end() || !CanBeHidden(driver)) continue;
     driver.behaviour = Behaviour::kSetAside;
     driver.question = found->question;
@@ -66,7 +66,11 @@ void RunTogether(Runs& runs, const Request& request, Answer& answer) {
 
 // The same where the drivers that were set aside can't be hidden just now.
 void RunAll(Runs& runs, const Request& request, Answer& answer, const std::string& why) {
-  for (Driver& driver : answer.drivers) driver.behaviour = Behaviour::kUnknown;
+  for (Driver& driver : answer.drivers) {
+    driver.behaviour = Behaviour::kUnknown;
+    driver.question.clear();
+    driver.since.clear();
+  }
   RunTogether(runs, request, answer);
   answer.runs[0].notes.push_back(why);
 }
@@ -129,7 +133,8 @@ Answer Ask(const Request& request) {
   answer.arguments = request.arguments;
   answer.time = TimeNow();
 
-  Memory memory(MemoryFolder(request));
+  const std::string folder = MemoryFolder(request);
+  Memory memory(folder);
   const std::string fingerprint = FingerprintOf(machine, request, answer.prober);
   if (!request.fresh) {
     if (const auto remembered = memory.Recall(fingerprint)) return *remembered;
@@ -146,7 +151,7 @@ Answer Ask(const Request& request) {
     JudgeDriversTogether(answer);
   } else if (request.isolate) {
     Isolate(runs, answer);
-    SetAsideCulprits(memory, machine, answer);
+    if (!folder.empty()) SetAsideCulprits(memory, machine, answer);
   }
 
   Conclude(runs, answer);
