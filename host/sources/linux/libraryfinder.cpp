@@ -76,12 +76,12 @@ std::string LibraryFinder::Find(const std::string& name) const {
     for (std::size_t begin = 0; begin <= folders->size();) {
       const std::size_t end = std::min(folders->find_first_of(":;", begin), folders->size());
       const std::string folder = folders->substr(begin, end - begin);
-      const std::string path = (folder.empty() ? "." : folder) + "/" + name;
+      std::string path = (folder.empty() ? "." : folder) + "/" + name;
       if (IsFile(path)) return path;
       begin = end + 1;
     }
   }
-  if (const std::string path = PathInCache(fCache, name); !path.empty() && IsFile(path)) return path;
+  if (std::string path = PathInCache(fCache, name); !path.empty() && IsFile(path)) return path;
   for (const char* const folder : {"/lib/x86_64-linux-gnu/", "/usr/lib/x86_64-linux-gnu/", "/lib64/",
                                    "/usr/lib64/", "/lib/", "/usr/lib/"})
     if (IsFile(folder + name)) return folder + name;

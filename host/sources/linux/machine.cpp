@@ -51,8 +51,8 @@ std::vector<std::string> DeviceFiles(const SysfsAdapter& adapter, const System& 
 
 // The name of the group, or its number where it has none here.
 std::string GroupName(gid_t group, const System& system) {
-  const std::string number = std::to_string(group);
-  std::string groups = KGX::ReadSystemFile(system.At("/etc/group"));
+  std::string number = std::to_string(group);
+  const std::string groups = KGX::ReadSystemFile(system.At("/etc/group"));
   for (std::string_view rest = groups; !rest.empty();) {
     const std::string_view line = KGX::TakeLine(rest);  // "render:x:104:somebody"
     const std::size_t name = line.find(':');
