@@ -45,6 +45,8 @@ TEST(WideText, BytesRoundTripWhateverTheyAre) {
     EXPECT_EQ(ztutil::UTF8FromWide(row.wide), row.bytes) << testing::PrintToString(row.bytes);
   }
   EXPECT_EQ(ztutil::UTF8FromWide(L"\xD800|\xDC7F|\xDD00"), "\uFFFD|\uFFFD|\uFFFD");
+  const bool hasPairs = sizeof(wchar_t) == 2;
+  EXPECT_EQ(ztutil::UTF8FromWide(L"\xD83D\xDE00"), hasPairs ? "\U0001F600" : "\uFFFD\uFFFD");
 }
 
 }  // namespace

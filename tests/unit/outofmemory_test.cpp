@@ -11,13 +11,12 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <utility>
 
 namespace {
 
-// How many allocations of this thread succeed from now on, all where it is negative; and whether one has
-// failed.
+// How many allocations of this thread succeed until one fails; all where it is negative.
 thread_local int gLeft = -1;
-thread_local bool gLacked = false;
 
 // By a pointer, or the compiler takes it for another's than the allocation's.
 void (*volatile gFree)(void*) = std::free;
@@ -25,10 +24,9 @@ void (*volatile gFree)(void*) = std::free;
 }  // namespace
 
 void* operator new(std::size_t size) {
-  gLacked = gLacked || gLeft == 0;
   void* const memory = gLeft == 0 ? nullptr : std::malloc(size + 1);
+  gLeft -= gLeft >= 0 ? 1 : 0;
   if (memory == nullptr) throw std::bad_alloc();
-  gLeft -= gLeft > 0 ? 1 : 0;
   return memory;
 }
 
@@ -39,20 +37,18 @@ namespace {
 
 ztutil::DebugFlag gFlag{"OutOfMemoryTest", 1};
 
-// What comes of an action as long as it lacks memory: its own letters, or an 'x' for an exception.
+// What comes of an action whose allocations fail one at a time: its own letters, or an 'x' for an exception.
 std::string Outcomes(const std::function<char()>& action) {
   std::string all;
   for (int left = 0;; ++left) {
     char outcome = 'x';
-    gLacked = false;
     gLeft = left;
     try {
       outcome = action();
     } catch (const std::bad_alloc&) {
     }
-    gLeft = -1;
-    if (!gLacked) return all;
-    if (all.find(outcome) == std::string::npos) all += outcome;
+    if (std::exchange(gLeft, -1) >= 0) return all;
+    if (all.empty() || all.back() != outcome) all += outcome;
   }
 }
 
