@@ -114,10 +114,6 @@ class FakeLauncher : public ztutil::Launcher {
   void GiveUp() override {}
   std::uint32_t GetProcessID() const override { return 0; }
   std::string GetStartError() const override { return {}; }
-  LaunchResult LaunchWithEnvironment(const std::wstring& program, const Actions& arguments,
-                                     const ztutil::EnvironmentChanges&, bool) override {
-    return launch(program, arguments);
-  }
 
   std::function<LaunchResult(const std::wstring&, const Actions&)> launch = [](auto&...) {
     return LaunchResult();

@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace ztutil {
@@ -78,10 +79,13 @@ class Launcher {
 
   // As LaunchToEndWithHost, or else as Launch, with those changes to the child's environment alone: a program
   // is still looked for on this process's PATH. "CreateProcessW failed" also for a variable that can't be: no
-  // name, an equals sign in the name, or a NUL.
+  // name, an equals sign in the name, or a NUL. A launcher that doesn't know how refuses all changes.
   virtual LaunchResult LaunchWithEnvironment(const std::wstring& program,
                                              const std::deque<std::string>& arguments,
-                                             const EnvironmentChanges& changes, bool endsWithHost) = 0;
+                                             const EnvironmentChanges& changes, bool endsWithHost) {
+    if (!changes.empty()) throw std::runtime_error("CreateProcessW failed");
+    return endsWithHost ? LaunchToEndWithHost(program, arguments) : Launch(program, arguments);
+  }
 };
 
 // This platform's launcher.

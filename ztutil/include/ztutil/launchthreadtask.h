@@ -28,7 +28,6 @@ class LaunchThreadTask : public ConsoleAppAccessor {
 
   // `mustKill` tells, also when it throws, whether there is a child that nobody has waited for.
   void RunChild(OutputThreads& threads, bool& mustKill);
-  LaunchResult Launch();
   void StartOutput(OutputChannel channel, const LaunchResult& launched, ManagedThread& thread);
   void CleanupLaunchThreadTask(bool mustKill, OutputThreads& threads);
   void KillChild();

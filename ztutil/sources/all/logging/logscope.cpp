@@ -6,7 +6,14 @@
 namespace ztutil {
 
 ZTLogScope::ZTLogScope(std::ostringstream& text, const char* file, int line)
-    : ZTLogScope(ZTLoggerLock::PtrAndLock(), kBegin + text.str(), file, line) {}
+    : fFile(file), fLine(line), fText(text.str()) {
+  LogText(fFile, fLine, [this](MessageStream& out) -> MessageStream& { return out << kBegin << fText; });
+  try {
+    IndentLog(0);  // a disabled logger, and one that couldn't write, too: it is outdented in any case
+  } catch (...) {
+  }
+  fStart = Now();
+}
 
 ZTLogScope::ZTLogScope(const ZTLoggerLock::PtrAndLock& lock, const std::string& begin, const char* file,
                        int line)
@@ -16,7 +23,6 @@ ZTLogScope::ZTLogScope(const ZTLoggerLock::PtrAndLock& lock, const std::string& 
   } catch (...) {
   }
   try {
-    // A disabled logger, and one that couldn't write, too: it is outdented in any case.
     lock.fLogger->Indent();
   } catch (...) {
   }

@@ -67,7 +67,9 @@ void LaunchThreadTask::RunChild(OutputThreads& threads, bool& mustKill) {
   ThrowIfInjected(Fault::LauncherLaunch, "LauncherLaunch");
   {
     // Lets go of the pipes before the wait: nobody else has the child's standard input if it isn't kept.
-    const LaunchResult launched = Launch();
+    const LaunchResult launched = fLauncher->LaunchWithEnvironment(
+        fLaunchParams.GetProgram(), fLaunchParams.GetArguments(), fLaunchParams.GetEnvironmentChanges(),
+        fLaunchParams.GetEndsWithHost());
     mustKill = true;
     NotifyLaunched();
     for (const OutputChannel channel : {TaskID::Stdout, TaskID::Stderr})
@@ -81,16 +83,6 @@ void LaunchThreadTask::RunChild(OutputThreads& threads, bool& mustKill) {
   mustKill = false;
   ZT_LOG_LEVEL(gConsoleAppLog, 3, "fLauncher->Wait returns " << result << " exitCode=" << exitCode);
   NotifyFinished(exitCode, FinalState(result));
-}
-
-LaunchResult LaunchThreadTask::Launch() {
-  const std::wstring& program = fLaunchParams.GetProgram();
-  const std::deque<std::string>& arguments = fLaunchParams.GetArguments();
-  const EnvironmentChanges& changes = fLaunchParams.GetEnvironmentChanges();
-  const bool endsWithHost = fLaunchParams.GetEndsWithHost();
-  if (!changes.empty()) return fLauncher->LaunchWithEnvironment(program, arguments, changes, endsWithHost);
-  return endsWithHost ? fLauncher->LaunchToEndWithHost(program, arguments)
-                      : fLauncher->Launch(program, arguments);
 }
 
 // Has the channel read, if it has a task, and sees it begin.
