@@ -120,8 +120,8 @@ void PutVerdict(std::ostream& out, const Answer& answer) {
     if (!run.asked.empty() && !run.alone) {
       out << "Last line: " << (run.lastLine.empty() ? "none" : Printable(run.lastLine)) << "\n";
       PutQuestions(out, "Was being asked", run.asked);
+      if (!run.standsIn.empty()) out << "Stood in: " << Printable(run.standsIn) << "\n";
     }
-    if (!run.standsIn.empty()) out << "Stood in: " << Printable(run.standsIn) << "\n";
     for (const std::string& note : run.notes) out << "Note: " << Printable(note) << "\n";
   }
 }
@@ -188,9 +188,11 @@ std::string InWords(const Adapter& adapter) {
 // "OpenGL 50_mesa.json (libEGL_mesa.so.0): crashed at glgpu[0].GLVersion, set aside since ...".
 std::string InWords(const Driver& driver) {
   const bool isMissing = !driver.library.empty() && driver.path.empty();
-  const std::string behaviour =
-      Joined({InWords(driver.behaviour) + Around(" at ", Printable(driver.question)),
-              Around("set aside since ", Printable(driver.since))});
+  const std::string question = Around(" at ", Printable(driver.question));
+  const bool wasAsked = driver.behaviour != Behaviour::kSetAside;
+  const std::string behaviour = Joined({InWords(driver.behaviour) + (wasAsked ? question : ""),
+                                        Around("set aside since ", Printable(driver.since)),
+                                        wasAsked ? "" : "misbehaved" + question});
   return InWords(driver.interface) + Around(" ", Printable(driver.manifest)) +
          Around(" (", Printable(driver.library), isMissing ? ", which isn't there)" : ")") +
          (behaviour.empty() ? "" : ": " + behaviour);
