@@ -34,11 +34,11 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
   } rows[] = {
       {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/runs/0/asked/0", "KGXOGLInitialized"},
       {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
-      {kChild, "--timeout 1 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
+      {kChild, "--timeout 3 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
        "prowlerEnd="},
-      {"sleep", "--timeout 1 -- 100", "hung: status 5", "/runs/0/standsIn",
+      {"sleep", "--timeout 3 -- 100", "hung: status 5", "/runs/0/standsIn",
        "a function of sleep, in clock_nanosleep of libc.so.6"},
-      {kChild, "--timeout 1 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
+      {kChild, "--timeout 3 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
       {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
        "something that the prober has started holds its output open, which was read no longer"},
       {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/runs/0/stdout/lines/0/kind", "other"},
@@ -68,20 +68,20 @@ Texts ShellLines(const string& before, const string& arguments, const string& be
 }
 
 TEST(ProwlTest, IsNotHeldUp) {
+  const string untilChild = "& until child=$(grep -hs . /proc/$!/task/*/children); do sleep 0.1; done; ";
   // The second signal comes before the first has killed the prober.
   for (const string signal : {"INT", "TERM", "HUP", "QUIT"}) {
     const string kill = "; kill -" + signal + " $!";
     const Texts lines = ShellLines("env --default-signal ", "-- say:x hang",
-                                   "& sleep 0.5" + kill + kill + "; wait $!; echo $?");
+                                   untilChild + ":" + kill + kill + "; wait $!; echo $?");
     EXPECT_EQ(lines.back(), "7") << signal;
     EXPECT_EQ(lines.front().substr(0, 26), "The prober was interrupted") << signal;
   }
   // A slow reader misses nothing.
   EXPECT_EQ(ShellLines("", "--raw -- flood:180000", " | (sleep 3; wc -c)").back(), "180000");
   // A prober that was stopped has its time all the same.
-  EXPECT_EQ(ShellLines("", "--timeout 1 -- sleep:500 exit:9",
-                       "& sleep 0.2; child=$(cat /proc/$!/task/*/children); kill -STOP $child; sleep 1.5; "
-                       "kill -CONT $child; wait $!; echo $?")
+  EXPECT_EQ(ShellLines("", "--timeout 3 -- sleep:500 exit:9",
+                       untilChild + "kill -STOP $child; sleep 3.5; kill -CONT $child; wait $!; echo $?")
                 .back(),
             "3");
 }
