@@ -1,10 +1,8 @@
 // The C interface: what goes in, what comes out, and several threads at once. The prober is the rig's child.
 #include "testchild.h"
-#include "testsystem.h"
 
 #include <ztutil/clock.h>
 
-#include <boost/algorithm/string/replace.hpp>
 #include <boost/filesystem.hpp>
 #include <gpuprowler/gpuprowler.h>
 #include <gtest/gtest.h>
@@ -30,10 +28,7 @@ using AnswerPtr = std::unique_ptr<gpuprowler_answer, decltype(&gpuprowler_answer
 RequestPtr RequestFor(std::initializer_list<const char*> actions) {
   RequestPtr request(gpuprowler_request_new(), gpuprowler_request_free);
   gpuprowler_set_prober(request.get(), boost::filesystem::path(TestChild()).string().c_str());
-  for (string action : actions) {
-    if (*kCarriageReturn != '\0') action = boost::algorithm::replace_all_copy(action, "\"", "\\\"");
-    gpuprowler_add_argument(request.get(), action.c_str());
-  }
+  for (const char* const action : actions) gpuprowler_add_argument(request.get(), action);
   gpuprowler_set_memory(request.get(), nullptr);
   gpuprowler_set_options(request.get(), GPUPROWLER_NO_ISOLATE);
   return request;
@@ -59,12 +54,13 @@ void Tell(void* context, const gpuprowler_event* event) {
   if (event->kind == GPUPROWLER_RUN_ENDS) told.events += "ends";
 }
 
+// With an apostrophe in it an argument's double quotes arrive on Windows too.
 TEST(CInterfaceTest, GivesWhatWasFound) {
   RequestPtr request = RequestFor(
       {"say:Tester=\"Zentara\"\nprowlerStart=\"\"\nKGXCoreInitialized=1\nKGXOGLInitialized="
        "1\nOGLContextCreated=1\n"
        "NumGLGPUs=1\nglgpu[0].GLVersion=\"4.1\"\nglgpu[0].IsIntegratedGLGPU=1\nglgpu[0].GLMemoryMB=512\n"
-       "glgpu[0].GLName=\"a\"",
+       "glgpu[0].GLName=\"a'\"",
        "sleep:300"});
   Told told;
   gpuprowler_set_event(request.get(), Tell, &told);
@@ -100,7 +96,7 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
       {0, "glVersion", "4.1 -1 4.10 -1"},
       {0, "glMemoryMB", "- 512 512. -1"},
       {0, "isIntegratedGLGPU", "- -1 -1.0 1"},
-      {0, "glName", "a -1 -1.0 -1"},
+      {0, "glName", "a' -1 -1.0 -1"},
       {0, "interface", "OpenGL -1 -1.0 -1"},
       {0, "tag", "glgpu[0] -1 -1.0 -1"},
       {0, "complete", "- -1 -1.0 0"},
