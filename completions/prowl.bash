@@ -15,7 +15,7 @@ _prowl() {
     --timeout | --question-timeout) ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W 'look memory forget --prober --timeout --question-timeout --no-measure
-        --remember --fresh --all --json --events --raw --version --help --' -- "$current")
+        --no-isolate --remember --fresh --all --json --events --raw --version --help --' -- "$current")
       ;;
   esac
 }

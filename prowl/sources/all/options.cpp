@@ -59,6 +59,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
           ->capture_default_str();
   CLI::Option* const noMeasure =
       app.add_flag("--no-measure", "Leave out the measurements, which take longest");
+  CLI::Option* const noIsolate = app.add_flag("--no-isolate", "Don't ask each driver alone behind a bad end");
   CLI::Option* const remember =
       app.add_flag("--remember", "Give an earlier answer if nothing has changed; keep it");
   CLI::Option* const fresh =
@@ -93,17 +94,15 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   Refuse(raw, remember);
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
   for (const CLI::App* const verb : {look, memory, forget})
-    Refuse(verb, {prober, timeout, question, noMeasure, remember, fresh, all, events, raw});
+    Refuse(verb, {prober, timeout, question, noMeasure, noIsolate, remember, fresh, all, events, raw});
   for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
 
   request.prober = platform::UTF8FromArgument(request.prober);
   request.measure = noMeasure->empty();
+  request.isolate = noIsolate->empty() && raw->empty();  // which has the bytes of one run
   request.remember = !remember->empty();
   request.fresh = !fresh->empty();
-  if (*raw) {  // the bytes of one run, which takes what time it wants
-    request.isolate = false;
-    if (question->empty()) request.questionSeconds = 0;
-  }
+  if (*raw && question->empty()) request.questionSeconds = 0;  // a slow reader is no hang
   options.verb = *look ? Verb::kLook : *memory ? Verb::kMemory : *forget ? Verb::kForget : Verb::kAsk;
   options.form = *all      ? Form::kAll
                  : *json   ? Form::kJSON

@@ -190,9 +190,9 @@ std::string InWords(const Driver& driver) {
   const bool isMissing = !driver.library.empty() && driver.path.empty();
   const std::string question = Around(" at ", Printable(driver.question));
   const bool wasAsked = driver.behaviour != Behaviour::kSetAside;
-  const std::string behaviour = Joined({InWords(driver.behaviour) + (wasAsked ? question : ""),
-                                        Around("set aside since ", Printable(driver.since)),
-                                        wasAsked ? "" : "misbehaved" + question});
+  const std::string behaviour =
+      Joined({InWords(driver.behaviour) + (wasAsked ? question : ""),
+              Around("set aside since ", Printable(driver.since)), wasAsked ? "" : "misbehaved" + question});
   return InWords(driver.interface) + Around(" ", Printable(driver.manifest)) +
          Around(" (", Printable(driver.library), isMissing ? ", which isn't there)" : ")") +
          (behaviour.empty() ? "" : ": " + behaviour);
