@@ -7,10 +7,13 @@
 #include <fcntl.h>
 #include <gpuprowler/answer.h>
 #include <spawn.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -144,10 +147,35 @@ void Compare(const char* name, const char* aim, int runs, const std::function<do
               aim);
 }
 
+struct Needs {
+  long calls;      // of the system
+  long kibibytes;  // the most that was resident
+};
+
+// Of a process that does nothing else once it is there.
+Needs NeedsOf(const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    raise(SIGSTOP);
+    work();
+    _exit(0);
+  }
+  int status = 0;
+  rusage usage{};
+  long stops = 0;  // two for each call
+  for (; wait4(child, &status, 0, &usage) == child && WIFSTOPPED(status); ++stops)
+    Require(ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) == 0, "system calls can't be counted");
+  Require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "what was to be counted has failed");
+  return {stops / 2, usage.ru_maxrss};
+}
+
 void Measure(const char* name, const char* aim, const std::function<void()>& work) {
   std::vector<double> values;
   for (int i = 0; i < 5 * kRuns; ++i) values.push_back(Milliseconds(work));
-  std::printf("%-52s %9s %9.3f %8s %8s\n", name, "", Median(values), "", aim);
+  const Needs idle = NeedsOf([] {}), busy = NeedsOf(work);
+  std::printf("%-52s %9s %9.3f %8s %8s   %ld system calls, %ld KiB more\n", name, "", Median(values), "", aim,
+              busy.calls - idle.calls, busy.kibibytes - idle.kibibytes);
 }
 
 int Main(int argc, char** argv) {

@@ -5,8 +5,8 @@
 //   gpuprowler::Answer answer = gpuprowler::Ask({});
 //   for (const gpuprowler::GPU& gpu : answer.gpus) ...
 //
-// gpuprowler.h is the same for C, and for whatever can load a C library. All texts are UTF-8; those that come
-// from drivers are what these have said, repaired where it wasn't.
+// gpuprowler.h is the same for C, and for whatever can load a C library. Texts are UTF-8, repaired where a
+// driver's weren't; but lines and the names of files are the bytes that they are.
 #ifndef GPUPROWLER_ANSWER_H_
 #define GPUPROWLER_ANSWER_H_
 
