@@ -76,6 +76,8 @@ TEST(MemoryTest, GivesBackWhatItWasGiven) {
   EXPECT_EQ(memory.Forget("a."), 1u);
   EXPECT_EQ(memory.GetSetAside().at(0).manifest, "b.icd");
   EXPECT_EQ(TextOf(memory, "16"), "none");
+  memory.Drop("of b.icd");
+  EXPECT_TRUE(memory.GetSetAside().empty());
 }
 
 TEST(MemoryTest, TakesWhatIsNotSoundForNone) {

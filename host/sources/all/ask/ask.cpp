@@ -102,6 +102,12 @@ void SetAsideCulprits(Memory& memory, const Machine& machine, Answer& answer) {
   }
 }
 
+// Those that were asked again and have come to their end.
+void TakeBack(Memory& memory, const Machine& machine, const Answer& answer) {
+  for (const Driver& driver : answer.drivers)
+    if (driver.behaviour == Behaviour::kSound) memory.Drop(FingerprintOf(machine, driver));
+}
+
 void Conclude(const Runs& runs, Answer& answer) {
   answer.verdict = answer.runs[0].verdict;
   answer.text = answer.runs[0].text;
@@ -155,6 +161,7 @@ Answer Ask(const Request& request) {
   }
 
   Conclude(runs, answer);
+  if (request.fresh) TakeBack(memory, machine, answer);
   answer.seconds = ztutil::Now() - start;
   memory.Keep(fingerprint, answer);
   return answer;

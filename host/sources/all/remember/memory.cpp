@@ -90,10 +90,14 @@ std::string TextOf(Content content) {
   }
 }
 
-void Replace(Entries& entries, const std::string& fingerprint, std::string document) {
+void Erase(Entries& entries, const std::string& fingerprint) {
   entries.erase(std::remove_if(entries.begin(), entries.end(),
                                [&](const Entry& entry) { return entry.fingerprint == fingerprint; }),
                 entries.end());
+}
+
+void Replace(Entries& entries, const std::string& fingerprint, std::string document) {
+  Erase(entries, fingerprint);
   entries.insert(entries.begin(), {fingerprint, Now(), std::move(document)});
 }
 
@@ -172,6 +176,13 @@ void Memory::Put(const SetAside& driver) {
   ChangeContent(fFolder, [&](Content& content) {
     Replace(content.setAside, driver.fingerprint, AsPrivateJSON(answer));
   });
+}
+
+void Memory::Drop(const std::string& driversFingerprint) {
+  const Entries known = Read(fFolder).setAside;
+  if (std::any_of(known.begin(), known.end(),
+                  [&](const Entry& entry) { return entry.fingerprint == driversFingerprint; }))
+    ChangeContent(fFolder, [&](Content& content) { Erase(content.setAside, driversFingerprint); });
 }
 
 std::size_t Memory::Forget(const std::string& manifest) {

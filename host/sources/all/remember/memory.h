@@ -41,6 +41,7 @@ class Memory {
   // Those that aren't older than 7 days, the latest first.
   std::vector<SetAside> GetSetAside() const;
   void Put(const SetAside& driver);
+  void Drop(const std::string& driversFingerprint);
 
   // Of the drivers that were set aside those whose manifest contains that text, of answers all. How many
   // drivers these were.
