@@ -23,7 +23,8 @@ std::vector<Call> Calls(bool all) {
       continue;
     }
     const auto answer = std::find_if_not(next, sound.end(), IsSymbol);
-    const string function = line, question = answer == sound.end() ? "exit" : KeyOf(*answer);
+    const string& function = line;
+    const string question = answer == sound.end() ? "exit" : KeyOf(*answer);
     const bool isAsked = questions.insert(question.substr(0, question.find('[', question.find('.')))).second;
     if (++numbers[function] == 1 || isAsked || all)
       calls.push_back({function, numbers[function], next - sound.begin(), question, isAsked});

@@ -63,7 +63,7 @@ std::vector<Place> Places(bool all) {
 
 // A folder with these drivers for OpenCL's loader.
 string DriverFolder(const std::vector<string>& libraries) {
-  const string folder = ScratchFile("icd");
+  string folder = ScratchFile("icd");
   std::filesystem::remove_all(folder);
   std::filesystem::create_directory(folder);
   for (const string& library : libraries)
@@ -74,7 +74,7 @@ string DriverFolder(const std::vector<string>& libraries) {
 
 // A copy, which can be changed.
 string BadICD() {
-  const string copy = ScratchFile(kBadICD);
+  string copy = ScratchFile(kBadICD);
   std::filesystem::copy_file(BuildFile("lib/") + kBadICD, copy, std::filesystem::copy_options::skip_existing);
   return copy;
 }

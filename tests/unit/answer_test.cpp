@@ -26,7 +26,7 @@ string FullReport(unsigned glGPUs, unsigned clGPUs, const string& failed = "") {
       const gpuprowler::Question question{step, gpu};
       if (question.Name() == failed) dropped = question.Tag();
       if (question.Tag() == dropped || (asked.optional && asked.key != "NumCLGPUs")) continue;
-      if (asked.key.find('[') != asked.key.npos) report += "gputag.GL_X=1\n";
+      if (asked.key.find('[') != std::string_view::npos) report += "gputag.GL_X=1\n";
       const unsigned value = asked.key == "NumGLGPUs" ? glGPUs : asked.key == "NumCLGPUs" ? clGPUs : 1;
       const string number = std::to_string(value);
       report += question.Name() + "=" +

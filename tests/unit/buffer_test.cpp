@@ -87,7 +87,8 @@ TEST_F(BufferTest, FixedOnesTakeWhatFits) {
   EXPECT_TRUE(copy.IsOwner() && !copy.IsGrowable() && copy.GetData() != fFixed.GetData());
   const auto state = StateOf(copy);
   const Buffer moved = std::move(copy);
-  EXPECT_TRUE(StateOf(moved) == state && !copy.IsOpen());
+  EXPECT_TRUE(StateOf(moved) == state &&
+              !copy.IsOpen());  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   fFixed.Close();
   EXPECT_EQ(SizesOf(fFixed), (Sizes{0, 0, 0, 0, 0}));
   EXPECT_EQ(std::string(fMemory + 95, 5), std::string("\0klmn", 5));

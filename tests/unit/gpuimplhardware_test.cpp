@@ -23,12 +23,12 @@ class Hardware : public GPUImplWin {
  public:
   explicit Hardware(const boost::shared_ptr<Context>& context = nullptr) { fGLContext = context; }
 
-  // What drivers alone tell.
+  // What drivers alone tell. NOLINTBEGIN(bugprone-parent-virtual-call)
   Texts WithoutInventory() const {
     return {GPUImplHardware::DoGetGLName(), GPUImplHardware::DoGetGLDriver(),
             GPUImplHardware::DoGetGLDriverDate() + GPUImplHardware::DoGetGLCaption(),
             GPUImplHardware::DoIsIntegratedGLGPU() ? "integrated" : "", std::to_string(GetCLExtraMeasure())};
-  }
+  }  // NOLINTEND(bugprone-parent-virtual-call)
 };
 
 TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {

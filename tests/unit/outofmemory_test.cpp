@@ -18,13 +18,14 @@ namespace {
 // How many allocations of this thread succeed until one fails; all where it is negative.
 thread_local int gLeft = -1;
 
-// By a pointer, or the compiler takes it for another's than the allocation's.
+// By pointers, or the compiler takes one for another's than the other.
+void* (*volatile gAllocate)(std::size_t) = std::malloc;
 void (*volatile gFree)(void*) = std::free;
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-  void* const memory = gLeft == 0 ? nullptr : std::malloc(size + 1);
+  void* const memory = gLeft == 0 ? nullptr : gAllocate(size + 1);
   gLeft -= gLeft >= 0 ? 1 : 0;
   if (memory == nullptr) throw std::bad_alloc();
   return memory;

@@ -154,7 +154,7 @@ class MadeUpRun {
   }
 
   string ValueOf(const Question& question, bool plain = false) {
-    const string number = std::to_string(Below(100));
+    string number = std::to_string(Below(100));
     if (question.GetStep().key == "NumGLGPUs") return std::to_string(fCounts[1]);
     if (question.GetStep().key == "NumCLGPUs") return std::to_string(fCounts[2]);
     switch (question.GetStep().form) {

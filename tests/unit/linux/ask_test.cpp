@@ -100,7 +100,7 @@ TEST(AskTest, TellsWhatHappens) {
   };
   Ask(request);
   const std::size_t first = told.find("Tester?");  // unless it was too quick for that
-  if (first != told.npos) told.erase(first, 7);
+  if (first != std::string::npos) told.erase(first, 7);
   EXPECT_EQ(told, "begin;Tester=\"x\";prowlerStart?end");
 
   request.event = [](const Event&) { throw std::runtime_error("x"); };

@@ -171,7 +171,8 @@ TEST(InstalledRAM, IsTheSystems) {
 TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
   mkdir((OwnHome() + "/.config").c_str(), 0700);
   const std::string file = WriteInHome(".config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/my/Desktop\"\n");
-  const std::string home = OwnHome(), config = home + "/.config", users = getpwuid(getuid())->pw_dir;
+  const std::string& home = OwnHome();
+  const std::string config = home + "/.config", users = getpwuid(getuid())->pw_dir;
   for (const auto& [homeIs, configIs, directory] : {std::tuple(home, std::string(), home + "/my"),
                                                     {home, "relative", home + "/my"},
                                                     {home, "/none", home},

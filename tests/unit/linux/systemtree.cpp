@@ -46,7 +46,7 @@ void SystemTree::SetDriver(const std::string& device, const std::string& name) {
 
 std::string SystemTree::AddDevice(const std::string& slot, const std::string& ids, const std::string& driver,
                                   const Files& files) {
-  const std::string device = "sys/devices/pci0000:00/" + slot;
+  std::string device = "sys/devices/pci0000:00/" + slot;
   Write(device + "/vendor", "0x" + ids.substr(0, 4) + "\n");
   Write(device + "/device", "0x" + ids.substr(5, 4) + "\n");
   Write(device + "/class", "0x" + ids.substr(10) + "\n");

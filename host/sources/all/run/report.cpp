@@ -53,9 +53,9 @@ LineKind Report::ReadOutputLine(const std::string& line) {
 // A driver may have printed something in front of the failure, or something that looks like one.
 LineKind Report::ReadErrorLine(const std::string& line) {
   constexpr const char* kBeginnings[] = {"exception: ", "KGX::LogicalException: ", "unknown exception"};
-  std::size_t begin = line.npos;
+  std::size_t begin = std::string::npos;
   for (const char* const beginning : kBeginnings) begin = std::min(begin, line.find(beginning));
-  if (begin == line.npos) return LineKind::kOther;
+  if (begin == std::string::npos) return LineKind::kOther;
   fLastFailure = line.substr(begin);
   ++fFailures.most;
   if (begin == 0) ++fFailures.least;

@@ -102,7 +102,7 @@ bool Step::IsMeasurement() const { return key == ProwlerKey::kCLBandwidth || key
 std::string Step::PlainKey() const {
   std::string plain;
   const std::size_t symbol = key.rfind("GL_");
-  if (symbol != key.npos) {  // GL_MAX_DRAW_BUFFERS
+  if (symbol != std::string_view::npos) {  // GL_MAX_DRAW_BUFFERS
     bool begins = false;
     for (const char c : key.substr(symbol, key.find(']', symbol) - symbol)) {
       if (c != '_') plain += begins ? c : Lower(c);

@@ -111,7 +111,8 @@ Walk::Walk() : fPaths(1 + Steps().size() * kMaxGPUs) { fPaths[0].emplace_back();
 std::vector<Walk::Answer> Walk::AnswersIn(std::string_view line) {
   const bool isRemark = line.substr(0, 2) == "# ";
   std::vector<Answer> answers;
-  for (std::size_t equals = line.find('='); equals != line.npos; equals = line.find('=', equals + 1)) {
+  for (std::size_t equals = line.find('='); equals != std::string_view::npos;
+       equals = line.find('=', equals + 1)) {
     const std::size_t begin = equals - std::min(equals, kMaxKeyBytes);
     const std::string_view left = line.substr(begin, equals - begin), value = line.substr(equals + 1);
     auto question = FindGPUKey(left);
