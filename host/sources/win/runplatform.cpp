@@ -9,7 +9,8 @@ namespace gpuprowler::platform {
 std::string DefaultProber() {
   std::wstring path(32768, L'\0');  // no path is longer
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  path = path.substr(0, path.find_last_of(L'\\') + 1) + L"gpuprowler.exe";
+  path.resize(path.find_last_of(L'\\') + 1);
+  path += L"gpuprowler.exe";
   return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES ? ztutil::UTF8FromWide(path)
                                                                      : "gpuprowler.exe";
 }

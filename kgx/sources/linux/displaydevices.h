@@ -13,7 +13,7 @@ namespace KGX::OGL {
 struct EGLDisplayDevice {
   DisplayDeviceKey key;
   EGLDeviceEXT device;
-  bool isSoftware;  // renders on the CPU, for want of hardware
+  bool isSoftware = false;  // renders on the CPU, for want of hardware
 };
 
 // The hardware in the order of ListAdapters, what the system doesn't know behind it, and then software.
