@@ -44,7 +44,7 @@ bool IsFolder(const std::wstring& path) {
 void MakeFolder(const std::wstring& folder) {
   if (CreateDirectoryW(folder.c_str(), nullptr) != 0 || GetLastError() != ERROR_PATH_NOT_FOUND) return;
   const std::size_t slash = folder.find_last_of(L"\\/");
-  if (slash == folder.npos || slash == 0) return;
+  if (slash == std::wstring::npos || slash == 0) return;
   MakeFolder(folder.substr(0, slash));
   CreateDirectoryW(folder.c_str(), nullptr);
 }

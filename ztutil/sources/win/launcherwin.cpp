@@ -121,7 +121,8 @@ struct BeforeInAnyCase {
 };
 
 std::wstring VariableText(const std::string& text, char refused = '\0') {
-  if (text.find('\0') == text.npos && text.find(refused) == text.npos) return WideFromUTF8(text);
+  if (text.find('\0') == std::string::npos && text.find(refused) == std::string::npos)
+    return WideFromUTF8(text);
   SetLastError(ERROR_INVALID_PARAMETER);
   Refuse("CreateProcessW failed");
 }
@@ -135,7 +136,7 @@ std::wstring EnvironmentBlock(const EnvironmentChanges& changes) {
   for (const wchar_t* entry = own; *entry != L'\0'; entry += std::wcslen(entry) + 1) {
     const std::wstring text = entry;
     const std::size_t equals = text.find(L'=', 1);  // a drive's folder is called "=C:"
-    variables.emplace(text.substr(0, equals), equals != text.npos ? text.substr(equals + 1) : L"");
+    variables.emplace(text.substr(0, equals), equals != std::wstring::npos ? text.substr(equals + 1) : L"");
   }
   FreeEnvironmentStringsW(own);
   for (const auto& [name, value] : changes) {
