@@ -113,8 +113,9 @@ TEST(Launcher, KeepsARunApartFromTheNext) {
   std::promise<LaunchResult> launched;
   std::promise<void> next;
   auto former = std::async(std::launch::async, [&] {
-    launched.set_value(launcher->Launch(TestChild(), {"hang"}));
+    LaunchResult child = launcher->Launch(TestChild(), {"hang"});
     const std::uint32_t own = launcher->GetProcessID();
+    launched.set_value(std::move(child));
     next.get_future().wait();
     EXPECT_NE(launcher->GetProcessID(), own);  // it is the last one's
     launcher->Kill();
