@@ -21,7 +21,10 @@ def judge(row, job, hung):
         return [*wrong, f"prowl said: {run.text}", *run.errors]
     if row.end != "The prober finished":  # it's a fault of the kernel that is wanted
         return []
-    wrong += against_table(row, run) + against_facts(row, run, Facts(job))
+    facts = Facts(job)
+    wrong += against_facts(row, run, facts)
+    if (job / "look.json").exists():
+        wrong += against_look(row, Run(job / "look.json"), facts) + isolation(run, Run(job / "isolation.json"))
     for moment in sorted(job.glob("moment-*")):
         wrong += [f"{moment.stem}: {words}" for words in at_a_moment(row, Run(moment))]
     return wrong
@@ -45,24 +48,33 @@ def guests_end(job, hung):
 
 
 class Run:
-    """A run of the prober, as prowl tells it; the report is read from the prober's own lines."""
+    """The first run of an answer; the report is read from the prober's own lines."""
 
     def __init__(self, path):
-        document = json.loads(path.read_text())
-        self.verdict, self.status, self.text = document["verdict"], document["status"], document["text"]
-        self.last = document["lastLine"]
-        self.lines = [line["text"] for line in document["stdout"]["lines"]]
-        self.errors = [line["text"] for line in document["stderr"]["lines"]]
-        self.values = dict(re.findall(r'^([^#=]+)="?(.*?)"?$', "\n".join(self.lines), re.MULTILINE))
-        self.prowls_gpus = [gpu["findings"] for gpu in document["gpus"] if gpu["tag"].startswith("glgpu")]
-        tags = [f"glgpu[{index}]." for index in range(int(self.values.get("NumGLGPUs", 0)))]
-        self.gpus = [{key[len(tag):]: text for key, text in self.values.items() if key.startswith(tag)} for tag in tags]
+        self.answer = json.loads(path.read_text())
+        self.text = self.answer["text"]
+        self.reasons = [reason["code"] for reason in self.answer["reasons"]]
+        self.drivers = [driver["behaviour"] for driver in self.answer["drivers"] if driver["interface"] == "OpenGL"]
+        self.complete = [renderer(gpu["values"], "glName", "glRenderer") for gpu in self.answer["gpus"]
+                         if gpu["interface"] == "OpenGL" and gpu["complete"]]
+        for run in self.answer["runs"][:1]:
+            self.end, self.last = (self.answer["verdict"], run["end"]), run["lastLine"]
+            self.lines, self.errors = ([line["text"] for line in run[name]["lines"]] for name in ("stdout", "stderr"))
+            self.values = dict(re.findall(r'^([^#=]+)="?(.*?)"?$', "\n".join(self.lines), re.MULTILINE))
+            tags = [f"glgpu[{index}]." for index in range(int(self.values.get("NumGLGPUs", 0)))]
+            self.gpus = [{key[len(tag):]: text for key, text in self.values.items() if key.startswith(tag)}
+                         for tag in tags]
+            self.reported = [renderer(gpu, "GLName", "GLRenderer") for gpu in self.gpus]
+
+
+def renderer(values, name, renderer):
+    return f"{values.get(name, '')} by {values[renderer].partition(' ')[0]}".strip()
 
 
 class Facts:
     def __init__(self, job):
         cards = [shlex.split(line) for line in read(job, "lspci").splitlines()]
-        self.cards = {slot: (named(vendor)[1], *named(device)) for slot, kind, vendor, device, *_ in cards
+        self.cards = {slot: card(named(vendor)[1], *named(device)) for slot, kind, vendor, device, *_ in cards
                       if named(kind)[1] >> 8 == 3}
         self.drivers = {slot: driver for driver, slot in re.findall(r"(\S+) dev=(\S+)", read(job, "drivers"))}
         self.release, version = read(job, "kernel").split(" ", 1)
@@ -90,51 +102,65 @@ class Facts:
                 "GLDriverVersion": self.release, "GLDriverDate": self.date + "000000.000000-000"}
 
 
+def card(vendor, name, device):
+    return vendor, f"PCI {vendor:04x}:{device:04x}" if name == "Device" else name, device
+
+
 def named(words):
     """Name and number of lspci's "Chip [Marketing name] [1234]"."""
     name, number = re.fullmatch(r"(.*) \[([0-9a-f]{4})\]", words).groups()
     return re.sub(r".*\[(.*)\]$", r"\1", name), int(number, 16)
 
 
-def against_table(row, run):
-    got = [f"{gpu.get('GLName', '')} by {gpu['GLRenderer'].partition(' ')[0]}".strip() for gpu in run.gpus]
-    return [] if got == row.gpus else [f"reported {got}, and not {row.gpus}"]
+def differences(**pairs):
+    return [f"{what}: {got}, and not {wanted}" for what, (got, wanted) in pairs.items() if got != wanted]
 
 
 def against_facts(row, run, facts):
-    wrong = []
-
-    def expect(what, got, wanted):
-        if got != wanted:
-            wrong.append(f"{what}: {got}, and not {wanted}")
-
     names, known = [gpu.get("GLName", "") for gpu in run.gpus], facts.names()
     if facts.working and facts.refusals:  # eglinfo doesn't tell which
         known &= set(names)
-    expect("GPUs", sorted(names), sorted(known))
-    expect("OGLContextCreated", run.values["OGLContextCreated"], row.created)
-    expect("refusals", run.errors.count(IGNORED), facts.refusals)
-    expect("standard error", [line for line in run.errors if line != IGNORED and line not in facts.noise], [])
-    expect("prowl's GPUs", [gpu["GLRenderer"] for gpu in run.prowls_gpus], [gpu["GLRenderer"] for gpu in run.gpus])
-    expect("verdict", (run.verdict, run.status, run.lines[-1].partition("=")[0]), ("finished", 0, "prowlerEnd"))
+    wrong = differences(
+        table=(run.reported, row.gpus), reasons=(run.reasons, row.reasons), GPUs=(sorted(names), sorted(known)),
+        created=(run.values["OGLContextCreated"], row.created), prowl=(run.complete, run.reported),
+        refusals=(run.errors.count(IGNORED), facts.refusals),
+        errors=([line for line in run.errors if line != IGNORED and line not in facts.noise], []),
+        end=((*run.end, run.lines[-1].partition("=")[0]), ("finished", "exit status 0", "prowlerEnd")))
     for gpu in run.gpus:
         wanted = facts.texts(gpu.get("GLName", ""))
-        expect("GPU", {key: gpu[key] for key in gpu if key in wanted or key.startswith("GLDriver")}, wanted)
+        told = {key: gpu[key] for key in gpu if key in wanted or key.startswith("GLDriver")}
+        wrong += differences(GPU=(told, wanted))
     return wrong
+
+
+def against_look(row, look, facts):
+    """Only a run knows what renders."""
+    cards = {card["address"]: (card["vendorID"], card["name"], card["deviceID"]) for card in look.answer["adapters"]}
+    groups = [card["group"] for card in look.answer["adapters"] if card["group"]]
+    return differences(look=(look.reasons, [code for code in row.reasons if code != "only-software"]),
+                       groups=(groups, ["render"] * row.reasons.count("node-not-allowed")),
+                       cards=(cards, facts.cards))
+
+
+def isolation(run, bad):
+    """A driver that crashes stands beside Mesa's; all that Mesa reaches is there."""
+    return differences(isolation=((bad.end, bad.drivers, bad.reasons[-1:], bad.complete),
+                                  (("crashed", "signal 11 (SIGSEGV)"), ["sound", "crashed"], ["driver-crashed"],
+                                   run.reported)))
 
 
 def at_a_moment(row, run):
     """The card went away: it is one GPU all the same, its own or the software renderer's, which may fail a question. Or
     the kernel still waits for the card."""
-    if row.may_hang and run.verdict == "hung":
-        return [] if run.status == 5 and run.last == (run.lines or [None])[-1] else [f"{run.text}, {run.last}"]
+    last = (run.lines or [None])[-1]
+    if row.may_hang and run.end[0] == "hung":
+        return differences(last=(run.last, last))
     failed = any(line.startswith("exception: ") for line in run.errors)
-    got = (run.values.get("OGLContextCreated"), len(run.gpus), run.lines[-1].partition("=")[0], run.verdict, run.status)
-    wanted = ("1", 1, "prowlerEnd", *(("finished-with-failures", 2) if failed else ("finished", 0)))
-    return [] if got == wanted else [f"{run.text}, {run.lines[-1]}, {run.errors}"]
+    end = ("finished-with-failures", "exit status 2") if failed else ("finished", "exit status 0")
+    return differences(end=((*run.end, run.values.get("OGLContextCreated"), len(run.gpus), last.partition("=")[0]),
+                            (*end, "1", 1, "prowlerEnd")))
 
 
 def suite(job):
-    logs = {path.name: path.read_text(errors="replace") for path in sorted(job.glob("*_test"))}
-    return [f"{name}: {log[-2000:]}" for name, log in logs.items()
-            if "status" in log or not re.search(r"\[  PASSED  \] [1-9]", log)] or ([] if logs else ["no tests"])
+    log = read(job, "suite")
+    return [] if re.search("100% tests passed, 0 tests failed out of [1-9]", log) else [log[-5000:]]
