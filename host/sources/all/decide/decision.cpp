@@ -19,7 +19,10 @@ std::string Joined(const std::vector<std::string>& texts) {
   return joined;
 }
 
-std::string NameOf(const RuleMatch& match) { return Printable(match.file) + " " + std::to_string(match.id); }
+// The file without its folder.
+std::string NameOf(const RuleMatch& match) {
+  return Printable(match.file.substr(match.file.find_last_of("/\\") + 1)) + " " + std::to_string(match.id);
+}
 
 // "list.json 4: what it is about", and lines with what else there is to say.
 std::string TextOf(const RuleMatch& match) {

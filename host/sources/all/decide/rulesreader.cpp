@@ -309,8 +309,12 @@ class Reader {
       throw Refusal("device_revision", "must be of one device, or of each of them");
     const Schema schema = conditions.driverVersion ? conditions.driverVersion->schema : Schema::kCommon;
     if (schema == Schema::kCommon) return;
-    const bool isIntels = vendor == kIntel || !conditions.intelSeries.empty() || conditions.intelGeneration;
-    if (os != "win" || (schema == Schema::kIntel ? !isIntels : vendor != kNVIDIA))
+    const bool isIntel = schema == Schema::kIntel;
+    const bool namesVendor = vendor
+                                 ? *vendor == (isIntel ? kIntel : kNVIDIA)
+                                 : conditions.driverVendor || (isIntel && !conditions.intelSeries.empty()) ||
+                                       (isIntel && conditions.intelGeneration);
+    if (os != "win" || !namesVendor)
       throw Refusal("driver_version.schema", "is for that vendor's GPUs on Windows alone");
   }
 
