@@ -13,6 +13,10 @@ complete -c prowl -l events -n 'not __fish_contains_opt all json raw' -d 'Lines 
 complete -c prowl -l raw -n 'not __fish_contains_opt all json events remember' -d 'The report byte for byte'
 complete -c prowl -n __fish_use_subcommand -a ask -d 'Ask the drivers'
 complete -c prowl -n __fish_use_subcommand -a look -d 'Tell of adapters and drivers'
+complete -c prowl -n __fish_use_subcommand -a check -d 'Decide by rules what is allowed'
+complete -c prowl -n '__fish_seen_subcommand_from check' -F
+complete -c prowl -n '__fish_seen_subcommand_from check' -l feature -x -d 'Decide about this feature'
+complete -c prowl -n '__fish_seen_subcommand_from check' -l require -x -d 'What a GPU must meet'
 complete -c prowl -n __fish_use_subcommand -a memory -d 'Show which drivers are set aside'
 complete -c prowl -n __fish_use_subcommand -a forget -d 'Forget answers and drivers'
 complete -c prowl -l version -d 'The version'

@@ -56,6 +56,7 @@ struct RuleMatch {
 
 struct FeatureDecision {
   Outcome outcome = Outcome::kAllowed;
+  bool isNamed = false;              // by a rule; the rules about all are about it in any case
   std::vector<std::size_t> entries;  // in Decision::entries: those that it comes of
 };
 
@@ -95,6 +96,9 @@ class Rules {
   // Takes a file's text, behind those it has; the name is for people. False if something is wrong with it,
   // which GetErrors tells. Throws nothing but std::bad_alloc, as all of these.
   bool Add(const std::string& file, const std::string& text);
+
+  // The same of a file, whose path is UTF-8; one that can't be read is an error as well.
+  bool AddFile(const std::string& path);
 
   // "GLVersion>=3.3": a key of the document's or of the report's; one of = != < <= > >=; a value. All of
   // OpenGL's must be met by one GPU of its, and all of OpenCL's by one of its. False as for Add.

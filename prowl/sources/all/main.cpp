@@ -11,6 +11,7 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/rules.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -184,6 +185,29 @@ int TellAnswer(const Options& options) {
   return Conclude(WriteOutput(Told(answer, options.form)), StatusOf(answer));
 }
 
+// Beside those of asking.
+constexpr int kStatusBlocked = 8, kStatusWarned = 9, kStatusBadRules = 10;
+
+int StatusOf(const gpuprowler::Decision& decision) {
+  if (decision.outcome == gpuprowler::Outcome::kBlocked) return kStatusBlocked;
+  if (!decision.errors.empty()) return kStatusBadRules;
+  return decision.outcome == gpuprowler::Outcome::kWarned ? kStatusWarned : 0;
+}
+
+int Check(const Options& options) {
+  gpuprowler::Rules rules;
+  for (const std::string& file : options.rules) rules.AddFile(file);
+  for (const std::string& expression : options.requirements) rules.Require(expression);
+  for (const gpuprowler::RuleError& error : rules.GetErrors())
+    std::cerr << "prowl: " << AsText(error) << "\n";
+  const gpuprowler::Answer answer = GetAnswer(options);
+  const gpuprowler::Decision decision = Check(rules, answer, options.features);
+  const bool written = WriteOutput(options.form == Form::kJSON ? AsJSON(decision) : AsText(decision));
+  return Conclude(written, answer.verdict == gpuprowler::Verdict::kInterrupted && options.from.empty()
+                               ? StatusOf(answer)
+                               : StatusOf(decision));
+}
+
 std::string ShowMemory() {
   gpuprowler::Answer answer;
   answer.drivers = gpuprowler::GetSetAside();
@@ -200,6 +224,8 @@ int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
       return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+    case Verb::kCheck:
+      return Check(options);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:

@@ -6,10 +6,11 @@
 #include <gpuprowler/answer.h>
 
 #include <string>
+#include <vector>
 
 namespace prowl {
 
-enum class Verb { kAsk, kLook, kMemory, kForget };
+enum class Verb { kAsk, kLook, kCheck, kMemory, kForget };
 enum class Form { kText, kAll, kJSON, kEvents, kRaw };
 
 struct Options {
@@ -18,6 +19,11 @@ struct Options {
   std::string from;  // the file of an answer to be told, "-" is standard input; empty: ask
   gpuprowler::Request request;
   std::string driver;  // to be forgotten
+
+  // What an answer is checked by.
+  std::vector<std::string> rules;         // files
+  std::vector<std::string> requirements;  // "GLVersion>=3.3"
+  std::vector<std::string> features;      // empty: all
 };
 
 // Throws CLI::Error, also for the help text. What stands behind "--" is the prober's.

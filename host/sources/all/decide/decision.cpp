@@ -98,7 +98,8 @@ std::string AsText(const Decision& decision) {
     std::string entries;
     for (const std::size_t entry : feature.entries)
       entries += (entries.empty() ? " by " : ", ") + NameOf(decision.entries[entry]);
-    text += Printable(name) + ": " + OutcomeName(feature.outcome) + entries + "\n";
+    text += Printable(name) + ": " + OutcomeName(feature.outcome) +
+            (feature.isNamed ? "" : ", though no rule names it") + entries + "\n";
   }
   if (decision.hasRequirements)
     text += std::string("Requirements: ") + OutcomeName(decision.requirements) + "\n";
@@ -111,7 +112,8 @@ std::string AsText(const Decision& decision) {
 std::string AsJSON(const Decision& decision) {
   JSON features = JSON::object();
   for (const auto& [name, feature] : decision.features)
-    features[name] = {{"outcome", OutcomeName(feature.outcome)}, {"entries", feature.entries}};
+    features[name] = {
+        {"outcome", OutcomeName(feature.outcome)}, {"named", feature.isNamed}, {"entries", feature.entries}};
   JSON document = {{"schema", "gpuprowler-check-1"},
                    {"version", ztutil::kVersion},
                    {"outcome", OutcomeName(decision.outcome)},

@@ -5,6 +5,8 @@
 #include <gpuprowler/rules.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -23,14 +25,14 @@ bool IsAbout(const Entry& entry, const std::string& feature) {
          (entry.features.empty() && entry.match.disabledExtensions.empty());
 }
 
-std::vector<std::string> NamedFeatures(const std::vector<Entry>& entries) {
+std::set<std::string> NamedFeatures(const std::vector<Entry>& entries) {
   std::set<std::string> names;
   for (const Entry& entry : entries) {
     names.insert(entry.features.begin(), entry.features.end());
     names.insert(entry.featureExceptions.begin(), entry.featureExceptions.end());
   }
   if (names.empty() && !entries.empty()) names.insert(kAll);
-  return {names.begin(), names.end()};
+  return names;
 }
 
 std::optional<Interface> InterfaceOf(const Requirement& requirement) {
@@ -125,6 +127,16 @@ bool Rules::Add(const std::string& file, const std::string& text) {
   return fParts->errors.size() == errors;
 }
 
+bool Rules::AddFile(const std::string& path) {
+  std::ifstream in(std::filesystem::u8path(path), std::ios::binary);
+  std::string text(kMaxRulesBytes + 1, '\0');
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  if (in.eof() || !text.empty()) return Add(path, text);
+  fParts->errors.push_back({path, "", "", "can't be read"});
+  return false;
+}
+
 bool Rules::Require(const std::string& expression) {
   try {
     fParts->requirements.push_back(ParseRequirement(expression));
@@ -141,8 +153,10 @@ Decision Check(const Rules& rules, const Answer& answer, const std::vector<std::
   const Rules::Parts& parts = *rules.fParts;
   Decision decision;
   decision.errors = parts.errors;
-  for (const std::string& feature : features.empty() ? NamedFeatures(parts.entries) : features)
-    decision.features[feature];
+  const std::set<std::string> named = NamedFeatures(parts.entries);
+  for (const std::string& feature : features) decision.features[feature].isNamed = named.count(feature) > 0;
+  if (features.empty())
+    for (const std::string& feature : named) decision.features[feature].isNamed = true;
   Checker checker(answer, decision);
   for (const Entry& entry : parts.entries) checker.Check(entry);
   CheckRequirements(parts.requirements, answer, decision);

@@ -69,6 +69,9 @@ struct Entry {
   std::set<std::string> featureExceptions;
 };
 
+// Of a file: some ten times what the largest lists of the field have.
+constexpr std::size_t kMaxRulesBytes = std::size_t{1024} * 1024;
+
 // Adds the entries of a file that are in force, and what is wrong with the others.
 void ReadRules(const std::string& file, const std::string& text, std::vector<Entry>& entries,
                std::vector<RuleError>& errors);

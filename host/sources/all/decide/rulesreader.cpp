@@ -19,8 +19,7 @@ namespace {
 
 using JSON = nlohmann::json;
 
-// What a file may hold: some ten times what the largest lists of the field do.
-constexpr std::size_t kMaxBytes = std::size_t{1024} * 1024;
+// What a file may hold.
 constexpr int kMaxDepth = 16;
 constexpr std::size_t kMaxEntries = 10000;
 constexpr int kMaxPatterns = 200000;  // RE2's instructions, of all patterns
@@ -455,7 +454,7 @@ bool IsInForce(const JSON& entry) {
 }
 
 JSON Parse(const std::string& text) {
-  Require(text.size() <= kMaxBytes, "is too large: 1 MiB is the most");
+  Require(text.size() <= kMaxRulesBytes, "is too large: 1 MiB is the most");
 
   return JSON::parse(text, [](int depth, JSON::parse_event_t, JSON&) {
     Require(depth <= kMaxDepth, "is nested too deeply");
