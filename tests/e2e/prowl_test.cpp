@@ -130,6 +130,11 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"--from /none", "", "prowl: can't read /none\n", "status 1"},
       {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
       {"--from - --raw", "", "--from excludes --raw\n", "status 1"},
+      {"check", "", "RULES or --require is required\n", "status 1"},
+      {"check /none --no-measure", "", "prowl: /none: can't be read\n", "status 10"},
+      {"check --no-measure --require GLVersion>=9", "\nRequirements: warned\n", "", "status 9"},
+      {"check --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n", "", "status 8"},
+      {"check --no-measure --require GLVersion>=3.3", "\n  glgpu[0] meets them\n", "", "status 0"},
       {"--fresh", "", "--fresh requires --remember\n", "status 1"},
   };
   for (const auto& row : rows) {

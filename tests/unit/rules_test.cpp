@@ -140,6 +140,34 @@ TEST(RulesTest, Match) {
   for (const Case& one : cases) EXPECT_EQ(OutcomeOf(one.conditions, Laptop()), one.outcome) << one.conditions;
 }
 
+// Cards that OpenGL doesn't reach, machines without one, and what renders without one.
+TEST(RulesTest, MatchWhatIsThere) {
+  const char* const ofNVIDIA = "'multi_gpu_category': 'any', 'gl_vendor': 'NVIDIA.*'";
+  Answer answer = Laptop();
+  answer.gpus.erase(answer.gpus.begin() + 1);
+  EXPECT_EQ(OutcomeOf(ofNVIDIA, answer), "warned gl_vendor");
+  answer.verdict = gpuprowler::Verdict::kFinished;
+  EXPECT_EQ(OutcomeOf(ofNVIDIA, answer), "allowed");
+  answer.gpus.clear();
+  EXPECT_EQ(OutcomeOf(ofNVIDIA, answer), "warned gl_vendor");
+
+  answer = Laptop();
+  answer.gpus[0].adapter = 1;
+  EXPECT_EQ(OutcomeOf("'vendor_id': '0x10de'", answer), "blocked");
+  answer.gpus.resize(1);
+  answer.gpus[0].adapter.reset();  // software: the first card is the active one
+  EXPECT_EQ(OutcomeOf("'vendor_id': '0x8086', 'gl_renderer': 'Mesa.*'", answer), "blocked");
+  answer.adapters.clear();
+  EXPECT_EQ(OutcomeOf("'vendor_id': '0x8086'", answer), "allowed");
+  EXPECT_EQ(OutcomeOf("'gl_renderer': 'Mesa.*', 'driver_version': {'op': '>', 'value': '9'}", answer),
+            "blocked");
+  EXPECT_EQ(OutcomeOf("'os': {'type': 'linux'}", Answer()), "warned os.type");
+  answer.system.reset();
+  answer.drivers.resize(1);
+  answer.drivers[0].path = "C:\\Windows\\nvoglv64.dll";
+  EXPECT_EQ(OutcomeOf("'os': {'type': 'win'}", answer), "blocked");
+}
+
 TEST(RulesTest, CompareDriverVersions) {
   struct {
     const char *found, *test, *outcome;
@@ -256,6 +284,7 @@ TEST(RulesTest, Require) {
       {"GLVersion=3", "allowed"},
       {"glVendor=\"NVIDIA Corporation\"", "allowed"},
       {"GLVendor!=Intel", "allowed"},
+      {"GLVendor=12", "blocked"},
       {"glGetIntegerv[GL_MAX_DRAW_BUFFERS]>8", "warned"},
       {"CanCompileProgramGLSL=0", "warned"},
       {"extension[KGX::OGL::GL_ARB_TEXTURE_FLOAT]=true", "allowed"},

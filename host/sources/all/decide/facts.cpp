@@ -121,10 +121,15 @@ std::optional<std::size_t> PlaceOf(const GPU& gpu, const std::vector<Card>& card
   return static_cast<std::size_t>(found - cards.begin());
 }
 
+bool IsOpenGLs(const GPU& gpu) { return gpu.interface == Interface::kOpenGL; }
+
+// Where the prober came to its end, OpenGL reaches no more than it has told of.
 void SetGPUs(const Answer& answer, Facts& facts) {
+  if (answer.verdict == Verdict::kFinished && std::any_of(answer.gpus.begin(), answer.gpus.end(), IsOpenGLs))
+    for (Card& card : facts.cards) card.hasOpenGL = Truth::kNo;
   bool isFirst = true;
   for (const GPU& gpu : answer.gpus) {
-    if (gpu.interface != Interface::kOpenGL) continue;
+    if (!IsOpenGLs(gpu)) continue;
     const auto place = PlaceOf(gpu, facts.cards);
     if (isFirst && place) facts.active = *place;
     Card* const card = place ? &facts.cards[*place] : isFirst ? &facts.cards[facts.active] : nullptr;
@@ -156,8 +161,7 @@ Facts FactsOf(const Answer& answer) {
   if (facts.cards.empty()) {
     // The system knows of none; what renders may have ids all the same.
     Card& card = facts.cards.emplace_back();
-    const auto first = std::find_if(answer.gpus.begin(), answer.gpus.end(),
-                                    [](const GPU& gpu) { return gpu.interface == Interface::kOpenGL; });
+    const auto first = std::find_if(answer.gpus.begin(), answer.gpus.end(), IsOpenGLs);
     card.vendor = first != answer.gpus.end() ? NumberOf(*first, "glVendorID") : 0;
     card.device = first != answer.gpus.end() ? NumberOf(*first, "glRendererID") : 0;
   }

@@ -7,6 +7,7 @@
 #include <gpuprowler/answer.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,7 +22,8 @@ struct Card {
   std::string driverVendor;  // of OpenGL's driver: "Mesa", "NVIDIA"
   std::optional<FoundVersion> driverVersion;
   std::optional<FoundVersion> driverDate;  // year, month, day
-  const GPU* gpu = nullptr;                // OpenGL's, that reaches it
+  const GPU* gpu = nullptr;                // OpenGL's, that stands for it; where there is none:
+  Truth hasOpenGL = Truth::kUnknown;       // whether one may do so all the same
 };
 
 // Lives no longer than its answer.

@@ -6,15 +6,12 @@
 #include <re2/re2.h>
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <string_view>
 
 namespace gpuprowler {
 
 namespace {
-
-constexpr std::uint32_t kIntel = 0x8086, kNVIDIA = 0x10DE, kAMD = 0x1002;
 
 // "GL_ARB_texture_float" for ".*GL_ARB_texture_float.*"; empty for any other kind of pattern.
 std::string ExtensionOf(const std::string& pattern) {
@@ -43,8 +40,8 @@ Truth Matches(const Pattern& pattern, const std::string& text) {
   return TruthOf(re2::RE2::FullMatch(text, *pattern));
 }
 
-Truth Matches(const Pattern& pattern, const GPU* gpu, const char* key) {
-  const std::string* const text = gpu != nullptr ? FindText(*gpu, key) : nullptr;
+Truth Matches(const Pattern& pattern, const GPU& gpu, const char* key) {
+  const std::string* const text = FindText(gpu, key);
   return text != nullptr ? Matches(pattern, *text) : Truth::kUnknown;
 }
 
@@ -91,7 +88,7 @@ Truth IsOneOf(const Card& card, const Conditions& conditions) {
 template <class Wanted>
 Truth IsOfIntels(const Card& card, const Wanted& isWanted) {
   if (!card.vendor) return Truth::kUnknown;
-  if (*card.vendor != kIntel) return Truth::kNo;
+  if (*card.vendor != kIntelsID) return Truth::kNo;
   const IntelSeries* const series = FindIntelSeries(*card.device);
   return series != nullptr ? isWanted(*series) : Truth::kUnknown;
 }
@@ -117,12 +114,17 @@ Truth IsCard(const Conditions& conditions, const Card& card, std::vector<std::st
   if (conditions.driverVersion)
     sum.Add("driver_version", Holds(*conditions.driverVersion, card.driverVersion));
   if (conditions.driverDate) sum.Add("driver_date", Holds(*conditions.driverDate, card.driverDate));
-  if (conditions.glVendor) sum.Add("gl_vendor", Matches(conditions.glVendor, card.gpu, "glVendor"));
-  if (conditions.glRenderer) sum.Add("gl_renderer", Matches(conditions.glRenderer, card.gpu, "glRenderer"));
-  if (conditions.glExtensions)
-    sum.Add("gl_extensions", card.gpu ? HasExtension(conditions.glExtensions, *card.gpu) : Truth::kUnknown);
-  if (conditions.glVersion)
-    sum.Add("gl_version", Holds(*conditions.glVersion, card.gpu ? OpenGLVersionOf(*card.gpu) : std::nullopt));
+  const auto addOpenGLs = [&](const char* member, const auto& condition, const auto& truthOf) {
+    if (condition) sum.Add(member, card.gpu ? truthOf(*card.gpu) : card.hasOpenGL);
+  };
+  addOpenGLs("gl_vendor", conditions.glVendor,
+             [&](const GPU& gpu) { return Matches(conditions.glVendor, gpu, "glVendor"); });
+  addOpenGLs("gl_renderer", conditions.glRenderer,
+             [&](const GPU& gpu) { return Matches(conditions.glRenderer, gpu, "glRenderer"); });
+  addOpenGLs("gl_extensions", conditions.glExtensions,
+             [&](const GPU& gpu) { return HasExtension(conditions.glExtensions, gpu); });
+  addOpenGLs("gl_version", conditions.glVersion,
+             [&](const GPU& gpu) { return Holds(*conditions.glVersion, OpenGLVersionOf(gpu)); });
   return sum.Put(unknown);
 }
 
@@ -148,13 +150,13 @@ Truth IsOfStyle(Style style, const Facts& facts) {
   const auto active = facts.cards[facts.active].vendor;
   switch (style) {
     case Style::kOptimus:
-      return TruthOf(has(kIntel) && has(kNVIDIA));
+      return TruthOf(has(kIntelsID) && has(kNVIDIAsID));
     case Style::kAMDSwitchable:
-      return TruthOf(has(kIntel) && has(kAMD));
+      return TruthOf(has(kIntelsID) && has(kAMDsID));
     case Style::kAMDSwitchableIntegrated:
-      return TruthOf(has(kAMD) && active == kIntel);
+      return TruthOf(has(kAMDsID) && active == kIntelsID);
     default:
-      return TruthOf(has(kIntel) && active == kAMD);
+      return TruthOf(has(kIntelsID) && active == kAMDsID);
   }
 }
 

@@ -123,7 +123,8 @@ Truth CompareVersions(const Requirement& requirement, const Version& wanted,
 Truth Compare(const Requirement& requirement, const std::string& found) {
   if (const auto* const wanted = std::get_if<Version>(&requirement.value)) {
     const auto version = LeadingVersion(found);
-    return version ? CompareVersions(requirement, *wanted, FoundVersion{*version}) : Truth::kUnknown;
+    if (version) return CompareVersions(requirement, *wanted, FoundVersion{*version});
+    return IsOrder(requirement.op) ? Truth::kUnknown : TruthOf(requirement.op == Op::kNotEqual);
   }
   const auto* const wanted = std::get_if<std::string>(&requirement.value);
   return wanted != nullptr ? TruthOf((found == *wanted) == (requirement.op == Op::kEqual)) : Truth::kUnknown;

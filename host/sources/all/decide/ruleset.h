@@ -20,6 +20,8 @@ class RE2;
 
 namespace gpuprowler {
 
+constexpr std::uint32_t kIntelsID = 0x8086, kNVIDIAsID = 0x10DE, kAMDsID = 0x1002;  // as vendors
+
 // A pattern that a text must match from end to end.
 using Pattern = std::shared_ptr<const re2::RE2>;
 

@@ -21,10 +21,9 @@ using JSON = nlohmann::json;
 
 // What a file may hold.
 constexpr int kMaxDepth = 16;
-constexpr std::size_t kMaxEntries = 10000;
+constexpr std::size_t kMaxEntries = 5000;
+constexpr std::size_t kMaxFeatures = 500;
 constexpr int kMaxPatterns = 200000;  // RE2's instructions, of all patterns
-
-constexpr std::uint32_t kIntel = 0x8086, kNVIDIA = 0x10DE;
 
 // Something is wrong with that member.
 struct Refusal : std::exception {
@@ -223,7 +222,7 @@ class Reader {
     return true;
   }
 
-  static bool TakeOwn(const std::string& member, const JSON& value, Entry& entry) {
+  bool TakeOwn(const std::string& member, const JSON& value, Entry& entry) {
     RuleMatch& match = entry.match;
     if (member == "id") {
       // It was read before.
@@ -251,19 +250,25 @@ class Reader {
     return true;
   }
 
-  static void TakeFeatures(const JSON& value, Entry& entry) {
+  void TakeFeature(const JSON& value, std::set<std::string>& features) {
+    const std::string name = TextOf(value);
+    Require(!name.empty(), "must not be empty");
+    fFeatures.insert(name);
+    Require(fFeatures.size() <= kMaxFeatures, "is too much: the file may name 500 features at most");
+    features.insert(name);
+  }
+
+  void TakeFeatures(const JSON& value, Entry& entry) {
     TakeList(value, [&](const JSON& feature) {
-      if (feature.is_object())
-        return TakeObject(feature, [&](const std::string& member, const JSON& part) {
-          Require(member == "exceptions", "isn't known");
-          for (std::string& name : TextsOf(part)) entry.featureExceptions.insert(std::move(name));
-        });
-      std::string name = TextOf(feature);
-      Require(!name.empty(), "must not be empty");
-      if (name == "all")
+      if (feature == "all")
         entry.isForAll = true;
+      else if (!feature.is_object())
+        TakeFeature(feature, entry.features);
       else
-        entry.features.insert(std::move(name));
+        TakeObject(feature, [&](const std::string& member, const JSON& part) {
+          Require(member == "exceptions", "isn't known");
+          TakeList(part, [&](const JSON& name) { TakeFeature(name, entry.featureExceptions); });
+        });
     });
   }
 
@@ -291,6 +296,20 @@ class Reader {
     Require(!conditions.revisions.empty(), "must not be empty");
   }
 
+  static void TakeCategory(const JSON& value, Conditions& conditions) {
+    conditions.category = ChoiceOf<Category>(value, {{"any", Category::kAny},
+                                                     {"primary", Category::kPrimary},
+                                                     {"secondary", Category::kSecondary},
+                                                     {"active", Category::kActive}});
+  }
+
+  static void TakeStyle(const JSON& value, Conditions& conditions) {
+    conditions.style = ChoiceOf<Style>(value, {{"optimus", Style::kOptimus},
+                                               {"amd_switchable", Style::kAMDSwitchable},
+                                               {"amd_switchable_integrated", Style::kAMDSwitchableIntegrated},
+                                               {"amd_switchable_discrete", Style::kAMDSwitchableDiscrete}});
+  }
+
   static void TakeSeries(const JSON& value, Conditions& conditions) {
     TakeList(value, [&](const JSON& series) {
       const std::string name = TextOf(series);
@@ -310,7 +329,7 @@ class Reader {
     if (schema == Schema::kCommon) return;
     const bool isIntel = schema == Schema::kIntel;
     const bool namesVendor = vendor
-                                 ? *vendor == (isIntel ? kIntel : kNVIDIA)
+                                 ? *vendor == (isIntel ? kIntelsID : kNVIDIAsID)
                                  : conditions.driverVendor || (isIntel && !conditions.intelSeries.empty()) ||
                                        (isIntel && conditions.intelGeneration);
     if (os != "win" || !namesVendor)
@@ -347,9 +366,19 @@ class Reader {
     return pattern;
   }
 
-  // What answers don't tell, by how it's written.
+  // --- By how it's written ---
 
-  Take Unknowable(const char* member, std::function<void(const JSON&)> check) {
+  Take PatternInto(Pattern Conditions::*field) {
+    return [this, field](const JSON& value, Conditions& conditions) { conditions.*field = PatternOf(value); };
+  }
+
+  static Take TestInto(std::optional<VersionTest> Conditions::*field, Kind kind = Kind::kPlain) {
+    return
+        [field, kind](const JSON& value, Conditions& conditions) { conditions.*field = TestOf(value, kind); };
+  }
+
+  // What answers don't tell, checked all the same.
+  static Take Unknowable(const char* member, std::function<void(const JSON&)> check) {
     return [member, check = std::move(check)](const JSON& value, Conditions& conditions) {
       check(value);
       conditions.unknowable.emplace_back(member);
@@ -360,82 +389,80 @@ class Reader {
     return Unknowable(member, [this](const JSON& value) { PatternOf(value); });
   }
 
-  static void CheckNumbers(const JSON& value) {
-    TakeObject(value, [](const std::string& member, const JSON& part) {
-      if (member == "op")
-        Require(ParseOp(TextOf(part)).has_value(), "isn't known");
-      else
-        Require(member == "value" || member == "value2" ? part.is_number() || part.is_string()
-                                                        : IsComment(member),
-                "isn't known");
+  Take UnknowablePatterns(const char* member) {
+    return Unknowable(member, [this](const JSON& value) {
+      TakeList(value, [this](const JSON& pattern) { PatternOf(pattern); });
+    });
+  }
+
+  static Take UnknowableTest(const char* member) {
+    return Unknowable(member, [](const JSON& value) { TestOf(value); });
+  }
+
+  static Take UnknowableNumber(const char* member) {
+    return Unknowable(member, [](const JSON& value) {
+      Require(value.is_string() || value.is_number_integer(), "must be a number or a text");
+    });
+  }
+
+  // With fractions.
+  static Take UnknowableNumbers(const char* member) {
+    return Unknowable(member, [](const JSON& value) {
+      TakeObject(value, [](const std::string& part, const JSON& of) {
+        const bool isKnown = part == "op"                          ? ParseOp(TextOf(of)).has_value()
+                             : part == "value" || part == "value2" ? of.is_number() || of.is_string()
+                                                                   : IsComment(part);
+        Require(isKnown, "isn't known");
+      });
     });
   }
 
   // Set but for the value that says that it doesn't matter.
-  Take Support(const char* member) {
+  static Take UnknowableSupport(const char* member) {
     return [member](const JSON& value, Conditions& conditions) {
       if (NameOf(value, {"dont_care", "supported", "unsupported"}) != "dont_care")
         conditions.unknowable.emplace_back(member);
     };
   }
 
-  int fPatterns = 0;  // RE2's instructions
+  std::set<std::string> fFeatures;  // that the file has named
+  int fPatterns = 0;                // RE2's instructions
   const std::map<std::string, Take> fTakes = {
-      {"os", [](const JSON& value, Conditions& c) { TakeOS(value, c); }},
+      {"os", TakeOS},
       {"vendor_id", [](const JSON& value, Conditions& c) { c.vendor = IDOf(TextOf(value)); }},
-      {"device_id", [](const JSON& value, Conditions& c) { TakeDevices(value, c); }},
-      {"device_revision", [](const JSON& value, Conditions& c) { TakeRevisions(value, c); }},
-      {"multi_gpu_category",
-       [](const JSON& value, Conditions& c) {
-         c.category = ChoiceOf<Category>(value, {{"any", Category::kAny},
-                                                 {"primary", Category::kPrimary},
-                                                 {"secondary", Category::kSecondary},
-                                                 {"active", Category::kActive}});
-       }},
-      {"multi_gpu_style",
-       [](const JSON& value, Conditions& c) {
-         c.style = ChoiceOf<Style>(value, {{"optimus", Style::kOptimus},
-                                           {"amd_switchable", Style::kAMDSwitchable},
-                                           {"amd_switchable_integrated", Style::kAMDSwitchableIntegrated},
-                                           {"amd_switchable_discrete", Style::kAMDSwitchableDiscrete}});
-       }},
-      {"intel_gpu_series", [](const JSON& value, Conditions& c) { TakeSeries(value, c); }},
-      {"intel_gpu_generation", [](const JSON& value, Conditions& c) { c.intelGeneration = TestOf(value); }},
-      {"driver_vendor", [this](const JSON& value, Conditions& c) { c.driverVendor = PatternOf(value); }},
-      {"driver_version",
-       [](const JSON& value, Conditions& c) { c.driverVersion = TestOf(value, Kind::kOfDriver); }},
-      {"driver_date", [](const JSON& value, Conditions& c) { c.driverDate = TestOf(value); }},
-      {"gl_vendor", [this](const JSON& value, Conditions& c) { c.glVendor = PatternOf(value); }},
-      {"gl_renderer", [this](const JSON& value, Conditions& c) { c.glRenderer = PatternOf(value); }},
-      {"gl_extensions", [this](const JSON& value, Conditions& c) { c.glExtensions = PatternOf(value); }},
-      {"gl_version", [](const JSON& value, Conditions& c) { c.glVersion = TestOf(value); }},
+      {"device_id", TakeDevices},
+      {"device_revision", TakeRevisions},
+      {"multi_gpu_category", TakeCategory},
+      {"multi_gpu_style", TakeStyle},
+      {"intel_gpu_series", TakeSeries},
+      {"intel_gpu_generation", TestInto(&Conditions::intelGeneration)},
+      {"driver_vendor", PatternInto(&Conditions::driverVendor)},
+      {"driver_version", TestInto(&Conditions::driverVersion, Kind::kOfDriver)},
+      {"driver_date", TestInto(&Conditions::driverDate)},
+      {"gl_vendor", PatternInto(&Conditions::glVendor)},
+      {"gl_renderer", PatternInto(&Conditions::glRenderer)},
+      {"gl_extensions", PatternInto(&Conditions::glExtensions)},
+      {"gl_version", TestInto(&Conditions::glVersion)},
       {"gl_type",
        [](const JSON& value, Conditions& c) {
          c.glType = NameOf(value, {"gl", "gles", "angle", "angle_gl", "angle_gles", "angle_vulkan"});
        }},
-      {"gpu_count", [](const JSON& value, Conditions& c) { c.gpuCount = TestOf(value); }},
+      {"gpu_count", TestInto(&Conditions::gpuCount)},
       {"direct_rendering", [](const JSON& value, Conditions& c) { c.isDirect = FlagOf(value); }},
-      {"direct_rendering_version", [](const JSON& value, Conditions& c) { c.directVersion = TestOf(value); }},
+      {"direct_rendering_version", TestInto(&Conditions::directVersion)},
+
       {"cpu_info", UnknowablePattern("cpu_info")},
-      {"gl_reset_notification_strategy", Unknowable("gl_reset_notification_strategy",
-                                                    [](const JSON& value) {
-                                                      Require(value.is_string() || value.is_number_integer(),
-                                                              "must be a number or a text");
-                                                    })},
+      {"gl_reset_notification_strategy", UnknowableNumber("gl_reset_notification_strategy")},
       {"gl_version_string", UnknowablePattern("gl_version_string")},
-      {"hardware_overlay", Support("hardware_overlay")},
+      {"hardware_overlay", UnknowableSupport("hardware_overlay")},
       {"in_process_gpu", Unknowable("in_process_gpu", [](const JSON& value) { FlagOf(value); })},
-      {"machine_model_name", Unknowable("machine_model_name",
-                                        [this](const JSON& value) {
-                                          TakeList(value, [this](const JSON& name) { PatternOf(name); });
-                                        })},
-      {"machine_model_version",
-       Unknowable("machine_model_version", [](const JSON& value) { TestOf(value); })},
-      {"perf_gaming", Unknowable("perf_gaming", CheckNumbers)},
-      {"perf_graphics", Unknowable("perf_graphics", CheckNumbers)},
-      {"perf_overall", Unknowable("perf_overall", CheckNumbers)},
-      {"pixel_shader_version", Unknowable("pixel_shader_version", [](const JSON& value) { TestOf(value); })},
-      {"subpixel_font_rendering", Support("subpixel_font_rendering")},
+      {"machine_model_name", UnknowablePatterns("machine_model_name")},
+      {"machine_model_version", UnknowableTest("machine_model_version")},
+      {"perf_gaming", UnknowableNumbers("perf_gaming")},
+      {"perf_graphics", UnknowableNumbers("perf_graphics")},
+      {"perf_overall", UnknowableNumbers("perf_overall")},
+      {"pixel_shader_version", UnknowableTest("pixel_shader_version")},
+      {"subpixel_font_rendering", UnknowableSupport("subpixel_font_rendering")},
   };
 };
 
@@ -471,7 +498,7 @@ void ReadRules(const std::string& file, const std::string& text, std::vector<Ent
     const JSON rules = Parse(text);
     Require(rules.is_object() && rules.contains("entries") && rules["entries"].is_array(),
             "must be an object with a list of \"entries\"");
-    Require(rules["entries"].size() <= kMaxEntries, "has too many entries: 10000 are the most");
+    Require(rules["entries"].size() <= kMaxEntries, "has too many entries: 5000 are the most");
     for (const auto& member : rules.items())
       if (member.key() != "entries" && member.key() != "name" && member.key() != "version" &&
           !IsComment(member.key()))
