@@ -294,7 +294,7 @@ TEST(RulesTest, Require) {
       {"interface=OpenCL", "allowed"},
       {"software=1", "blocked"},
       {"GLVersion", "must be a key, one of = != < <= > >=, and a value"},
-      {"GLVersion>=", "must have a value behind the comparison"},
+      {"GLVersion=", "must have a value behind the comparison"},
       {"GLVersion>=x", "must be compared with a version, such as 3.3, or by = and !="},
       {"GLMemoryMB>=x", "must be compared with a number"},
       {"GLFrameBufferOK>0", "is yes or no: it can be compared by = and != alone"},

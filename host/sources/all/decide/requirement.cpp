@@ -27,7 +27,7 @@ std::pair<Op, std::size_t> OpAt(std::string_view text) {
   if (text.substr(0, 2) == "!=") return {Op::kNotEqual, 2};
   if (text.substr(0, 2) == "==") return {Op::kEqual, 2};
   for (const std::size_t size : {2u, 1u})
-    if (const auto op = ParseOp(text.substr(0, size))) return {*op, size};
+    if (const auto op = ParseOp(text.substr(0, size)); op && size <= text.size()) return {*op, size};
   Refuse("must have one of = != < <= > >= behind the key");
 }
 
