@@ -355,6 +355,7 @@ class Reader {
   }
 
   Pattern Compiled(const std::string& text) {
+    Require(fPatterns <= kMaxPatterns, "is too much: the file's patterns have become too large");
     constexpr int kBytes = 256 * 1024;
     re2::RE2::Options options;
     options.set_log_errors(false);
@@ -362,7 +363,6 @@ class Reader {
     auto pattern = std::make_shared<const re2::RE2>(text, options);
     if (!pattern->ok()) Refuse("is no pattern: " + pattern->error());
     fPatterns += pattern->ProgramSize();
-    Require(fPatterns <= kMaxPatterns, "is too much: the file's patterns have become too large");
     return pattern;
   }
 
