@@ -155,8 +155,12 @@ TEST(RulesTest, MatchWhatIsThere) {
   answer.gpus[0].adapter = 1;
   EXPECT_EQ(OutcomeOf("'vendor_id': '0x10de'", answer), "blocked");
   answer.gpus.resize(1);
-  answer.gpus[0].adapter.reset();  // software: the first card is the active one
+  answer.gpus[0].adapter.reset();  // the first card is the active one
   EXPECT_EQ(OutcomeOf("'vendor_id': '0x8086', 'gl_renderer': 'Mesa.*'", answer), "blocked");
+  answer.gpus[0].software = true;  // by a driver that isn't the card's
+  answer.adapters[0].driverVersion = "535.54";
+  EXPECT_EQ(OutcomeOf("'driver_vendor': 'Mesa', 'driver_version': {'op': '>', 'value': '30'}", answer),
+            "warned driver_version");
   answer.adapters.clear();
   EXPECT_EQ(OutcomeOf("'vendor_id': '0x8086'", answer), "allowed");
   EXPECT_EQ(OutcomeOf("'gl_renderer': 'Mesa.*', 'driver_version': {'op': '>', 'value': '9'}", answer),

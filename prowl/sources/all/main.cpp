@@ -201,11 +201,12 @@ int Check(const Options& options) {
   for (const gpuprowler::RuleError& error : rules.GetErrors())
     std::cerr << "prowl: " << AsText(error) << "\n";
   const gpuprowler::Answer answer = GetAnswer(options);
+  const bool isAsked = options.from.empty();
+  if (isAsked && answer.verdict != gpuprowler::Verdict::kFinished) std::cerr << Summary(answer);
+  if (isAsked && answer.verdict == gpuprowler::Verdict::kInterrupted) return StatusOf(answer);
   const gpuprowler::Decision decision = Check(rules, answer, options.features);
   const bool written = WriteOutput(options.form == Form::kJSON ? AsJSON(decision) : AsText(decision));
-  return Conclude(written, answer.verdict == gpuprowler::Verdict::kInterrupted && options.from.empty()
-                               ? StatusOf(answer)
-                               : StatusOf(decision));
+  return Conclude(written, StatusOf(decision));
 }
 
 std::string ShowMemory() {

@@ -64,11 +64,12 @@ std::optional<Version> DateOf(std::string text) {
 std::string DriverVendorOf(const Answer& answer, const Card& card, const Adapter* adapter) {
   std::string names = adapter != nullptr && adapter->driver == "nvidia" ? kNVIDIA : "";
   if (card.gpu != nullptr) {
-    names = TextOf(*card.gpu, "glVendor") + "/" + TextOf(*card.gpu, "glRenderer");
+    names += TextOf(*card.gpu, "glVendor") + "/" + TextOf(*card.gpu, "glRenderer") + "/";
     if (card.gpu->driver) names += answer.drivers[*card.gpu->driver].library;
   }
-  if (Contains(names, kNVIDIA) || Contains(names, "libEGL_nvidia")) return kNVIDIA;
-  return Contains(names, kMesa) || Contains(names, "libEGL_mesa") || Contains(names, "llvmpipe") ? kMesa : "";
+  // Mesa's tell of NVIDIA's cards too.
+  if (Contains(names, kMesa) || Contains(names, "libEGL_mesa") || Contains(names, "llvmpipe")) return kMesa;
+  return Contains(names, kNVIDIA) || Contains(names, "libEGL_nvidia") ? kNVIDIA : "";
 }
 
 // On Linux the system's word is the kernel driver's: its module's, or else the kernel's release. NVIDIA's
@@ -83,6 +84,7 @@ bool IsKernels(const std::string& version, const Card& card, const Facts& facts)
 }
 
 void SetDriver(const Answer& answer, const Adapter* adapter, const Facts& facts, Card& card) {
+  if (card.gpu != nullptr && card.gpu->software) adapter = nullptr;
   std::string version = adapter != nullptr ? adapter->driverVersion : "";
   std::string date = adapter != nullptr ? adapter->driverDate : "";
   if (card.gpu != nullptr) {

@@ -45,30 +45,20 @@ bool IsAbout(const Requirement& requirement, Interface interface) {
   return InterfaceOf(requirement).value_or(interface) == interface;
 }
 
-// What the rules say of an answer.
-class Checker {
- public:
-  Checker(const Answer& answer, Decision& decision) : fFacts(FactsOf(answer)), fDecision(decision) {}
-
-  void Check(const Entry& entry) {
-    RuleMatch match = entry.match;
-    const Truth truth = Applies(entry, fFacts, match.unknown);
-    if (truth == Truth::kNo) return;
-    const bool blocks = truth == Truth::kYes && (entry.isForAll || !entry.features.empty());
-    bool isTold = !match.disabledExtensions.empty();
-    for (auto& [name, feature] : fDecision.features) {
-      if (!IsAbout(entry, name)) continue;
-      Worsen(feature.outcome, blocks ? Outcome::kBlocked : Outcome::kWarned);
-      feature.entries.push_back(fDecision.entries.size());
-      isTold = true;
-    }
-    if (isTold) fDecision.entries.push_back(std::move(match));
+void CheckEntry(const Entry& entry, const Facts& facts, Decision& decision) {
+  RuleMatch match = entry.match;
+  const Truth truth = Applies(entry, facts, match.unknown);
+  if (truth == Truth::kNo) return;
+  const bool blocks = truth == Truth::kYes && (entry.isForAll || !entry.features.empty());
+  bool isTold = !match.disabledExtensions.empty();
+  for (auto& [name, feature] : decision.features) {
+    if (!IsAbout(entry, name)) continue;
+    Worsen(feature.outcome, blocks ? Outcome::kBlocked : Outcome::kWarned);
+    feature.entries.push_back(decision.entries.size());
+    isTold = true;
   }
-
- private:
-  const Facts fFacts;
-  Decision& fDecision;
-};
+  if (isTold) decision.entries.push_back(std::move(match));
+}
 
 RequirementResult ResultOf(const std::vector<Requirement>& requirements, const Answer& answer,
                            std::size_t place) {
@@ -157,8 +147,8 @@ Decision Check(const Rules& rules, const Answer& answer, const std::vector<std::
   for (const std::string& feature : features) decision.features[feature].isNamed = named.count(feature) > 0;
   if (features.empty())
     for (const std::string& feature : named) decision.features[feature].isNamed = true;
-  Checker checker(answer, decision);
-  for (const Entry& entry : parts.entries) checker.Check(entry);
+  const Facts facts = FactsOf(answer);
+  for (const Entry& entry : parts.entries) CheckEntry(entry, facts, decision);
   CheckRequirements(parts.requirements, answer, decision);
   decision.outcome = decision.requirements;
   for (const auto& [name, feature] : decision.features) Worsen(decision.outcome, feature.outcome);
