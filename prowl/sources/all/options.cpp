@@ -82,6 +82,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   request.seconds = kDefaultSeconds;
   app.description(kDescription);
   app.formatter(std::make_shared<Help>());
+  app.allow_windows_style_options(false);  // a file's name may begin with a slash
   app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
 
   CLI::Option* const from =
