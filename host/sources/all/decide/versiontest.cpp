@@ -54,8 +54,9 @@ Version Reduced(Version version, Schema schema) {
 }  // namespace
 
 std::optional<Version> LeadingVersion(std::string_view text) {
+  constexpr std::size_t kMaxNumbers = 16;
   Version version;
-  for (std::size_t at = 0; at < text.size() && IsDigit(text[at]);) {
+  for (std::size_t at = 0; at < text.size() && IsDigit(text[at]) && version.size() < kMaxNumbers;) {
     std::size_t end = at;
     while (end < text.size() && IsDigit(text[end])) ++end;
     version.emplace_back(text.substr(at, end - at));
