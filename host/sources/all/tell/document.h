@@ -16,7 +16,7 @@ namespace gpuprowler {
 // is true.
 constexpr std::size_t kMaxDocumentBytes = std::size_t{16} * 1024 * 1024;
 
-// The same in one line and with home folders as they are: for what only this user reads.
+// The same in one line and with all names as they are: for what only this user reads.
 std::string AsPrivateJSON(const Answer& answer);
 
 // The answer that such a document was made of, or nothing where the text isn't one: all keys must be there

@@ -1,0 +1,30 @@
+#include "escaped.h"
+
+#include "tell/printable.h"
+
+namespace gpuprowler {
+
+std::string Escaped(const std::string& text, std::size_t bytes) {
+  std::string escaped;
+  for (const char c : Printable(text, bytes)) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+}  // namespace gpuprowler
