@@ -1,6 +1,6 @@
 // An answer as Markdown. What drivers have said stands in code, where trackers see no markup, no names of
 // people or issues, and no links.
-#include "escaped.h"
+#include "html.h"
 #include "tell/printable.h"
 #include "tell/privacy.h"
 #include "tell/words.h"
@@ -303,8 +303,7 @@ void AddDetails(const Answer& answer, std::vector<Section>& sections) {
     AddLines("Standard error" + ofRun, answer.runs[run].errors, sections);
     AddLines("Other lines" + ofRun, answer.runs[run].output, sections);
   }
-  for (const GPU& gpu : answer.gpus)
-    AddValues("Values of <code>" + Escaped(NameOf(gpu)) + "</code>", gpu.values, sections);
+  for (const GPU& gpu : answer.gpus) AddValues("Values of " + CodeElement(NameOf(gpu)), gpu.values, sections);
   for (std::size_t run = 0; run < answer.runs.size(); ++run)
     AddValues("Values of run " + std::to_string(run), answer.runs[run].values, sections);
 }

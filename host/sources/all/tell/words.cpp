@@ -15,6 +15,7 @@ namespace gpuprowler {
 namespace {
 
 constexpr std::size_t kToldQuestions = 4;  // where it may be one of many
+constexpr int kReportDigits = 6;
 constexpr std::uint64_t kMB = std::uint64_t{1024} * 1024;
 
 const char* InWords(Behaviour behaviour) {
@@ -34,6 +35,11 @@ const char* InWords(Behaviour behaviour) {
     default:
       return "";
   }
+}
+
+std::string Rounded(double number, std::chars_format format, int digits) {
+  char text[400];
+  return {text, std::to_chars(text, std::end(text), number, format, digits).ptr};
 }
 
 std::string ValueOf(const GPU& gpu, const std::string& key) {
@@ -77,10 +83,7 @@ std::string InWords(const Value& value) {
     std::string operator()(const std::string& text) const { return text; }
     std::string operator()(bool flag) const { return flag ? "1" : "0"; }
     std::string operator()(std::int64_t number) const { return std::to_string(number); }
-    std::string operator()(double number) const {
-      char digits[32];
-      return {digits, std::to_chars(digits, std::end(digits), number, std::chars_format::general, 6).ptr};
-    }
+    std::string operator()(double number) const { return Significant(number, kReportDigits); }
     std::string operator()(const std::vector<std::int64_t>& numbers) const {
       std::string text;
       for (const std::int64_t number : numbers) text += (text.empty() ? "" : ", ") + std::to_string(number);
@@ -120,9 +123,10 @@ Facts StoryOf(const Answer& answer) {
   return story;
 }
 
-std::string Fixed(double number, int digits) {
-  char text[400];
-  return {text, std::to_chars(text, std::end(text), number, std::chars_format::fixed, digits).ptr};
+std::string Fixed(double number, int digits) { return Rounded(number, std::chars_format::fixed, digits); }
+
+std::string Significant(double number, int digits) {
+  return Rounded(number, std::chars_format::general, digits);
 }
 
 std::string NameOf(const GPU& gpu) {

@@ -32,8 +32,9 @@ std::string AnyOf(const std::vector<std::string>& questions);
 // What happened in the runs with several drivers that came to no end, and the notes of all runs.
 Facts StoryOf(const Answer& answer);
 
-// "1.23", rounded, on every machine the same.
+// Rounded, on every machine the same: "1.20" with two digits behind the point, "1.2" with six at most in all.
 std::string Fixed(double number, int digits);
+std::string Significant(double number, int digits);
 
 // "glgpu[0]"; "glgpu[0] of run 2", where it isn't the first.
 std::string NameOf(const GPU& gpu);

@@ -1,4 +1,4 @@
-#include "escaped.h"
+#include "html.h"
 
 #include "tell/printable.h"
 
@@ -25,6 +25,14 @@ std::string Escaped(const std::string& text, std::size_t bytes) {
     }
   }
   return escaped;
+}
+
+std::string Element(const std::string& tag, const std::string& content) {
+  return "<" + tag + ">" + content + "</" + tag.substr(0, tag.find(' ')) + ">\n";
+}
+
+std::string CodeElement(const std::string& text) {
+  return text.empty() ? "" : "<code>" + Escaped(text) + "</code>";
 }
 
 }  // namespace gpuprowler
