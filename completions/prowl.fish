@@ -1,4 +1,5 @@
 complete -c prowl -f
+complete -c prowl -l from -r -F -d 'Take the answer of this document'
 complete -c prowl -l prober -r -F -d 'The prober to run'
 complete -c prowl -l timeout -x -d 'What everything may take, in seconds'
 complete -c prowl -l question-timeout -x -d 'What a question may take, in seconds'
@@ -10,6 +11,7 @@ complete -c prowl -l all -n 'not __fish_contains_opt json events raw' -d 'All th
 complete -c prowl -l json -n 'not __fish_contains_opt all events raw' -d 'One JSON document'
 complete -c prowl -l events -n 'not __fish_contains_opt all json raw' -d 'Lines of JSON as it goes on'
 complete -c prowl -l raw -n 'not __fish_contains_opt all json events remember' -d 'The report byte for byte'
+complete -c prowl -n __fish_use_subcommand -a ask -d 'Ask the drivers'
 complete -c prowl -n __fish_use_subcommand -a look -d 'Tell of adapters and drivers'
 complete -c prowl -n __fish_use_subcommand -a memory -d 'Show which drivers are set aside'
 complete -c prowl -n __fish_use_subcommand -a forget -d 'Forget answers and drivers'

@@ -127,6 +127,9 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"--raw --json", "", "--json excludes --raw\n", "status 1"},
       {"look --raw", "", "look excludes --raw\n", "status 1"},
       {"memory --json", "", "memory excludes --json\n", "status 1"},
+      {"--from /none", "", "prowl: can't read /none\n", "status 1"},
+      {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
+      {"--from - --raw", "", "--from excludes --raw\n", "status 1"},
       {"--fresh", "", "--fresh requires --remember\n", "status 1"},
   };
   for (const auto& row : rows) {

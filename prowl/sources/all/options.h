@@ -15,6 +15,7 @@ enum class Form { kText, kAll, kJSON, kEvents, kRaw };
 struct Options {
   Verb verb = Verb::kAsk;
   Form form = Form::kText;
+  std::string from;  // the file of an answer to be told, "-" is standard input; empty: ask
   gpuprowler::Request request;
   std::string driver;  // to be forgotten
 };
