@@ -11,6 +11,7 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/show.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -133,7 +134,9 @@ int Conclude(bool written, int status) {
 }
 
 std::string Told(const gpuprowler::Answer& answer, Form form) {
-  return form == Form::kJSON ? AsJSON(answer) : AsText(answer, form == Form::kAll);
+  return form == Form::kJSON       ? AsJSON(answer)
+         : form == Form::kMarkdown ? AsMarkdown(answer)
+                                   : AsText(answer, form == Form::kAll);
 }
 
 // Until somebody interrupts that.
@@ -179,9 +182,16 @@ int AskForEvents(const gpuprowler::Request& request) {
   return Conclude(events.Finish(answer), StatusOf(answer));
 }
 
+int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
+  const bool isWritten = !options.html.empty();
+  if (isWritten) prowl::ReplaceFile(options.html, AsHTML(answer));
+  if (isWritten && options.form == Form::kText) return status;
+  return Conclude(WriteOutput(Told(answer, options.form)), status);
+}
+
 int TellAnswer(const Options& options) {
   const gpuprowler::Answer answer = GetAnswer(options);
-  return Conclude(WriteOutput(Told(answer, options.form)), StatusOf(answer));
+  return TellAnswer(answer, options, StatusOf(answer));
 }
 
 std::string ShowMemory() {
@@ -199,7 +209,7 @@ std::string Forget(const std::string& driver) {
 int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
-      return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+      return TellAnswer(gpuprowler::Look(), options, 0);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:

@@ -181,7 +181,7 @@ TEST(DocumentTest, TellsNobodysNames) {
   EXPECT_GT(count, 30);
   const Answer answer = *gpuprowler::AnswerOf(document.dump());
   for (const string& output : {AsJSON(answer), AsJSONLine(answer), AsText(answer), AsText(answer, true),
-                               Summary(answer), AsMarkdown(answer)})
+                               Summary(answer), AsMarkdown(answer), AsHTML(answer)})
     for (const string& name : {OwnHome(), string("annsmith"), host})
       EXPECT_EQ(output.find(name), string::npos) << name << "\n" << output;
 }

@@ -17,6 +17,9 @@ std::string Escaped(const std::string& text, std::size_t bytes) {
       case '>':
         escaped += "&gt;";
         break;
+      case '`':
+        escaped += "&#96;";
+        break;
       case '"':
         escaped += "&quot;";
         break;

@@ -7,7 +7,8 @@
 
 namespace gpuprowler {
 
-// Printable, and without meaning in HTML: between tags, and in an attribute's quotes.
+// Printable, and without meaning in HTML: between tags, in an attribute's quotes, and where that stands in
+// Markdown.
 std::string Escaped(const std::string& text, std::size_t bytes = 400);
 
 // Of a tag with its attributes, such as "td class=\"number\"", and of HTML.

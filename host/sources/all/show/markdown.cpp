@@ -45,10 +45,11 @@ bool IsInside(char c) { return IsLetter(c) || c == '\'' || c == '-'; }
 
 // Whether no tracker makes anything of it: a word of letters, or a short number.
 bool IsPlain(std::string_view word) {
-  constexpr std::size_t kMaxDigits = 8;
+  constexpr std::size_t kMaxDigits = 8, kMaxLetters = 40;
   if (word.empty() || (word.size() <= kMaxDigits && std::all_of(word.begin(), word.end(), IsOfNumber)))
     return true;
-  return IsLetter(word.front()) && IsLetter(word.back()) && std::all_of(word.begin(), word.end(), IsInside);
+  return word.size() <= kMaxLetters && IsLetter(word.front()) && IsLetter(word.back()) &&
+         std::all_of(word.begin(), word.end(), IsInside);
 }
 
 // A word without the punctuation around it: [first, last).
@@ -209,7 +210,8 @@ void AddStory(const Answer& answer, std::vector<Section>& sections) {
     for (const auto& [title, text] : StoryOf(answer)) add(title, Sentence(text));
     std::string command = answer.prober;
     for (const std::string& argument : answer.arguments) command += " " + argument;
-    add("Asked", Joined({answer.remembered ? "earlier" : "", Code(answer.time), "by " + Code(command)}));
+    add("Asked", Joined({Around("at ", Code(answer.time)), Around("by ", Code(command)),
+                         answer.remembered ? "and this is remembered" : ""}));
   }
   sections.push_back(std::move(section));
 }

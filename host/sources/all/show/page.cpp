@@ -163,11 +163,12 @@ std::string GPUsOf(const Answer& answer) {
 
 std::string AdaptersOf(const Answer& answer) {
   if (answer.adapters.empty()) return "";
-  return Element("ul class=\"cards\"",
-                 Each(answer.adapters,
-                      [](const Adapter& adapter) {
-                        return CardOf(adapter.name, adapter.asleep ? Chip("asleep") : "", FactsOf(adapter));
-                      })) +
+  return Element("ul class=\"cards\"", Each(answer.adapters,
+                                            [](const Adapter& adapter) {
+                                              Facts facts = FactsOf(adapter);
+                                              facts.erase(facts.begin() + 1);  // its name
+                                              return CardOf(adapter.name, "", facts);
+                                            })) +
          Rest(answer.adapters);
 }
 
