@@ -208,9 +208,7 @@ void AddStory(const Answer& answer, std::vector<Section>& sections) {
   } else {
     section.title = Sentence(answer.text) + ", after " + Fixed(answer.seconds, 2) + " s";
     for (const auto& [title, text] : StoryOf(answer)) add(title, Sentence(text));
-    std::string command = answer.prober;
-    for (const std::string& argument : answer.arguments) command += " " + argument;
-    add("Asked", Joined({Around("at ", Code(answer.time)), Around("by ", Code(command)),
+    add("Asked", Joined({Around("at ", Code(answer.time)), Around("by ", Code(CommandOf(answer))),
                          answer.remembered ? "and this is remembered" : ""}));
   }
   sections.push_back(std::move(section));

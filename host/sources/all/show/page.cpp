@@ -51,6 +51,11 @@ std::string Rest(const Parts& parts, std::size_t shown = kMaxEntries) {
   return parts.size() <= shown ? "" : Element("p", "And " + std::to_string(parts.size() - shown) + " more.");
 }
 
+template <class Parts, class Make>
+std::string List(const std::string& tag, const Parts& parts, Make&& make) {
+  return parts.empty() ? "" : Element(tag, Each(parts, make)) + Rest(parts);
+}
+
 std::string Chip(const std::string& text, const std::string& kind = "plain") {
   return Element("span class=\"chip " + kind + "\"", Escaped(text));
 }
@@ -115,9 +120,7 @@ std::string HeaderOf(const Answer& answer) {
     title = answer.text;
     details = Joined({GPUCounts(answer), "after " + TimeText(answer.seconds),
                       (answer.remembered ? "remembered from " : "asked at ") + answer.time});
-    std::string command = answer.prober;
-    for (const std::string& argument : answer.arguments) command += " " + argument;
-    story.emplace_back("Prober", command);
+    story.emplace_back("Prober", CommandOf(answer));
   }
   return Element(std::string("header class=\"") + ClassOf(answer) + "\"",
                  "\n" + Element("p class=\"kind\"", kind) + Element("h1", Escaped(title)) +
@@ -128,14 +131,9 @@ std::string HeaderOf(const Answer& answer) {
 // ------------------------------------------------------------------------------------------------
 
 std::string ReasonsOf(const Answer& answer) {
-  if (answer.reasons.empty()) return "";
-  return Element("ul class=\"reasons\"",
-                 Each(answer.reasons,
-                      [](const Reason& reason) {
-                        return Element("li",
-                                       Escaped(reason.text) + " " + Element("code", Escaped(reason.code)));
-                      })) +
-         Rest(answer.reasons);
+  return List("ul class=\"reasons\"", answer.reasons, [](const Reason& reason) {
+    return Element("li", Escaped(reason.text) + " " + CodeElement(reason.code));
+  });
 }
 
 std::string CardOf(const std::string& name, const std::string& chips, const Facts& facts) {
@@ -144,9 +142,7 @@ std::string CardOf(const std::string& name, const std::string& chips, const Fact
 }
 
 std::string CardOf(const Answer& answer, const GPU& gpu) {
-  std::string chips =
-      Chip(InWords(gpu.interface), gpu.interface == Interface::kOpenGL ? "opengl" : "opencl") +
-      Chip(NameOf(gpu));
+  std::string chips = InterfaceChip(gpu.interface) + Chip(NameOf(gpu));
   if (gpu.software) chips += Chip("software");
   if (!gpu.failed.empty()) chips += Chip("dropped", "bad");
   Facts facts = FactsOf(answer, gpu);
@@ -154,36 +150,26 @@ std::string CardOf(const Answer& answer, const GPU& gpu) {
   return CardOf(ModelOf(gpu), chips, facts);
 }
 
+std::string CardOf(const Adapter& adapter) {
+  Facts facts = FactsOf(adapter);
+  facts.erase(facts.begin() + 1);  // its name
+  return CardOf(adapter.name, "", facts);
+}
+
+std::string CardOf(const Driver& driver) {
+  std::string chips = InterfaceChip(driver.interface);
+  if (driver.behaviour > Behaviour::kSound) chips += Chip(BehaviourName(driver.behaviour), "bad");
+  return CardOf(LibraryOf(driver), chips,
+                {{"Behaviour", BehaviourOf(driver)}, {"Manifest", driver.manifest}});
+}
+
+template <class Parts>
+std::string Cards(const Parts& parts) {
+  return List("ul class=\"cards\"", parts, [](const auto& part) { return CardOf(part); });
+}
+
 std::string GPUsOf(const Answer& answer) {
-  if (answer.gpus.empty()) return "";
-  return Element("ul class=\"cards\"",
-                 Each(answer.gpus, [&](const GPU& gpu) { return CardOf(answer, gpu); })) +
-         Rest(answer.gpus);
-}
-
-std::string AdaptersOf(const Answer& answer) {
-  if (answer.adapters.empty()) return "";
-  return Element("ul class=\"cards\"", Each(answer.adapters,
-                                            [](const Adapter& adapter) {
-                                              Facts facts = FactsOf(adapter);
-                                              facts.erase(facts.begin() + 1);  // its name
-                                              return CardOf(adapter.name, "", facts);
-                                            })) +
-         Rest(answer.adapters);
-}
-
-std::string DriversOf(const Answer& answer) {
-  if (answer.drivers.empty()) return "";
-  return Element("ul class=\"cards\"",
-                 Each(answer.drivers,
-                      [](const Driver& driver) {
-                        const bool isBad = driver.behaviour > Behaviour::kSound;
-                        return CardOf(LibraryOf(driver),
-                                      InterfaceChip(driver.interface) +
-                                          (isBad ? Chip(BehaviourName(driver.behaviour), "bad") : ""),
-                                      {{"Behaviour", BehaviourOf(driver)}, {"Manifest", driver.manifest}});
-                      })) +
-         Rest(answer.drivers);
+  return List("ul class=\"cards\"", answer.gpus, [&](const GPU& gpu) { return CardOf(answer, gpu); });
 }
 
 // --- Measurements
@@ -290,28 +276,31 @@ std::string ValueTable(const std::string& title, const std::vector<Value>& value
                 Element("table class=\"values\"", "\n" + rows) + Rest(values, shown));
 }
 
-// The latest, as far as there is room. What drivers print stands out.
+// What drivers print stands out.
+std::string LineText(const Line& line) {
+  const std::string text = Escaped(line.text, kTextBytes);
+  const bool isOurs = line.kind == LineKind::kFinding || line.kind == LineKind::kSymbol;
+  return "<i>" + Fixed(line.seconds, 3) + "</i> " + (isOurs ? text : "<b>" + text + "</b>") + "\n";
+}
+
+// The latest, as far as there is room.
 std::string LineBlock(const std::string& title, const Stream& stream, std::size_t room) {
-  std::vector<std::string> lines;
+  if (stream.lines.empty() && stream.unfinished.empty()) return "";
+  std::vector<std::string> lines;  // the latest first
   if (!stream.unfinished.empty())
     lines.push_back(Escaped(stream.unfinished, kTextBytes) + " (without a line end)");
-  auto line = stream.lines.rbegin();
-  for (; line != stream.lines.rend(); ++line) {
-    const bool isOurs = line->kind == LineKind::kFinding || line->kind == LineKind::kSymbol;
-    const std::string text = Escaped(line->text, kTextBytes);
-    lines.push_back("<i>" + Fixed(line->seconds, 3) + "</i> " + (isOurs ? text : "<b>" + text + "</b>") +
-                    "\n");
-    if (lines.back().size() > room) break;
-    room -= lines.back().size();
+  std::uint64_t before = stream.linesDropped + stream.lines.size();
+  for (auto line = stream.lines.rbegin(); line != stream.lines.rend(); ++line, --before) {
+    std::string text = LineText(*line);
+    if (text.size() > room) break;
+    room -= text.size();
+    lines.push_back(std::move(text));
   }
-  if (lines.empty()) return "";
-  const std::uint64_t before = stream.linesDropped + static_cast<std::uint64_t>(stream.lines.rend() - line);
   std::string text;
-  for (auto one = lines.rbegin(); one != lines.rend(); ++one) text += *one;
-  return Folded(
-      title, Count(stream.lines.size(), "line"),
-      (before > 0 ? Element("p", std::to_string(before) + " lines before these are left out.") : "") +
-          Element("pre", text));
+  for (auto line = lines.rbegin(); line != lines.rend(); ++line) text += *line;
+  const std::string leftOut =
+      before > 0 ? Element("p", std::to_string(before) + " lines before these are left out.") : "";
+  return Folded(title, Count(stream.lines.size(), "line"), leftOut + Element("pre", text));
 }
 
 std::string ValuesOf(const Answer& answer) {
@@ -341,8 +330,8 @@ std::string PageOf(const Answer& answer) {
                   {"gpus", "GPUs", GPUsOf(answer)},
                   {"measurements", "Measurements", Panel(MeasurementsOf(answer))},
                   {"runs", "Time line", RunsOf(answer)},
-                  {"adapters", "Adapters", AdaptersOf(answer)},
-                  {"drivers", "Drivers", DriversOf(answer)},
+                  {"adapters", "Adapters", Cards(answer.adapters)},
+                  {"drivers", "Drivers", Cards(answer.drivers)},
                   {"values", "All values and lines", Panel(ValuesOf(answer))}};
   std::string links, main;
   for (const auto& [id, title, content] : sections) {

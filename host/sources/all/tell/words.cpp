@@ -97,7 +97,8 @@ std::string TopicOf(const std::string& question) {
   const std::size_t tag = question.find("gpu[");
   const std::size_t step =
       FindStep(tag == std::string::npos ? question : question.substr(question.find('.') + 1));
-  return std::string(Steps()[std::min(step, Steps().size() - 1)].topic);  // the last is "exit"
+  if (step < Steps().size()) return std::string(Steps()[step].topic);
+  return question == "exit" ? std::string(Steps().back().topic) : "";
 }
 
 std::string WithTopic(const std::string& question) { return question + Around(" (", TopicOf(question), ")"); }
@@ -121,6 +122,12 @@ Facts StoryOf(const Answer& answer) {
     for (const std::string& note : run.notes) story.emplace_back("Note", note);
   }
   return story;
+}
+
+std::string CommandOf(const Answer& answer) {
+  std::string command = answer.prober;
+  for (const std::string& argument : answer.arguments) command += " " + argument;
+  return command;
 }
 
 std::string Fixed(double number, int digits) { return Rounded(number, std::chars_format::fixed, digits); }

@@ -20,7 +20,8 @@ const char* InWords(Interface interface);
 // As the report has it.
 std::string InWords(const Value& value);
 
-// What a question wants to know: "its memory". Empty where the question says it.
+// What a question wants to know: "its memory". Empty where the question says it, or is
+// none.
 std::string TopicOf(const std::string& question);
 
 // With its topic in parentheses.
@@ -31,6 +32,9 @@ std::string AnyOf(const std::vector<std::string>& questions);
 
 // What happened in the runs with several drivers that came to no end, and the notes of all runs.
 Facts StoryOf(const Answer& answer);
+
+// What was started, with its arguments.
+std::string CommandOf(const Answer& answer);
 
 // Rounded, on every machine the same: "1.20" with two digits behind the point, "1.2" with six at most in all.
 std::string Fixed(double number, int digits);
