@@ -50,7 +50,8 @@ std::string ValueOf(const GPU& gpu, const std::string& key) {
 // The words where the GPU denies it.
 std::string Cannot(const GPU& gpu, const char* key, const char* words) {
   const Value* const found = gpu.Find(key);
-  return found != nullptr && InWords(*found) == "0" ? words : "";
+  const bool* const flag = found != nullptr ? std::get_if<bool>(&found->value) : nullptr;
+  return flag != nullptr && !*flag ? words : "";
 }
 
 std::string AdapterOf(const Answer& answer, const GPU& gpu) {
