@@ -172,9 +172,8 @@ struct Answer {
   // The whole. A crash stays one, though isolation has saved the other drivers' GPUs; a driver that was set
   // aside, and so not asked, spoils nothing.
   Verdict verdict = Verdict::kNotStarted;
-  std::string text;  // as a sentence
-  std::optional<OperatingSystem>
-      system;  // of the machine that was asked; documents of earlier releases don't tell
+  std::string text;                       // as a sentence
+  std::optional<OperatingSystem> system;  // documents of earlier releases don't tell
   std::vector<GPU> gpus;
   std::vector<Adapter> adapters;
   std::vector<Driver> drivers;
@@ -288,7 +287,7 @@ std::string AsJSONLine(const Event& event);
 std::string AsJSONLine(const Answer& answer);
 
 // The answer for people to read, in lines: the verdict and what explains it, the GPUs, and why something
-// isn't there; by wish with all that was found, as a bug report needs it.
+// isn't there; by wish with all that was found, as a bug report needs it. Without those names.
 std::string AsText(const Answer& answer, bool all = false);
 
 // The verdict and what explains it.

@@ -12,6 +12,7 @@
 
 #include <gpuprowler/answer.h>
 #include <gpuprowler/rules.h>
+#include <gpuprowler/show.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -134,7 +135,9 @@ int Conclude(bool written, int status) {
 }
 
 std::string Told(const gpuprowler::Answer& answer, Form form) {
-  return form == Form::kJSON ? AsJSON(answer) : AsText(answer, form == Form::kAll);
+  return form == Form::kJSON       ? AsJSON(answer)
+         : form == Form::kMarkdown ? AsMarkdown(answer)
+                                   : AsText(answer, form == Form::kAll);
 }
 
 // Until somebody interrupts that.
@@ -180,9 +183,16 @@ int AskForEvents(const gpuprowler::Request& request) {
   return Conclude(events.Finish(answer), StatusOf(answer));
 }
 
+int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
+  const bool isWritten = !options.html.empty();
+  if (isWritten) prowl::ReplaceFile(options.html, AsHTML(answer));
+  if (isWritten && options.form == Form::kText) return status;
+  return Conclude(WriteOutput(Told(answer, options.form)), status);
+}
+
 int TellAnswer(const Options& options) {
   const gpuprowler::Answer answer = GetAnswer(options);
-  return Conclude(WriteOutput(Told(answer, options.form)), StatusOf(answer));
+  return TellAnswer(answer, options, StatusOf(answer));
 }
 
 // Beside those of asking.
@@ -224,7 +234,7 @@ std::string Forget(const std::string& driver) {
 int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
-      return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+      return TellAnswer(gpuprowler::Look(), options, 0);
     case Verb::kCheck:
       return Check(options);
     case Verb::kMemory:

@@ -112,11 +112,15 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
 
   CLI::Option* const all = app.add_flag("--all", "All that was found, as a bug report needs it");
   CLI::Option* const json = app.add_flag("--json", "One JSON document");
+  CLI::Option* const markdown = app.add_flag("--markdown", "The whole, to be pasted into a report of a bug");
+  CLI::Option* const html =
+      app.add_option("--html", options.html, "Write a page for browsers, and tell nothing else")
+          ->type_name("FILE");
   CLI::Option* const events =
       app.add_flag("--events", "Lines of JSON as it goes on, the document in the last");
   CLI::Option* const raw =
       app.add_flag("--raw", "The report byte for byte; the verdict goes to standard error");
-  for (CLI::Option* const option : {all, json, events, raw}) option->group(kTelling);
+  for (CLI::Option* const option : {all, json, markdown, html, events, raw}) option->group(kTelling);
 
   CLI::App* const ask =
       app.add_subcommand(kAsk, "Ask the drivers, as without a command: ask --help tells how");
@@ -152,22 +156,26 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   if (!(request.questionSeconds >= 0 && request.questionSeconds <= kMaxSeconds))
     throw CLI::ValidationError("--question-timeout", "takes a number of seconds, a million at most");
 
-  for (const CLI::Option* const form : {all, json, events})
-    for (const CLI::Option* const other : {json, events, raw})
+  for (const CLI::Option* const form : {all, json, markdown, events})
+    for (const CLI::Option* const other : {json, markdown, events, raw})
       if (form != other) Refuse(form, other);
   Refuse(raw, remember);
   for (const CLI::Option* const option : asking) Refuse(from, option);
-  for (const CLI::Option* const form : {events, raw}) Refuse(from, form);
+  for (const CLI::Option* const form : {events, raw}) {
+    Refuse(from, form);
+    Refuse(html, form);
+  }
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
   for (const CLI::App* const verb : {look, memory, forget}) {
     Refuse(verb, asking);
     Refuse(verb, {from, all, events, raw});
   }
-  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
-  Refuse(check, {all, events, raw});
+  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
+  Refuse(check, {all, markdown, html, events, raw});
   if (*check && rules->empty() && require->empty()) throw CLI::RequiredError("RULES or --require");
 
   options.from = platform::UTF8FromArgument(options.from);
+  options.html = platform::UTF8FromArgument(options.html);
   for (auto* const texts : {&options.rules, &options.requirements, &options.features})
     for (std::string& text : *texts) text = platform::UTF8FromArgument(text);
   request.prober = platform::UTF8FromArgument(request.prober);
@@ -181,11 +189,12 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
                  : *memory ? Verb::kMemory
                  : *forget ? Verb::kForget
                            : Verb::kAsk;
-  options.form = *all      ? Form::kAll
-                 : *json   ? Form::kJSON
-                 : *events ? Form::kEvents
-                 : *raw    ? Form::kRaw
-                           : Form::kText;
+  options.form = *all        ? Form::kAll
+                 : *json     ? Form::kJSON
+                 : *markdown ? Form::kMarkdown
+                 : *events   ? Form::kEvents
+                 : *raw      ? Form::kRaw
+                             : Form::kText;
   return options;
 }
 
