@@ -263,7 +263,8 @@ TEST(RulesTest, DecideByFeature) {
     {"id": 3, "features": ["webgl"], "cpu_info": ".*"},
     {"id": 4, "disabled_extensions": ["GL_A", "GL_B"]}]})"));
   const Decision decision = Check(rules, Laptop());
-  EXPECT_EQ(AsText(decision), R"(video: allowed
+  EXPECT_EQ(AsText(decision), R"(all: blocked by a.json 1
+video: allowed
 webgl: blocked by a.json 1, a.json 3
 
 a.json 1: a\x1Bb

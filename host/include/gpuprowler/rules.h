@@ -74,7 +74,8 @@ struct RequirementResult {
 struct Decision {
   // The worst of all features asked for and of the requirements.
   Outcome outcome = Outcome::kAllowed;
-  // By name. Those that were asked for; without any all that the rules name, or "all" where they name none.
+  // By name. Those that were asked for; without any all that the rules name, and where there are rules about
+  // all, "all" for the others.
   std::map<std::string, FeatureDecision> features;
   std::vector<RuleMatch> entries;
   bool hasRequirements = false;

@@ -14,24 +14,26 @@ namespace gpuprowler {
 
 namespace {
 
-constexpr char kAll[] = "all";
-
 void Worsen(Outcome& outcome, Outcome other) { outcome = std::max(outcome, other); }
 
-// An entry that names nothing but has a message is about all as well.
-bool IsAbout(const Entry& entry, const std::string& feature) {
-  if (entry.featureExceptions.count(feature) > 0) return false;
-  return entry.isForAll || entry.features.count(feature) > 0 ||
-         (entry.features.empty() && entry.match.disabledExtensions.empty());
+// One that has nothing but a message is, too.
+bool IsAboutAll(const Entry& entry) {
+  return entry.isForAll || (entry.features.empty() && entry.match.disabledExtensions.empty());
 }
 
+bool IsAbout(const Entry& entry, const std::string& feature) {
+  return entry.featureExceptions.count(feature) == 0 &&
+         (IsAboutAll(entry) || entry.features.count(feature) > 0);
+}
+
+// "all" stands for those that no entry names.
 std::set<std::string> NamedFeatures(const std::vector<Entry>& entries) {
   std::set<std::string> names;
   for (const Entry& entry : entries) {
     names.insert(entry.features.begin(), entry.features.end());
     names.insert(entry.featureExceptions.begin(), entry.featureExceptions.end());
+    if (IsAboutAll(entry)) names.insert("all");
   }
-  if (names.empty() && !entries.empty()) names.insert(kAll);
   return names;
 }
 
