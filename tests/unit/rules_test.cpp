@@ -226,6 +226,7 @@ TEST(RulesTest, SayWhatIsWrong) {
        "r, entry 1, gl_version.style: only driver_version can be lexical"},
       {"'driver_version': {'op': '<', 'schema': 'intel_driver', 'value': '1'}",
        "r, entry 1, driver_version.schema: is for that vendor's GPUs on Windows alone"},
+      {"'gl_vendor': {'op': 'contains'}", "r, entry 1, gl_vendor.value: is missing"},
       {"'vendor_id': '0x0'", "r, entry 1, vendor_id: must not be 0"},
       {"'device_id': '0x1'", "r, entry 1, device_id: must be a list"},
       {"'device_id': ['x\\u001b']",

@@ -1,5 +1,6 @@
-#include "intelseries.h"
 #include "ruleset.h"
+
+#include "intelseries.h"
 
 #include <nlohmann/json.hpp>
 #include <re2/re2.h>
@@ -214,12 +215,11 @@ class Reader {
 
   // What says nothing about when an entry applies, and is told to nobody.
   static bool IsRemark(const std::string& member, const JSON& value) {
-    if (member == "description") TextOf(value);
-    if (member == "cr_bugs" || member == "webkit_bugs")
+    const bool isBugs = member == "cr_bugs" || member == "webkit_bugs";
+    if (isBugs)
       TakeList(value, [](const JSON& bug) { Require(bug.is_number_integer(), "must be a number"); });
-    else
-      return member == "description" || IsComment(member);
-    return true;
+    if (member == "description") TextOf(value);
+    return isBugs || member == "description" || IsComment(member);
   }
 
   bool TakeOwn(const std::string& member, const JSON& value, Entry& entry) {
@@ -339,7 +339,8 @@ class Reader {
   // A pattern, or as older lists have it {"op": "contains", "value": "Mesa"}.
   Pattern PatternOf(const JSON& value) {
     if (value.is_string()) return Compiled(value.get<std::string>());
-    std::string op, text;
+    std::string op;
+    std::optional<std::string> text;
     TakeObject(value, [&](const std::string& member, const JSON& part) {
       if (member == "op")
         op = NameOf(part, {"=", "contains", "beginwith", "endwith"});
@@ -349,9 +350,10 @@ class Reader {
         Require(IsComment(member), "isn't known");
     });
     if (op.empty()) throw Refusal("op", "is missing");
+    if (!text) throw Refusal("value", "is missing");
     const bool isOpenInFront = op == "contains" || op == "endwith";
     const bool isOpenBehind = op == "contains" || op == "beginwith";
-    return Compiled((isOpenInFront ? ".*" : "") + text + (isOpenBehind ? ".*" : ""));
+    return Compiled((isOpenInFront ? ".*" : "") + *text + (isOpenBehind ? ".*" : ""));
   }
 
   Pattern Compiled(const std::string& text) {
@@ -480,47 +482,57 @@ bool IsInForce(const JSON& entry) {
   return !entry.value("disabled", false) && entry.value("test_group", std::uint64_t{0}) == 0;
 }
 
+// Of an object, with all that it must have.
+Entry ReadEntry(const JSON& value, Reader& reader) {
+  Entry entry = reader.ReadEntry(value);
+  if (!entry.isForAll && entry.features.empty() && entry.match.disabledExtensions.empty() &&
+      entry.match.message.empty())
+    throw Refusal("features", "is missing");
+  return entry;
+}
+
+// The entries that are in force.
+void ReadEntries(const std::string& file, const JSON& list, std::vector<Entry>& entries,
+                 std::vector<RuleError>& errors) {
+  Reader reader;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    std::string name = "at place " + std::to_string(i + 1);
+    try {
+      const std::int64_t id = TakeID(list[i]);
+      name = std::to_string(id);
+      Entry entry = ReadEntry(list[i], reader);
+      entry.match.file = file;
+      entry.match.id = id;
+      if (IsInForce(list[i])) entries.push_back(std::move(entry));
+    } catch (const Refusal& refusal) {
+      errors.push_back({file, name, refusal.member, refusal.text});
+    }
+  }
+}
+
 JSON Parse(const std::string& text) {
   Require(text.size() <= kMaxRulesBytes, "is too large: 1 MiB is the most");
-
-  return JSON::parse(text, [](int depth, JSON::parse_event_t, JSON&) {
+  JSON rules = JSON::parse(text, [](int depth, JSON::parse_event_t, JSON&) {
     Require(depth <= kMaxDepth, "is nested too deeply");
     return true;
   });
+  Require(rules.is_object() && rules.contains("entries") && rules["entries"].is_array(),
+          "must be an object with a list of \"entries\"");
+  Require(rules["entries"].size() <= kMaxEntries, "has too many entries: 5000 are the most");
+  return rules;
 }
 
 }  // namespace
 
 void ReadRules(const std::string& file, const std::string& text, std::vector<Entry>& entries,
                std::vector<RuleError>& errors) {
-  std::string name;  // of the entry that is being read
   try {
     const JSON rules = Parse(text);
-    Require(rules.is_object() && rules.contains("entries") && rules["entries"].is_array(),
-            "must be an object with a list of \"entries\"");
-    Require(rules["entries"].size() <= kMaxEntries, "has too many entries: 5000 are the most");
     for (const auto& member : rules.items())
       if (member.key() != "entries" && member.key() != "name" && member.key() != "version" &&
           !IsComment(member.key()))
         errors.push_back({file, "", member.key(), "isn't known"});
-    Reader reader;
-    std::size_t place = 0;
-    for (const JSON& value : rules["entries"]) {
-      name = "at place " + std::to_string(++place);
-      try {
-        const std::int64_t id = TakeID(value);
-        name = std::to_string(id);
-        Entry entry = reader.ReadEntry(value);
-        entry.match.file = file;
-        entry.match.id = id;
-        if (!entry.isForAll && entry.features.empty() && entry.match.disabledExtensions.empty() &&
-            entry.match.message.empty())
-          throw Refusal("features", "is missing");
-        if (IsInForce(value)) entries.push_back(std::move(entry));
-      } catch (const Refusal& refusal) {
-        errors.push_back({file, name, refusal.member, refusal.text});
-      }
-    }
+    ReadEntries(file, rules["entries"], entries, errors);
   } catch (const Refusal& refusal) {
     errors.push_back({file, "", "", refusal.text});
   } catch (const JSON::exception& exception) {
