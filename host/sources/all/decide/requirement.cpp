@@ -74,7 +74,7 @@ const Step* FindStepOf(std::string_view key) {
 using Found = decltype(Value::value);
 
 std::optional<Found> OwnValue(const std::string& key, const GPU& gpu, const Answer& answer) {
-  if (key == "interface") return NameOf(gpu.interface);
+  if (key == "interface") return std::string(NameOf(gpu.interface));
   if (key == "tag") return gpu.tag;
   if (key == "software") return gpu.software;
   if (key == "driver" && gpu.driver) return answer.drivers[*gpu.driver].manifest;
