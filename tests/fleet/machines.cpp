@@ -48,7 +48,7 @@ class Machine {
     const unsigned model = Roll(40);
     Adapter& adapter = fAnswer.adapters.emplace_back();
     adapter.address = "0000:0" + std::to_string(1 + card) + ":00.0";
-    adapter.name = "Card " + std::to_string(model);
+    adapter.name = "Card " + std::to_string(model) + (fNumber % 67 == 14 ? "\"} 1\n\\x{a=\"\u202E" : "");
     adapter.vendorID = 0x1002;
     adapter.deviceID = 0x6700 + model;
     adapter.driver = "amdgpu";

@@ -1,5 +1,5 @@
-// makefleet documents COUNT: so many machines' documents on standard output, each in a line of its own.
-// makefleet textfiles COUNT FOLDER: so many machines' metrics in FOLDER/machine-NUMBER/gpuprowler.prom.
+// makefleet documents COUNT: so many machines' names and documents on standard output, a line of JSON for
+// each. makefleet textfiles COUNT FOLDER: so many machines' metrics in FOLDER/machine-NUMBER/gpuprowler.prom.
 #include "machines.h"
 
 #include <gpuprowler/fleet.h>
@@ -17,11 +17,13 @@ int main(int argc, char** argv) {
   if (!(what == "documents" && argc == 3) && !(what == "textfiles" && argc == 4)) return EXIT_FAILURE;
   for (unsigned number = 0; number < count; ++number) {
     const gpuprowler::Answer answer = AnswerOfMachine(number);
+    const std::string name = "machine-" + std::to_string(number);
     if (what == "documents") {
-      std::cout << nlohmann::ordered_json::parse(AsJSON(answer)).dump() << "\n";
+      using JSON = nlohmann::ordered_json;
+      std::cout << JSON{{"machine", name}, {"answer", JSON::parse(AsJSON(answer))}}.dump() << "\n";
       continue;
     }
-    const auto folder = std::filesystem::path(argv[3]) / ("machine-" + std::to_string(number));
+    const auto folder = std::filesystem::path(argv[3]) / name;
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "gpuprowler.prom") << AsPrometheus(answer);
   }

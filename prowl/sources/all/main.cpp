@@ -11,6 +11,8 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
+#include <gpuprowler/fleet.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,6 +20,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -28,6 +31,8 @@ using prowl::Verb;
 using prowl::platform::WithLineEnds;
 
 constexpr int kStatusError = static_cast<int>(gpuprowler::Verdict::kLost);
+constexpr int kStatusLess = 1;  // of diff
+constexpr int kStatusNotCompared = 2;
 
 constexpr double kTickSeconds = 0.1;
 constexpr double kHoldSeconds = 0.5;  // what the result has of time before a second interrupt ends us
@@ -181,7 +186,30 @@ int AskForEvents(const gpuprowler::Request& request) {
 
 int TellAnswer(const Options& options) {
   const gpuprowler::Answer answer = GetAnswer(options);
+  if (!options.prometheus.empty()) prowl::ReplaceFile(options.prometheus, AsPrometheus(answer));
+  if (!options.nfd.empty()) prowl::ReplaceFile(options.nfd, AsNFD(answer));
+  const bool isWritten = !options.prometheus.empty() || !options.nfd.empty();
+  if (isWritten && options.form == Form::kText) return StatusOf(answer);
   return Conclude(WriteOutput(Told(answer, options.form)), StatusOf(answer));
+}
+
+// As it would be stored.
+gpuprowler::Answer AskToCompare(const gpuprowler::Request& request) {
+  using gpuprowler::Verdict;
+  const gpuprowler::Answer answer = AskWithProgress(request);
+  for (const Verdict verdict : {Verdict::kNotStarted, Verdict::kInterrupted, Verdict::kLost})
+    if (answer.verdict == verdict) throw std::runtime_error(answer.text);
+  return *gpuprowler::AnswerOf(AsJSON(answer));
+}
+
+int Diff(const Options& options) {
+  const gpuprowler::Answer before = prowl::ReadAnswer(options.before);
+  const gpuprowler::Answer after =
+      options.after.empty() ? AskToCompare(options.request) : prowl::ReadAnswer(options.after);
+  const gpuprowler::Comparison comparison = Compare(before, after);
+  const bool isWritten = WriteOutput(options.form == Form::kJSON ? AsJSON(comparison) : AsText(comparison));
+  const int status = Conclude(isWritten, HasLost(comparison) ? kStatusLess : 0);
+  return isWritten ? status : kStatusNotCompared;
 }
 
 std::string ShowMemory() {
@@ -200,6 +228,8 @@ int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
       return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+    case Verb::kDiff:
+      return Diff(options);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:
@@ -209,6 +239,10 @@ int Run(const Options& options) {
              : options.form == Form::kEvents ? AskForEvents(options.request)
                                              : TellAnswer(options);
   }
+}
+
+int StatusOfFailure(const CLI::App& app) {
+  return app.got_subcommand("diff") ? kStatusNotCompared : kStatusError;
 }
 
 }  // namespace
@@ -221,9 +255,10 @@ int main(int argc, char** argv) {
   try {
     status = Run(prowl::ParseOptions(app, argc, argv));
   } catch (const CLI::Error& error) {
-    status = app.exit(error) == 0 ? 0 : kStatusError;
+    status = app.exit(error) == 0 ? 0 : StatusOfFailure(app);
   } catch (const std::exception& exception) {
     std::cerr << "prowl: " << exception.what() << "\n";
+    status = StatusOfFailure(app);
   }
   // A thread that had to be abandoned may still use what the end of main would destroy.
   if (ztutil::ManagedThread::GetThreadCount() > 0) std::_Exit(status);

@@ -41,8 +41,8 @@ std::string IDsOf(const GPU& gpu, const Answer& answer) {
 // A name tells nothing where both have ids, and these differ: one of the two has it for those without.
 Keys KeysOf(const GPU& gpu, const Answer& answer, bool isAfter) {
   const std::string interface = NameOf(gpu.interface), ids = IDsOf(gpu, answer),
-                    address = AddressOf(gpu, answer), manifest = ManifestOf(gpu, answer), name = NameOf(gpu),
-                    software = gpu.software ? "software" : "";
+                    address = AddressOf(gpu, answer), manifest = ManifestOf(gpu, answer),
+                    name = ModelName(gpu), software = gpu.software ? "software" : "";
   const std::string first = isAfter || ids.empty() ? name : "", second = isAfter && !ids.empty() ? "" : name;
   return {Key({interface, ids, address, manifest, name}),
           Key({interface, ids, address, manifest}),
@@ -80,7 +80,7 @@ std::string Calling(const std::string& first, const std::string& second) {
 
 std::string CallingOf(const GPU& gpu, const Answer& answer) {
   return Calling(std::string(NameOf(gpu.interface)) + " " + gpu.tag,
-                 Calling(NameOf(gpu), AddressOf(gpu, answer)));
+                 Calling(ModelName(gpu), AddressOf(gpu, answer)));
 }
 
 std::string CallingOf(const Adapter& adapter, const Answer&) {

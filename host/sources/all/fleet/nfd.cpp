@@ -83,7 +83,7 @@ void PutInterface(Features& features, const Answer& answer, Interface interface,
   const GPU* const best = BestOf(answer, interface);
   if (!best) return;
   const std::string prefix = PrefixOf(*best);
-  features.Put(name + ".name", NameOf(*best));
+  features.Put(name + ".name", ModelName(*best));
   features.Put(name + ".complete", best->complete ? "true" : "false");
   PutVersion(features, name + ".version", TextOf(*best, prefix == "gl" ? "glVersion" : "clDeviceVersion"));
   features.Put(name + ".driver-version", TextOf(*best, prefix + "DriverVersion"));

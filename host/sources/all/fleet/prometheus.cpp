@@ -137,7 +137,7 @@ void PutGPUs(Metrics& metrics, const Answer& answer) {
     const std::string prefix = PrefixOf(gpu);
     metrics.Put({{"gpu", place},
                  {"interface", NameOf(gpu.interface)},
-                 {"name", NameOf(gpu)},
+                 {"name", ModelName(gpu)},
                  {"software", Flag(gpu.software)},
                  {"version", TextOf(gpu, prefix == "gl" ? "glVersion" : "clDeviceVersion")},
                  {"driver", ManifestOf(gpu, answer)},

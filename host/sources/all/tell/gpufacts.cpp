@@ -18,7 +18,7 @@ double NumberOf(const GPU& gpu, const std::string& key) {
 
 std::string PrefixOf(const GPU& gpu) { return gpu.interface == Interface::kOpenGL ? "gl" : "cl"; }
 
-std::string NameOf(const GPU& gpu) {
+std::string ModelName(const GPU& gpu) {
   std::string name = TextOf(gpu, PrefixOf(gpu) + "Name");
   return name.empty() ? TextOf(gpu, "glRenderer") : name;
 }

@@ -17,7 +17,7 @@ double NumberOf(const GPU& gpu, const std::string& key);
 std::string PrefixOf(const GPU& gpu);
 
 // What a person knows it by.
-std::string NameOf(const GPU& gpu);
+std::string ModelName(const GPU& gpu);
 
 // Where its card is on the PCI bus, and which driver is behind it; empty where that isn't known.
 std::string AddressOf(const GPU& gpu, const Answer& answer);
