@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <limits>
 #include <map>
+#include <set>
 #include <type_traits>
 #include <utility>
 
@@ -18,12 +19,12 @@ namespace {
 
 // --- What parts are known by --------------------------------------------------------------------------
 
-// All of these; empty where one is missing.
+// All of these, as far as they count; empty where one is missing.
 std::string Key(std::initializer_list<std::string> parts) {
   std::string key;
   for (const std::string& part : parts) {
     if (part.empty()) return "";
-    key += part + '\0';
+    key.append(part, 0, kNameBytes) += '\0';
   }
   return key;
 }
@@ -42,7 +43,7 @@ std::string IDsOf(const GPU& gpu, const Answer& answer) {
 Keys KeysOf(const GPU& gpu, const Answer& answer, bool isAfter) {
   const std::string interface = NameOf(gpu.interface), ids = IDsOf(gpu, answer),
                     address = AddressOf(gpu, answer), manifest = ManifestOf(gpu, answer),
-                    name = ModelName(gpu), software = gpu.software ? "software" : "";
+                    name = ModelName(gpu).substr(0, kNameBytes), software = gpu.software ? "software" : "";
   const std::string first = isAfter || ids.empty() ? name : "", second = isAfter && !ids.empty() ? "" : name;
   return {Key({interface, ids, address, manifest, name}),
           Key({interface, ids, address, manifest}),
@@ -102,22 +103,28 @@ std::string WordsOf(const Reason& reason, const Answer&) { return reason.text; }
 
 // --- Coming and going ---------------------------------------------------------------------------------
 
+// Those that reach a card.
+using Interfaces = std::set<Interface>;
+Interfaces InterfacesOf(const Answer& answer) {
+  Interfaces interfaces;
+  for (const GPU& gpu : answer.gpus)
+    if (!gpu.software) interfaces.insert(gpu.interface);
+  return interfaces;
+}
+
 // Of a part that one of the answers has, and the other one has not.
 template <class Part>
-Effect EffectOfWhole(const Part&, bool isThereAfter, const Answer&) {
+Effect EffectOfWhole(const Part&, bool isThereAfter, const Interfaces&) {
   return isThereAfter ? Effect::kWon : Effect::kLost;
 }
-Effect EffectOfWhole(const Reason&, bool isThereAfter, const Answer&) {
+Effect EffectOfWhole(const Reason&, bool isThereAfter, const Interfaces&) {
   return isThereAfter ? Effect::kLost : Effect::kWon;
 }
 
-// A software renderer stands in for the card that isn't there.
-Effect EffectOfWhole(const GPU& gpu, bool isThereAfter, const Answer& other) {
-  const bool standsIn =
-      gpu.software && std::any_of(other.gpus.begin(), other.gpus.end(), [&](const GPU& candidate) {
-        return candidate.interface == gpu.interface && !candidate.software;
-      });
-  return standsIn ? Effect::kChanged : isThereAfter ? Effect::kWon : Effect::kLost;
+// Software stands in for the card that isn't there.
+Effect EffectOfWhole(const GPU& gpu, bool isThereAfter, const Interfaces& otherHasCards) {
+  if (gpu.software && otherHasCards.count(gpu.interface) > 0) return Effect::kChanged;
+  return isThereAfter ? Effect::kWon : Effect::kLost;
 }
 
 // --- Comparing ----------------------------------------------------------------------------------------
@@ -143,7 +150,7 @@ std::optional<Datum> DatumOf(const Field& field) {
 template <class Texts>
 Datum Joined(const Texts& texts) {
   std::string joined;
-  for (const std::string& text : texts) joined = Calling(joined, text);
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
   return joined;
 }
 std::optional<Datum> DatumOf(const std::vector<std::string>& texts) { return Joined(texts); }
@@ -235,13 +242,13 @@ class Comparer {
         isOld[*matches[i]] = true;
         CompareParts(before[i], after[*matches[i]]);
       } else {
-        Add(EffectOfWhole(before[i], false, fAfter), "", WordsOf(before[i], fBefore), {});
+        Add(EffectOfWhole(before[i], false, fCardsAfter), "", WordsOf(before[i], fBefore), {});
       }
     }
     for (std::size_t i = 0; i < after.size(); ++i) {
       if (isOld[i]) continue;
       fName = CallingOf(after[i], fAfter);
-      Add(EffectOfWhole(after[i], true, fBefore), "", {}, WordsOf(after[i], fAfter));
+      Add(EffectOfWhole(after[i], true, fCardsBefore), "", {}, WordsOf(after[i], fAfter));
     }
   }
 
@@ -255,6 +262,7 @@ class Comparer {
 
   const Answer& fBefore;
   const Answer& fAfter;
+  const Interfaces fCardsBefore = InterfacesOf(fBefore), fCardsAfter = InterfacesOf(fAfter);
   std::string fSubject = "answer";  // of what is being compared
   std::string fName;
   std::vector<Change> fChanges;

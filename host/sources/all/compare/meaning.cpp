@@ -4,6 +4,7 @@
 #include <charconv>
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace gpuprowler {
@@ -103,19 +104,18 @@ Rank RankOf(Meaning meaning, const std::string& text) {
 }
 
 Rank RankOf(Meaning meaning, const Datum& datum) {
-  const double sign = meaning == Meaning::kBurden ? -1 : 1;
-  struct {
-    Meaning meaning;
-    double sign;
-    Rank operator()(const std::string& text) const { return RankOf(meaning, text); }
-    Rank operator()(bool flag) const { return {flag ? sign : 0}; }
-    Rank operator()(std::int64_t number) const { return {sign * static_cast<double>(number)}; }
-    Rank operator()(double number) const { return {sign * number}; }
-    Rank operator()(const std::vector<std::int64_t>& numbers) const {
-      return {numbers.begin(), numbers.end()};
-    }
-  } rank{meaning, sign};
-  return meaning == Meaning::kNeutral ? Rank{} : std::visit(rank, datum);
+  if (meaning == Meaning::kNeutral) return {};
+  return std::visit(
+      [&](const auto& typed) -> Rank {
+        using Type = std::decay_t<decltype(typed)>;
+        if constexpr (std::is_same_v<Type, std::string>)
+          return RankOf(meaning, typed);
+        else if constexpr (std::is_same_v<Type, std::vector<std::int64_t>>)
+          return {typed.begin(), typed.end()};
+        else
+          return {(meaning == Meaning::kBurden ? -1 : 1) * static_cast<double>(typed)};
+      },
+      datum);
 }
 
 double NoiseOf(Meaning meaning) {

@@ -22,7 +22,8 @@ JSON AsJSON(const Datum& datum) {
 std::string InWords(const std::optional<Datum>& datum) {
   if (!datum) return "none";
   const auto* const text = std::get_if<std::string>(&*datum);
-  return text ? text->empty() ? "none" : Printable(*text) : AsJSON(*datum).dump();
+  const std::string words = text ? *text : AsJSON(*datum).dump();
+  return words.empty() ? "none" : Printable(words);
 }
 
 std::string InWords(const Change& change) {

@@ -24,11 +24,11 @@ std::string ModelName(const GPU& gpu) {
 }
 
 std::string AddressOf(const GPU& gpu, const Answer& answer) {
-  return gpu.adapter ? answer.adapters[*gpu.adapter].address : "";
+  return gpu.adapter ? answer.adapters[*gpu.adapter].address.substr(0, kNameBytes) : "";
 }
 
 std::string ManifestOf(const GPU& gpu, const Answer& answer) {
-  return gpu.driver ? answer.drivers[*gpu.driver].manifest : "";
+  return gpu.driver ? answer.drivers[*gpu.driver].manifest.substr(0, kNameBytes) : "";
 }
 
 }  // namespace gpuprowler

@@ -4,7 +4,7 @@
 
 #include <gpuprowler/answer.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 
 namespace gpuprowler {
@@ -18,6 +18,9 @@ std::string PrefixOf(const GPU& gpu);
 
 // What a person knows it by.
 std::string ModelName(const GPU& gpu);
+
+// Many GPUs can have one card and one driver, so that of their names no more than this is told.
+constexpr std::size_t kNameBytes = 256;
 
 // Where its card is on the PCI bus, and which driver is behind it; empty where that isn't known.
 std::string AddressOf(const GPU& gpu, const Answer& answer);
