@@ -173,6 +173,26 @@ GPUPROWLER_API int gpuprowler_gpu_flag(const gpuprowler_answer* answer, size_t g
 GPUPROWLER_API int gpuprowler_gpu_real(const gpuprowler_answer* answer, size_t gpu, const char* key,
                                        double* value);
 
+/* --- Comparing
+ * ------------------------------------------------------------------------------------------------- */
+
+/* How two answers differ, mostly of one machine: what an update of a driver has cost, and what it has
+   brought. Any thread may read one. What its functions give belongs to it. */
+typedef struct gpuprowler_comparison gpuprowler_comparison;
+
+/* Of two documents of gpuprowler_json. To be given back by gpuprowler_comparison_free. Null where one of them
+   isn't such a document, or there is no memory. */
+GPUPROWLER_API gpuprowler_comparison* gpuprowler_compare(const char* before, const char* after);
+
+/* 1 if something was lost: a GPU, an extension, a limit that was higher ... */
+GPUPROWLER_API int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison);
+
+/* For a person, in lines; and as a JSON document. */
+GPUPROWLER_API const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison);
+GPUPROWLER_API const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison);
+
+GPUPROWLER_API void gpuprowler_comparison_free(gpuprowler_comparison* comparison);
+
 /* --- The memory
  * ---------------------------------------------------------------------------------------------------- */
 

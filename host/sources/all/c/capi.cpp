@@ -3,6 +3,7 @@
 #include <ztutil/version.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
 #include <gpuprowler/gpuprowler.h>
 
 #include <charconv>
@@ -45,6 +46,11 @@ struct gpuprowler_answer {
   const Answer answer;
   const Form text{[](const Answer& told) { return AsText(told, true); }};
   const Form json{[](const Answer& told) { return AsJSON(told); }};
+};
+
+struct gpuprowler_comparison {
+  const bool hasLost;
+  const std::string text, json;
 };
 
 namespace {
@@ -264,6 +270,30 @@ int gpuprowler_gpu_real(const gpuprowler_answer* answer, size_t gpu, const char*
   }
   return Found(Find<double>(answer, gpu, key), value);
 }
+
+gpuprowler_comparison* gpuprowler_compare(const char* before, const char* after) {
+  return Guarded([&]() -> gpuprowler_comparison* {
+    const auto was = gpuprowler::AnswerOf(before ? before : ""),
+               is = gpuprowler::AnswerOf(after ? after : "");
+    if (!was || !is) return nullptr;
+    const gpuprowler::Comparison comparison = gpuprowler::Compare(*was, *is);
+    return new gpuprowler_comparison{HasLost(comparison), AsText(comparison), AsJSON(comparison)};
+  });
+}
+
+int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison) {
+  return comparison && comparison->hasLost ? 1 : 0;
+}
+
+const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison) {
+  return comparison ? comparison->text.c_str() : "";
+}
+
+const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison) {
+  return comparison ? comparison->json.c_str() : "";
+}
+
+void gpuprowler_comparison_free(gpuprowler_comparison* comparison) { delete comparison; }
 
 size_t gpuprowler_forget(const char* folder, const char* driver) {
   return Guarded([&] { return gpuprowler::Forget(driver ? driver : "", folder ? folder : ""); });
