@@ -107,8 +107,18 @@ class Scratch:
         self.uses = {}
         for program in {test.program for test in self.tests}:
             inputs = set(self.run(["ninja", "-t", "inputs", program]).split("\n"))
-            self.uses[program] = [program] + sorted(name for name in inputs & self.linking.keys()
-                                                    if not name.endswith(".a"))
+            uses = [program] + sorted(name for name in inputs & self.linking.keys() if not name.endswith(".a"))
+            self.uses.update((test.name, uses) for test in self.tests if test.program == program)
+
+    def watch(self, test):
+        """From now on it is seen what the test reads of that."""
+        for name in self.uses[test.name]:
+            os.utime(self.build / name, ns=(0, (self.build / name).stat().st_mtime_ns))
+
+    def watched(self, test):
+        """All of it where the system keeps no such times."""
+        read = [name for name in self.uses[test.name] if (self.build / name).stat().st_atime > 0]
+        return read or self.uses[test.name]
 
     def read_contents(self):
         """Of what the tests run, the objects that the linker has taken."""
@@ -150,17 +160,17 @@ class Scratch:
         return not self.contents[name].isdisjoint(self.changed)
 
     def sees(self, test):
-        return any(map(self.contains, self.uses[test.program]))
+        return any(map(self.contains, self.uses[test.name]))
 
     def link(self, test):
         """Links what the test runs and the fault is in. True if any of that is another one now."""
-        for name in self.uses[test.program]:
+        for name in self.uses[test.name]:
             if self.contains(name) and name not in self.made:
                 before = self.fingerprint(name)
                 self.relink(name)
                 if self.fingerprint(name) == before:
                     self.same.add(name)
-        return any(self.contains(name) and name not in self.same for name in self.uses[test.program])
+        return any(self.contains(name) and name not in self.same for name in self.uses[test.name])
 
     def relink(self, name):
         self.made.add(name)
