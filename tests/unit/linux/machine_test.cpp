@@ -216,7 +216,8 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
   made.Write("etc/glvnd/egl_vendor.d/98_odd.json", R"({"file_format_version": "1.0", "ICD": []})");
   made.Write("etc/OpenCL/vendors/a.icd", "libother.so\nsecond line\n");
   made.Write("etc/OpenCL/vendors/empty.icd", "");
-  made.Write("mine/x.icd", "/opt/other/libother.so");
+  for (const char* const file : {"mine/x.icd", "etc/OpenCL/vendors/mine/x.icd"})
+    made.Write(file, "/opt/other/libother.so");
   const string gl = " libother.so libEGL_mesa.so.0 libEGL_nvidia.so.0|";
   const string path = "/mine/nothing.json::/usr/share/glvnd/egl_vendor.d/10_nvidia.json";
   const string other = "/opt/other/libother.so";
@@ -235,6 +236,7 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
        " libEGL_nvidia.so.0 libEGL_mesa.so.0| libother.so? libpocl.so.2"},
       {kOCLICD, {{"OCL_ICD_VENDORS", "/mine"}}, gl + " libother.so"},
       {kOCLICD, {{"OCL_ICD_VENDORS", "/mine/x.icd"}}, gl + " libother.so"},
+      {kOCLICD, {{"OCL_ICD_VENDORS", "mine/x.icd"}}, gl.substr(0, gl.size() - 1)},
       {kOCLICD, {{"OCL_ICD_VENDORS", other}, {"OCL_ICD_FILENAMES", "unknown.so"}}, gl + " libother.so"},
       {kOCLICD, {{"OPENCL_VENDOR_PATH", "/mine"}}, gl + " libother.so"},
       {kOCLICD, {{"OPENCL_VENDOR_PATH", "/mine"}, {"OCL_ICD_VENDORS", "x.icd"}}, gl + " libother.so"},
