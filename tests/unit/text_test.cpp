@@ -70,6 +70,8 @@ Answer Told() {
   answer.runs[0].asked = {"glgpu[0].GLMemoryMB"};
   answer.runs[0].standsIn = "f of libA.so";
   answer.runs[0].notes = {"a note"};
+  answer.runs[0].output.lines = {{0.5, "a remark", 0, gpuprowler::LineKind::kComment},
+                                 {0.5, "a finding", 0, gpuprowler::LineKind::kFinding}};
   answer.runs[0].errors.linesDropped = 1;
   answer.runs[0].errors.lines.assign(22, {0.5, "line", 0, gpuprowler::LineKind::kOther});
   answer.runs[0].errors.unfinished = "cut";
