@@ -58,6 +58,13 @@ class Scratch:
                 shutil.copyfile(source, copy)
                 shutil.copymode(source, copy)
 
+    def digest(self):
+        """Of all that the build and the tests are made of."""
+        whole = hashlib.sha256()
+        for name in sorted(self.files):
+            whole.update(name.encode() + (self.tree / name).read_bytes())
+        return whole.hexdigest()
+
     def run(self, command, folder=None, seconds=None):
         """The standard output; what else was printed ends the tool with the error."""
         done = subprocess.run(command, cwd=folder or self.build, env=self.environment, stdin=subprocess.DEVNULL,
