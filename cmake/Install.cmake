@@ -99,3 +99,9 @@ install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-c
         COMPONENT Programs)
 install(FILES completions/_prowl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT Programs)
 install(FILES completions/prowl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT Programs)
+
+# --- What runs by itself, where somebody enables it --------------------------------------------------------------
+
+configure_file(packaging/gpuprowler-metrics.service.in ${made}/gpuprowler-metrics.service @ONLY)
+install(FILES ${made}/gpuprowler-metrics.service packaging/gpuprowler-metrics.timer
+        DESTINATION lib/systemd/system COMPONENT Programs)

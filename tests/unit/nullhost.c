@@ -32,6 +32,10 @@ int AskWithNulls(void) {
   EXPECT(!gpuprowler_gpu_real(NULL, 0, "x", &real) && real > 6);
   EXPECT(!gpuprowler_gpu_flag(NULL, 0, "software", &flag) && flag == 7);
 
+  EXPECT(!gpuprowler_compare(NULL, NULL) && !gpuprowler_comparison_lost(NULL));
+  EXPECT(*gpuprowler_comparison_text(NULL) == '\0' && *gpuprowler_comparison_json(NULL) == '\0');
+  gpuprowler_comparison_free(NULL);
+
   gpuprowler_answer* answer = gpuprowler_ask(NULL);
   EXPECT(strcmp(gpuprowler_sentence(answer), "The prober could not start: there is no request") == 0);
   EXPECT(strstr(gpuprowler_text(answer), gpuprowler_sentence(answer)) == gpuprowler_text(answer));

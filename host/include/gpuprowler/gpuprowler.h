@@ -225,6 +225,25 @@ GPUPROWLER_API int gpuprowler_decision_message(const gpuprowler_decision* decisi
 GPUPROWLER_API const char* gpuprowler_decision_text(const gpuprowler_decision* decision);
 GPUPROWLER_API const char* gpuprowler_decision_json(const gpuprowler_decision* decision);
 
+/* --- Comparing
+ * ------------------------------------------------------------------------------------------------- */
+
+/* How two answers differ, mostly of one machine: what an update of a driver has cost, and what it has
+   brought. It needs neither any longer; any thread may read it. What its functions give belongs to it. */
+typedef struct gpuprowler_comparison gpuprowler_comparison;
+
+/* To be given back by gpuprowler_comparison_free. Null if there is no memory, or an answer is null. */
+GPUPROWLER_API gpuprowler_comparison* gpuprowler_compare(const gpuprowler_answer* before,
+                                                         const gpuprowler_answer* after);
+GPUPROWLER_API void gpuprowler_comparison_free(gpuprowler_comparison* comparison);
+
+/* 1 if something was lost: a GPU, an extension, a limit that was higher ... */
+GPUPROWLER_API int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison);
+
+/* For a person, in lines; and as a JSON document. Empty of a null comparison. */
+GPUPROWLER_API const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison);
+GPUPROWLER_API const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison);
+
 /* --- The memory
  * ---------------------------------------------------------------------------------------------------- */
 

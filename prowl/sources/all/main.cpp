@@ -11,6 +11,8 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
+#include <gpuprowler/fleet.h>
 #include <gpuprowler/rules.h>
 #include <gpuprowler/show.h>
 
@@ -20,6 +22,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -30,6 +33,8 @@ using prowl::Verb;
 using prowl::platform::WithLineEnds;
 
 constexpr int kStatusError = static_cast<int>(gpuprowler::Verdict::kLost);
+constexpr int kStatusLess = 1;  // of diff
+constexpr int kStatusNotCompared = 2;
 
 constexpr double kTickSeconds = 0.1;
 constexpr double kHoldSeconds = 0.5;  // what the result has of time before a second interrupt ends us
@@ -183,11 +188,32 @@ int AskForEvents(const gpuprowler::Request& request) {
   return Conclude(events.Finish(answer), StatusOf(answer));
 }
 
+// The files that are wanted. False if there are none.
+bool WriteFiles(const gpuprowler::Answer& answer, const Options& options) {
+  const struct {
+    const std::string& file;
+    std::string (*as)(const gpuprowler::Answer&);
+  } wanted[] = {{options.html, gpuprowler::AsHTML},
+                {options.prometheus, gpuprowler::AsPrometheus},
+                {options.nfd, gpuprowler::AsNFD}};
+  bool isWritten = false;
+  for (const auto& [file, as] : wanted) {
+    if (file.empty()) continue;
+    prowl::ReplaceFile(file, as(answer));
+    isWritten = true;
+  }
+  return isWritten;
+}
+
+// Where a file can't be written, the answer isn't lost with it.
 int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
-  const bool isWritten = !options.html.empty();
-  if (isWritten) prowl::ReplaceFile(options.html, AsHTML(answer));
-  if (isWritten && options.form == Form::kText) return status;
-  return Conclude(WriteOutput(Told(answer, options.form)), status);
+  const auto tell = [&] { return Conclude(WriteOutput(Told(answer, options.form)), status); };
+  try {
+    return WriteFiles(answer, options) && options.form == Form::kText ? status : tell();
+  } catch (const std::runtime_error&) {
+    tell();
+    throw;
+  }
 }
 
 int TellAnswer(const Options& options) {
@@ -219,6 +245,25 @@ int Check(const Options& options) {
   return Conclude(written, StatusOf(decision));
 }
 
+// As it would be stored.
+gpuprowler::Answer AskToCompare(const gpuprowler::Request& request) {
+  using gpuprowler::Verdict;
+  const gpuprowler::Answer answer = AskWithProgress(request);
+  for (const Verdict verdict : {Verdict::kNotStarted, Verdict::kInterrupted, Verdict::kLost})
+    if (answer.verdict == verdict) throw std::runtime_error(answer.text);
+  return *gpuprowler::AnswerOf(AsJSON(answer));
+}
+
+int Diff(const Options& options) {
+  const gpuprowler::Answer before = prowl::ReadAnswer(options.before);
+  const gpuprowler::Answer after =
+      options.after.empty() ? AskToCompare(options.request) : prowl::ReadAnswer(options.after);
+  const gpuprowler::Comparison comparison = Compare(before, after);
+  const bool isWritten = WriteOutput(options.form == Form::kJSON ? AsJSON(comparison) : AsText(comparison));
+  const int status = Conclude(isWritten, HasLost(comparison) ? kStatusLess : 0);
+  return isWritten ? status : kStatusNotCompared;
+}
+
 std::string ShowMemory() {
   gpuprowler::Answer answer;
   answer.drivers = gpuprowler::GetSetAside();
@@ -237,6 +282,8 @@ int Run(const Options& options) {
       return TellAnswer(gpuprowler::Look(), options, 0);
     case Verb::kCheck:
       return Check(options);
+    case Verb::kDiff:
+      return Diff(options);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:
@@ -246,6 +293,10 @@ int Run(const Options& options) {
              : options.form == Form::kEvents ? AskForEvents(options.request)
                                              : TellAnswer(options);
   }
+}
+
+int StatusOfFailure(const CLI::App& app) {
+  return app.got_subcommand("diff") ? kStatusNotCompared : kStatusError;
 }
 
 }  // namespace
@@ -258,9 +309,10 @@ int main(int argc, char** argv) {
   try {
     status = Run(prowl::ParseOptions(app, argc, argv));
   } catch (const CLI::Error& error) {
-    status = app.exit(error) == 0 ? 0 : kStatusError;
+    status = app.exit(error) == 0 ? 0 : StatusOfFailure(app);
   } catch (const std::exception& exception) {
     std::cerr << "prowl: " << exception.what() << "\n";
+    status = StatusOfFailure(app);
   }
   // A thread that had to be abandoned may still use what the end of main would destroy.
   if (ztutil::ManagedThread::GetThreadCount() > 0) std::_Exit(status);

@@ -120,7 +120,14 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       app.add_flag("--events", "Lines of JSON as it goes on, the document in the last");
   CLI::Option* const raw =
       app.add_flag("--raw", "The report byte for byte; the verdict goes to standard error");
-  for (CLI::Option* const option : {all, json, markdown, html, events, raw}) option->group(kTelling);
+  CLI::Option* const prometheus = app.add_option("--prometheus", options.prometheus,
+                                                 "Write metrics for Prometheus, and tell nothing else")
+                                      ->type_name("FILE");
+  CLI::Option* const nfd =
+      app.add_option("--nfd", options.nfd, "Write labels for Kubernetes' node feature discovery likewise")
+          ->type_name("FILE");
+  for (CLI::Option* const option : {all, json, markdown, html, events, raw, prometheus, nfd})
+    option->group(kTelling);
 
   CLI::App* const ask =
       app.add_subcommand(kAsk, "Ask the drivers, as without a command: ask --help tells how");
@@ -139,11 +146,15 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
                    "Decide about this one; without it about all that rules name")
       ->type_name("NAME")
       ->allow_extra_args(false);
+  CLI::App* const diff = app.add_subcommand("diff", "Tell what was lost and won between two answers");
+  diff->add_option("BEFORE", options.before, "A document of --json")->required();
+  diff->add_option("AFTER", options.after, "Another one; without it the drivers are asked");
+  diff->footer("Exit status: 0 nothing was lost, 1 something was, 2 the two couldn't be compared.");
   CLI::App* const memory = app.add_subcommand("memory", "Show which drivers are set aside");
   CLI::App* const forget =
       app.add_subcommand("forget", "Forget all answers, and drivers that were set aside");
   forget->add_option("DRIVER", options.driver, "Part of the name of those; without it all of them");
-  for (CLI::App* const verb : {ask, look, check, memory, forget}) verb->fallthrough()->group(kCommands);
+  for (CLI::App* const verb : {ask, look, check, diff, memory, forget}) verb->fallthrough()->group(kCommands);
   app.require_subcommand(0, 1);
   app.footer(kStatuses);
 
@@ -161,24 +172,22 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       if (form != other) Refuse(form, other);
   Refuse(raw, remember);
   for (const CLI::Option* const option : asking) Refuse(from, option);
-  for (const CLI::Option* const form : {events, raw}) {
-    Refuse(from, form);
-    Refuse(html, form);
-  }
+  for (const CLI::Option* const form : {events, raw})
+    for (const CLI::Option* const other : {from, html, prometheus, nfd}) Refuse(other, form);
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
-  for (const CLI::App* const verb : {look, memory, forget}) {
-    Refuse(verb, asking);
-    Refuse(verb, {from, all, events, raw});
+  for (const CLI::App* const verb : {look, diff, memory, forget}) {
+    if (verb != diff || !options.after.empty()) Refuse(verb, asking);
+    Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
   for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
   Refuse(check, {all, markdown, html, events, raw});
   if (*check && rules->empty() && require->empty()) throw CLI::RequiredError("RULES or --require");
 
-  options.from = platform::UTF8FromArgument(options.from);
-  options.html = platform::UTF8FromArgument(options.html);
+  for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,
+                                  &options.before, &options.after, &request.prober})
+    *path = platform::UTF8FromArgument(*path);
   for (auto* const texts : {&options.rules, &options.requirements, &options.features})
     for (std::string& text : *texts) text = platform::UTF8FromArgument(text);
-  request.prober = platform::UTF8FromArgument(request.prober);
   request.measure = noMeasure->empty();
   request.isolate = noIsolate->empty() && raw->empty();  // which has the bytes of one run
   request.remember = !remember->empty();
@@ -186,6 +195,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   if (*raw && question->empty()) request.questionSeconds = 0;  // a slow reader is no hang
   options.verb = *look     ? Verb::kLook
                  : *check  ? Verb::kCheck
+                 : *diff   ? Verb::kDiff
                  : *memory ? Verb::kMemory
                  : *forget ? Verb::kForget
                            : Verb::kAsk;

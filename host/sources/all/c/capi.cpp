@@ -3,6 +3,7 @@
 #include <ztutil/version.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
 #include <gpuprowler/gpuprowler.h>
 #include <gpuprowler/rules.h>
 
@@ -15,6 +16,7 @@
 #include <vector>
 
 using gpuprowler::Answer;
+using gpuprowler::Comparison;
 using gpuprowler::Decision;
 using gpuprowler::GPU;
 
@@ -60,6 +62,12 @@ struct gpuprowler_decision {
   const Decision told;
   const Form<Decision> text{[](const Decision& decision) { return AsText(decision); }};
   const Form<Decision> json{[](const Decision& decision) { return AsJSON(decision); }};
+};
+
+struct gpuprowler_comparison {
+  const Comparison told;
+  const Form<Comparison> text{[](const Comparison& comparison) { return AsText(comparison); }};
+  const Form<Comparison> json{[](const Comparison& comparison) { return AsJSON(comparison); }};
 };
 
 namespace {
@@ -346,6 +354,26 @@ const char* gpuprowler_decision_text(const gpuprowler_decision* decision) {
 
 const char* gpuprowler_decision_json(const gpuprowler_decision* decision) {
   return TextOf(decision, &gpuprowler_decision::json);
+}
+
+gpuprowler_comparison* gpuprowler_compare(const gpuprowler_answer* before, const gpuprowler_answer* after) {
+  return Guarded([&]() -> gpuprowler_comparison* {
+    return before && after ? new gpuprowler_comparison{Compare(before->told, after->told)} : nullptr;
+  });
+}
+
+void gpuprowler_comparison_free(gpuprowler_comparison* comparison) { delete comparison; }
+
+int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison) {
+  return comparison && HasLost(comparison->told) ? 1 : 0;
+}
+
+const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison) {
+  return TextOf(comparison, &gpuprowler_comparison::text);
+}
+
+const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison) {
+  return TextOf(comparison, &gpuprowler_comparison::json);
 }
 
 size_t gpuprowler_forget(const char* folder, const char* driver) {
