@@ -180,7 +180,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
     Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
   for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
-  Refuse(check, {all, markdown, html, events, raw});
+  Refuse(check, {all, markdown, html, prometheus, nfd, events, raw});
   if (*check && rules->empty() && require->empty()) throw CLI::RequiredError("RULES or --require");
 
   for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,
