@@ -11,11 +11,12 @@ _prowl() {
     fi
   done
   case ${COMP_WORDS[COMP_CWORD - 1]} in
+    --from | --html) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
     --timeout | --question-timeout) ;;
     *)
-      mapfile -t COMPREPLY < <(compgen -W 'look memory forget --prober --timeout --question-timeout --no-measure
-        --no-isolate --remember --fresh --all --json --events --raw --version --help --' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W 'ask look memory forget --from --prober --timeout --question-timeout --no-measure
+        --no-isolate --remember --fresh --all --json --markdown --html --events --raw --version --help --' -- "$current")
       ;;
   esac
 }

@@ -1,4 +1,5 @@
 // prowl: asks this machine's graphics drivers through the library, and tells a person what happened.
+#include "files.h"
 #include "hostplatform.h"
 #include "options.h"
 #include "outlet.h"
@@ -10,13 +11,14 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/show.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace {
@@ -132,34 +134,64 @@ int Conclude(bool written, int status) {
 }
 
 std::string Told(const gpuprowler::Answer& answer, Form form) {
-  return form == Form::kJSON ? AsJSON(answer) : AsText(answer, form == Form::kAll);
+  return form == Form::kJSON       ? AsJSON(answer)
+         : form == Form::kMarkdown ? AsMarkdown(answer)
+                                   : AsText(answer, form == Form::kAll);
 }
 
-int Ask(Options options) {
-  const double start = ztutil::Now();
-  gpuprowler::Request& request = options.request;
+// Until somebody interrupts that.
+gpuprowler::Answer Ask(gpuprowler::Request request,
+                       const std::function<void(const gpuprowler::Event&)>& show) {
   request.cancellation = std::make_shared<gpuprowler::Cancellation>();
-  std::optional<prowl::Progress> progress;
-  std::optional<Events> events;
-  std::optional<Raw> raw;
-  if (options.form == Form::kRaw)
-    raw.emplace(request);
-  else
-    progress.emplace();
-  if (options.form == Form::kEvents) events.emplace();
   request.event = [&](const gpuprowler::Event& event) {
-    if (progress) progress->Show(event.seconds, event.question);
-    if (events) events->Show(event);
+    show(event);
     if (prowl::platform::WasInterrupted()) request.cancellation->Cancel();
   };
   prowl::platform::HoldInterrupts();
-  const gpuprowler::Answer answer = gpuprowler::Ask(request);
-  progress.reset();
+  return gpuprowler::Ask(request);
+}
 
-  const bool written = raw      ? raw->Finish(Summary(answer), start + request.seconds - ztutil::Now())
-                       : events ? events->Finish(answer)
-                                : WriteOutput(Told(answer, options.form));
-  return Conclude(written, static_cast<int>(answer.verdict));
+gpuprowler::Answer AskWithProgress(
+    const gpuprowler::Request& request,
+    const std::function<void(const gpuprowler::Event&)>& show = [](const gpuprowler::Event&) {}) {
+  prowl::Progress progress;
+  return Ask(request, [&](const gpuprowler::Event& event) {
+    progress.Show(event.seconds, event.question);
+    show(event);
+  });
+}
+
+// The answer that most commands are about.
+gpuprowler::Answer GetAnswer(const Options& options) {
+  return options.from.empty() ? AskWithProgress(options.request) : prowl::ReadAnswer(options.from);
+}
+
+int StatusOf(const gpuprowler::Answer& answer) { return static_cast<int>(answer.verdict); }
+
+int AskRaw(gpuprowler::Request request) {
+  const double start = ztutil::Now();
+  Raw raw(request);
+  const gpuprowler::Answer answer = Ask(request, [](const gpuprowler::Event&) {});
+  return Conclude(raw.Finish(Summary(answer), start + request.seconds - ztutil::Now()), StatusOf(answer));
+}
+
+int AskForEvents(const gpuprowler::Request& request) {
+  Events events;
+  const gpuprowler::Answer answer =
+      AskWithProgress(request, [&](const gpuprowler::Event& event) { events.Show(event); });
+  return Conclude(events.Finish(answer), StatusOf(answer));
+}
+
+int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
+  const bool isWritten = !options.html.empty();
+  if (isWritten) prowl::ReplaceFile(options.html, AsHTML(answer));
+  if (isWritten && options.form == Form::kText) return status;
+  return Conclude(WriteOutput(Told(answer, options.form)), status);
+}
+
+int TellAnswer(const Options& options) {
+  const gpuprowler::Answer answer = GetAnswer(options);
+  return TellAnswer(answer, options, StatusOf(answer));
 }
 
 std::string ShowMemory() {
@@ -177,13 +209,15 @@ std::string Forget(const std::string& driver) {
 int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
-      return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+      return TellAnswer(gpuprowler::Look(), options, 0);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:
       return Conclude(WriteOutput(Forget(options.driver)), 0);
     default:
-      return Ask(options);
+      return options.form == Form::kRaw      ? AskRaw(options.request)
+             : options.form == Form::kEvents ? AskForEvents(options.request)
+                                             : TellAnswer(options);
   }
 }
 

@@ -10,11 +10,13 @@
 namespace prowl {
 
 enum class Verb { kAsk, kLook, kMemory, kForget };
-enum class Form { kText, kAll, kJSON, kEvents, kRaw };
+enum class Form { kText, kAll, kJSON, kMarkdown, kEvents, kRaw };
 
 struct Options {
   Verb verb = Verb::kAsk;
   Form form = Form::kText;
+  std::string from;  // the file of an answer to be told, "-" is standard input; empty: ask
+  std::string html;  // the file of a page to be written; empty: none
   gpuprowler::Request request;
   std::string driver;  // to be forgotten
 };
