@@ -6,10 +6,14 @@
 #include <gpuprowler/answer.h>
 #include <gtest/gtest.h>
 #include <run/verdict.h>
+#include <sys/resource.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <regex>
 #include <string>
 
 namespace {
@@ -76,11 +80,20 @@ string Told(const Answer& answer) {
   for (const gpuprowler::GPU& gpu : answer.gpus)
     told += " " + gpu.tag + std::to_string(gpu.run) + (gpu.complete ? "" : "-");
   for (string note : answer.runs[0].notes) {
-    const std::size_t home = note.find(OwnHome() + "/");
-    if (home != string::npos) note.erase(home, OwnHome().size() + 1);
+    note = std::regex_replace(note, std::regex(OwnHome() + "/"), "");
+    note = std::regex_replace(note, std::regex("/\\S+/gpuprowler-\\w{6}"), "FOLDER");
     told += "; " + note;
   }
   return told + (answer.remembered ? "; remembered" : "");
+}
+
+// To so many bytes.
+void LimitFiles(rlim_t bytes) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = std::min(bytes, limit.rlim_max);
+  setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 TEST(IsolationTest, NamesTheCulprit) {
@@ -125,6 +138,9 @@ TEST(IsolationTest, NamesTheCulprit) {
        "such "
        "file or directory",
        [](Request&) { setenv("TMPDIR", "/none", 1); }},
+      {"ac", "*/a.json*) dies prowlerStart",
+       "crashed 1: a unknown c unknown;; drivers can't be hidden: FOLDER/100.icd can't be written",
+       [](Request&) { LimitFiles(0); }},
       // A measurement that takes all the time.
       {"ac", "*/libc.so*) upto clgpu.0..CUDASupported; exec sleep 60",
        "hung 3: a sound c hung clgpu[0].CUDAVersion; glgpu[0]1 clgpu[0]2-",
@@ -140,6 +156,7 @@ TEST(IsolationTest, NamesTheCulprit) {
     row.change(request);
     EXPECT_EQ(Told(Ask(request)), row.told) << row.drivers << " " << row.endings;
     unsetenv("TMPDIR");
+    LimitFiles(RLIM_INFINITY);
   }
 }
 
