@@ -11,12 +11,12 @@ _prowl() {
     fi
   done
   case ${COMP_WORDS[COMP_CWORD - 1]} in
-    --from | --prometheus | --nfd | diff) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    --from | --html | --prometheus | --nfd | diff) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
     --timeout | --question-timeout) ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W 'ask look diff memory forget --from --prober --timeout --question-timeout --no-measure
-        --no-isolate --remember --fresh --all --json --events --raw
+        --no-isolate --remember --fresh --all --json --markdown --html --events --raw
         --prometheus --nfd --version --help --' -- "$current")
       ;;
   esac

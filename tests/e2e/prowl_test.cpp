@@ -133,6 +133,8 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
   } rows[] = {
       {"look", "\nDrivers\n  OpenGL ", "", "status 0"},
       {"look --json", "\"schema\": \"gpuprowler-answer-1\"", "", "status 0"},
+      {"look --markdown", "\n#### Drivers\n", "", "status 0"},
+      {"look --html /dev/stdout", "\n<!DOCTYPE html>\n", "", "status 0"},
       {"memory", "No driver is set aside.\n", "", "status 0"},
       {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
       {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
@@ -141,6 +143,7 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"--raw --json", "", "--json excludes --raw\n", "status 1"},
       {"look --raw", "", "look excludes --raw\n", "status 1"},
       {"memory --json", "", "memory excludes --json\n", "status 1"},
+      {"--html x --events", "", "--html excludes --events\n", "status 1"},
       {"--from /none", "", "prowl: can't read /none\n", "status 1"},
       {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
       {"--from - --raw", "", "--from excludes --raw\n", "status 1"},

@@ -1,7 +1,9 @@
 // What a person is told of an answer.
 #include <gpuprowler/answer.h>
+#include <gpuprowler/show.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -89,6 +91,119 @@ Runs
   EXPECT_EQ(AsText(Told(), true).substr(expected.size(), 55),
             "\nFindings of run 0\n\nFindings of run 1\n\nFindings of glgp");
   EXPECT_EQ(AsText(Answer()), "");
+}
+
+// All texts of an answer that may be anything.
+Answer Hostile(const string& text) {
+  Answer answer = Told();
+  answer.text = answer.time = answer.prober = text;
+  answer.adapters[0] = {text, text, 1, 2, 0, 0, text, text, text, 0, text, false, text, false, text, {text}};
+  for (gpuprowler::Driver& driver : answer.drivers)
+    driver.manifest = driver.library = driver.question = driver.since = text;
+  answer.reasons = {{text, text, {}, {}}};
+  for (gpuprowler::GPU& gpu : answer.gpus) {
+    gpu.tag = text;
+    gpu.failed = {text, text};
+    for (gpuprowler::Value& value : gpu.values) value.reportKey = text, value.value = text;
+  }
+  for (gpuprowler::Run& run : answer.runs) {
+    run.text = run.lastLine = run.standsIn = run.output.unfinished = text;
+    run.asked = run.notes = {text};
+    run.seconds = 2;
+    run.output.lines = run.errors.lines = {{0.5, text}, {1.5, text, 0, gpuprowler::LineKind::kFinding}};
+  }
+  return answer;
+}
+
+// What is left of Markdown without its code, and without HTML's.
+string WithoutCode(string markdown) {
+  string rest;
+  for (std::size_t code; (code = markdown.find("<code>")) != string::npos;)
+    markdown.erase(code, markdown.find("</code>", code) + 7 - code);
+  for (std::size_t at = 0; at < markdown.size();) {
+    const std::size_t marks = std::min(markdown.find_first_not_of('`', at), markdown.size()) - at;
+    if (marks == 0) {
+      rest += markdown[at++];
+      continue;
+    }
+    const string fence = (marks > 2 ? "\n" : "") + string(marks, '`');
+    const std::size_t end = markdown.find(fence, at + marks);
+    EXPECT_NE(end, string::npos) << markdown.substr(at);
+    at = std::min(end, markdown.size() - fence.size()) + fence.size();
+  }
+  return rest;
+}
+
+// Without what an HTML page of ours may have between pointed brackets.
+string WithoutTags(const string& page) {
+  string rest;
+  for (std::size_t at = 0, end = 0; at < page.size(); at = end + 1) {
+    end = std::min(page.find('<', at), page.size());
+    rest += page.substr(at, end - at);
+    end = std::min(page.find('>', end), page.size());
+  }
+  return rest;
+}
+
+TEST(TextTest, ShowsAnythingInItsPlace) {
+  const string harmless = WithoutCode(AsMarkdown(Hostile("harmless")));
+  const string tags = AsHTML(Hostile("harmless"));
+  const auto count = [](const string& text, char c) { return std::count(text.begin(), text.end(), c); };
+  for (const string text :
+       {"a `b` ``` c", "```", "x\n```\n</details>\n\n@a", "a|b\\|c", "@all #1 GH-1 a/b#2", "http://x www.x",
+        "[x](y) ![x](y)", "<b>&lt;</b>", "--><script>", "\"'><img src=x>", "\u202Ea\u2028", "\x01\x7F\xFF",
+        "*a* _b_ ~c~", "</style></title></svg>"}) {
+    SCOPED_TRACE(text);
+    const string markdown = AsMarkdown(Hostile(text)), page = AsHTML(Hostile(text));
+    const string rest = WithoutCode(markdown);
+    for (const char c : string("|<>\n*_#@[]\\~")) EXPECT_EQ(count(rest, c), count(harmless, c)) << c << rest;
+    for (const char* const part : {"\u202E", "\u2028", "\x01", "\x7F", "\xFF"}) {
+      EXPECT_EQ(markdown.find(part), string::npos);
+      EXPECT_EQ(page.find(part), string::npos);
+    }
+    EXPECT_EQ(count(page, '<'), count(tags, '<'));
+    EXPECT_EQ(count(page, '>'), count(tags, '>'));
+    EXPECT_EQ(count(WithoutTags(page), '"'), count(WithoutTags(tags), '"'));
+  }
+}
+
+TEST(TextTest, ShowsABugReport) {
+  const string expected = R"(### The prober crashed, after 1.23 s
+
+- Last line: none
+- Was being asked: `glgpu[0].GLMemoryMB` (its memory)
+- Asked: at `2026-11-22T05:29:05Z`, and this is remembered
+
+#### Why
+
+- No `\x1B`. (`node-not-allowed`)
+
+#### OpenGL
+
+| GPU | Model | OpenGL | Can't | Memory | Driver | Adapter | Findings |
+| --- | --- | --- | --- | --- | --- | --- | --- |
+| `glgpu[0]` | `\x1B[2J` | 4.1, GLSL 4.50 | render to a texture | 512 MB | `a.json` | `0000:01:00.0, card\x0A` | complete |
+)";
+  EXPECT_EQ(AsMarkdown(Told()).substr(0, expected.size()), expected);
+  EXPECT_NE(AsHTML(Hostile("a")).find(">The longest waits: a, 1.50 s; a, no answer, 500 ms.<"), string::npos);
+}
+
+// Of however much the answer has.
+TEST(TextTest, ShowsAsMuchAsCanBeRead) {
+  for (const string& text : {string(5000, '<'), string(5000, '`'), string(300, 'x')}) {
+    Answer answer = Hostile(text);
+    answer.runs[0].errors.lines.assign(3000, {1, text});
+    answer.gpus.resize(200, answer.gpus[1]);
+    answer.adapters.resize(200, answer.adapters[0]);
+    answer.drivers.resize(200, answer.drivers[0]);
+    answer.reasons.resize(200, answer.reasons[0]);
+    answer.runs.resize(50, answer.runs[1]);
+    const string markdown = AsMarkdown(answer);
+    EXPECT_LE(markdown.size(), 60000u);
+    EXPECT_NE(markdown.find("\nThis is shortened"), string::npos);
+    EXPECT_NE(markdown.find(", the first "), string::npos);
+    EXPECT_LE(AsHTML(answer).size(), std::size_t{16} << 20);
+  }
 }
 
 }  // namespace

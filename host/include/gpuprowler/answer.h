@@ -280,7 +280,7 @@ std::string AsJSONLine(const Event& event);
 std::string AsJSONLine(const Answer& answer);
 
 // The answer for people to read, in lines: the verdict and what explains it, the GPUs, and why something
-// isn't there; by wish with all that was found, as a bug report needs it.
+// isn't there; by wish with all that was found, as a bug report needs it. Without those names.
 std::string AsText(const Answer& answer, bool all = false);
 
 // The verdict and what explains it.

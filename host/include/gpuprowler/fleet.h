@@ -11,8 +11,8 @@ namespace gpuprowler {
 
 // In the text format of Prometheus, as the textfile collector of its node exporter reads it. All metrics are
 // gauges and begin with "gpuprowler_". The first 32 GPUs, adapters, drivers and codes of reasons have metrics
-// of their own; gpuprowler_left_out counts the others. A time that isn't known has no metric. No home folder
-// is in it.
+// of their own; gpuprowler_left_out counts the others. A time that isn't known has no metric. No user
+// name, home folder or host name is in it.
 std::string AsPrometheus(const Answer& answer);
 
 // A feature file of Kubernetes' node feature discovery: labels of

@@ -13,6 +13,7 @@
 #include <gpuprowler/answer.h>
 #include <gpuprowler/compare.h>
 #include <gpuprowler/fleet.h>
+#include <gpuprowler/show.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -138,7 +139,9 @@ int Conclude(bool written, int status) {
 }
 
 std::string Told(const gpuprowler::Answer& answer, Form form) {
-  return form == Form::kJSON ? AsJSON(answer) : AsText(answer, form == Form::kAll);
+  return form == Form::kJSON       ? AsJSON(answer)
+         : form == Form::kMarkdown ? AsMarkdown(answer)
+                                   : AsText(answer, form == Form::kAll);
 }
 
 // Until somebody interrupts that.
@@ -184,13 +187,37 @@ int AskForEvents(const gpuprowler::Request& request) {
   return Conclude(events.Finish(answer), StatusOf(answer));
 }
 
+// The files that are wanted. False if there are none.
+bool WriteFiles(const gpuprowler::Answer& answer, const Options& options) {
+  const struct {
+    const std::string& file;
+    std::string (*as)(const gpuprowler::Answer&);
+  } wanted[] = {{options.html, gpuprowler::AsHTML},
+                {options.prometheus, gpuprowler::AsPrometheus},
+                {options.nfd, gpuprowler::AsNFD}};
+  bool isWritten = false;
+  for (const auto& [file, as] : wanted) {
+    if (file.empty()) continue;
+    prowl::ReplaceFile(file, as(answer));
+    isWritten = true;
+  }
+  return isWritten;
+}
+
+// Where a file can't be written, the answer isn't lost with it.
+int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
+  const auto tell = [&] { return Conclude(WriteOutput(Told(answer, options.form)), status); };
+  try {
+    return WriteFiles(answer, options) && options.form == Form::kText ? status : tell();
+  } catch (const std::runtime_error&) {
+    tell();
+    throw;
+  }
+}
+
 int TellAnswer(const Options& options) {
   const gpuprowler::Answer answer = GetAnswer(options);
-  if (!options.prometheus.empty()) prowl::ReplaceFile(options.prometheus, AsPrometheus(answer));
-  if (!options.nfd.empty()) prowl::ReplaceFile(options.nfd, AsNFD(answer));
-  const bool isWritten = !options.prometheus.empty() || !options.nfd.empty();
-  if (isWritten && options.form == Form::kText) return StatusOf(answer);
-  return Conclude(WriteOutput(Told(answer, options.form)), StatusOf(answer));
+  return TellAnswer(answer, options, StatusOf(answer));
 }
 
 // As it would be stored.
@@ -227,7 +254,7 @@ std::string Forget(const std::string& driver) {
 int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
-      return Conclude(WriteOutput(Told(gpuprowler::Look(), options.form)), 0);
+      return TellAnswer(gpuprowler::Look(), options, 0);
     case Verb::kDiff:
       return Diff(options);
     case Verb::kMemory:

@@ -105,6 +105,10 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
 
   CLI::Option* const all = app.add_flag("--all", "All that was found, as a bug report needs it");
   CLI::Option* const json = app.add_flag("--json", "One JSON document");
+  CLI::Option* const markdown = app.add_flag("--markdown", "The whole, to be pasted into a report of a bug");
+  CLI::Option* const html =
+      app.add_option("--html", options.html, "Write a page for browsers, and tell nothing else")
+          ->type_name("FILE");
   CLI::Option* const events =
       app.add_flag("--events", "Lines of JSON as it goes on, the document in the last");
   CLI::Option* const raw =
@@ -115,7 +119,8 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   CLI::Option* const nfd =
       app.add_option("--nfd", options.nfd, "Write labels for Kubernetes' node feature discovery likewise")
           ->type_name("FILE");
-  for (CLI::Option* const option : {all, json, events, raw, prometheus, nfd}) option->group(kTelling);
+  for (CLI::Option* const option : {all, json, markdown, html, events, raw, prometheus, nfd})
+    option->group(kTelling);
 
   CLI::App* const ask =
       app.add_subcommand(kAsk, "Ask the drivers, as without a command: ask --help tells how");
@@ -141,22 +146,22 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   if (!(request.questionSeconds >= 0 && request.questionSeconds <= kMaxSeconds))
     throw CLI::ValidationError("--question-timeout", "takes a number of seconds, a million at most");
 
-  for (const CLI::Option* const form : {all, json, events})
-    for (const CLI::Option* const other : {json, events, raw})
+  for (const CLI::Option* const form : {all, json, markdown, events})
+    for (const CLI::Option* const other : {json, markdown, events, raw})
       if (form != other) Refuse(form, other);
   Refuse(raw, remember);
   for (const CLI::Option* const option : asking) Refuse(from, option);
   for (const CLI::Option* const form : {events, raw})
-    for (const CLI::Option* const other : {from, prometheus, nfd}) Refuse(other, form);
+    for (const CLI::Option* const other : {from, html, prometheus, nfd}) Refuse(other, form);
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
   for (const CLI::App* const verb : {look, diff, memory, forget}) {
     if (verb != diff || !options.after.empty()) Refuse(verb, asking);
     Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
-  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
+  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
 
-  for (std::string* const path :
-       {&options.from, &options.prometheus, &options.nfd, &options.before, &options.after, &request.prober})
+  for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,
+                                  &options.before, &options.after, &request.prober})
     *path = platform::UTF8FromArgument(*path);
   request.measure = noMeasure->empty();
   request.isolate = noIsolate->empty() && raw->empty();  // which has the bytes of one run
@@ -168,11 +173,12 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
                  : *memory ? Verb::kMemory
                  : *forget ? Verb::kForget
                            : Verb::kAsk;
-  options.form = *all      ? Form::kAll
-                 : *json   ? Form::kJSON
-                 : *events ? Form::kEvents
-                 : *raw    ? Form::kRaw
-                           : Form::kText;
+  options.form = *all        ? Form::kAll
+                 : *json     ? Form::kJSON
+                 : *markdown ? Form::kMarkdown
+                 : *events   ? Form::kEvents
+                 : *raw      ? Form::kRaw
+                             : Form::kText;
   return options;
 }
 

@@ -10,14 +10,14 @@
 namespace prowl {
 
 enum class Verb { kAsk, kLook, kDiff, kMemory, kForget };
-enum class Form { kText, kAll, kJSON, kEvents, kRaw };
+enum class Form { kText, kAll, kJSON, kMarkdown, kEvents, kRaw };
 
 struct Options {
   Verb verb = Verb::kAsk;
   Form form = Form::kText;
-  std::string from;             // the file of an answer to be told, "-" is standard input; empty: ask
-  std::string prometheus, nfd;  // files to be written; empty: none
-  std::string before, after;    // files of answers to be compared; the second is empty: ask
+  std::string from;                   // the file of an answer to be told, "-" is standard input; empty: ask
+  std::string html, prometheus, nfd;  // files to be written; empty: none
+  std::string before, after;          // files of answers to be compared; the second is empty: ask
   gpuprowler::Request request;
   std::string driver;  // to be forgotten
 };

@@ -2,6 +2,8 @@
 #include "meaning.h"
 #include "tell/documentfields.h"
 #include "tell/gpufacts.h"
+#include "tell/privacy.h"
+#include "tell/words.h"
 
 #include <gpuprowler/compare.h>
 
@@ -43,7 +45,7 @@ std::string IDsOf(const GPU& gpu, const Answer& answer) {
 Keys KeysOf(const GPU& gpu, const Answer& answer, bool isAfter) {
   const std::string interface = NameOf(gpu.interface), ids = IDsOf(gpu, answer),
                     address = AddressOf(gpu, answer), manifest = ManifestOf(gpu, answer),
-                    name = ModelName(gpu).substr(0, kNameBytes), software = gpu.software ? "software" : "";
+                    name = ModelOf(gpu).substr(0, kNameBytes), software = gpu.software ? "software" : "";
   const std::string first = isAfter || ids.empty() ? name : "", second = isAfter && !ids.empty() ? "" : name;
   return {Key({interface, ids, address, manifest, name}),
           Key({interface, ids, address, manifest}),
@@ -81,7 +83,7 @@ std::string Calling(const std::string& first, const std::string& second) {
 
 std::string CallingOf(const GPU& gpu, const Answer& answer) {
   return Calling(std::string(NameOf(gpu.interface)) + " " + gpu.tag,
-                 Calling(ModelName(gpu), AddressOf(gpu, answer)));
+                 Calling(ModelOf(gpu), AddressOf(gpu, answer)));
 }
 
 std::string CallingOf(const Adapter& adapter, const Answer&) {
@@ -158,7 +160,7 @@ std::optional<Datum> DatumOf(const std::deque<std::string>& texts) { return Join
 
 class Comparer {
  public:
-  Comparer(const Answer& before, const Answer& after) : fBefore(before), fAfter(after) {}
+  Comparer(Answer before, Answer after) : fBefore(std::move(before)), fAfter(std::move(after)) {}
 
   Comparison Compare() {
     CompareFields(fBefore, fAfter);
@@ -260,8 +262,8 @@ class Comparer {
     return keys;
   }
 
-  const Answer& fBefore;
-  const Answer& fAfter;
+  const Answer fBefore;
+  const Answer fAfter;
   const Interfaces fCardsBefore = InterfacesOf(fBefore), fCardsAfter = InterfacesOf(fAfter);
   std::string fSubject = "answer";  // of what is being compared
   std::string fName;
@@ -270,7 +272,10 @@ class Comparer {
 
 }  // namespace
 
-Comparison Compare(const Answer& before, const Answer& after) { return Comparer(before, after).Compare(); }
+Comparison Compare(const Answer& before, const Answer& after) {
+  const OwnNames names = GetOwnNames();
+  return Comparer(WithoutNames(before, names), WithoutNames(after, names)).Compare();
+}
 
 bool HasLost(const Comparison& comparison) {
   return std::any_of(comparison.changes.begin(), comparison.changes.end(),

@@ -1,5 +1,4 @@
 // A comparison for people, and as a document.
-#include "tell/homefolder.h"
 #include "tell/printable.h"
 
 #include <ztutil/version.h>
@@ -57,21 +56,14 @@ std::string AsText(const Comparison& comparison) {
 }
 
 std::string AsJSON(const Comparison& comparison) {
-  const std::vector<std::string> homes = HomeFolders();
-  const auto told = [&](const std::string& text) { return WithoutHome(text, homes); };
-  const auto put = [&](JSON& object, const char* key, const std::optional<Datum>& datum) {
-    if (!datum) return;
-    const auto* const text = std::get_if<std::string>(&*datum);
-    object[key] = text ? JSON(told(*text)) : AsJSON(*datum);
-  };
   JSON changes = JSON::array();
   for (const Change& change : comparison.changes) {
     JSON& object = changes.emplace_back(JSON{{"effect", EffectName(change.effect)},
                                              {"subject", change.subject},
-                                             {"name", told(change.name)},
+                                             {"name", change.name},
                                              {"key", change.key}});
-    put(object, "before", change.before);
-    put(object, "after", change.after);
+    if (change.before) object["before"] = AsJSON(*change.before);
+    if (change.after) object["after"] = AsJSON(*change.after);
   }
   const JSON document = {{"schema", "gpuprowler-comparison-1"}, {"version", ztutil::kVersion},
                          {"before", comparison.before},         {"after", comparison.after},

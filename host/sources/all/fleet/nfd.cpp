@@ -1,6 +1,8 @@
 // An answer as a feature file of Kubernetes' node feature discovery.
 #include "tell/documentfields.h"
 #include "tell/gpufacts.h"
+#include "tell/privacy.h"
+#include "tell/words.h"
 #include "utctime.h"
 
 #include <gpuprowler/fleet.h>
@@ -83,7 +85,7 @@ void PutInterface(Features& features, const Answer& answer, Interface interface,
   const GPU* const best = BestOf(answer, interface);
   if (!best) return;
   const std::string prefix = PrefixOf(*best);
-  features.Put(name + ".name", ModelName(*best));
+  features.Put(name + ".name", ModelOf(*best));
   features.Put(name + ".complete", best->complete ? "true" : "false");
   PutVersion(features, name + ".version", TextOf(*best, prefix == "gl" ? "glVersion" : "clDeviceVersion"));
   features.Put(name + ".driver-version", TextOf(*best, prefix + "DriverVersion"));
@@ -95,7 +97,8 @@ void PutInterface(Features& features, const Answer& answer, Interface interface,
 
 }  // namespace
 
-std::string AsNFD(const Answer& answer) {
+std::string AsNFD(const Answer& asked) {
+  const Answer answer = WithoutNames(asked, GetOwnNames());
   Features features;
   features.Put("verdict", VerdictName(answer.verdict));
   PutInterface(features, answer, Interface::kOpenGL, "opengl");

@@ -1,8 +1,9 @@
 // An answer in the text format of Prometheus.
 #include "tell/documentfields.h"
 #include "tell/gpufacts.h"
-#include "tell/homefolder.h"
 #include "tell/printable.h"
+#include "tell/privacy.h"
+#include "tell/words.h"
 #include "utctime.h"
 
 #include <ztutil/version.h>
@@ -62,16 +63,15 @@ class Metrics {
 
  private:
   // Neither what ends a line nor what turns its direction is left in a printable text.
-  std::string Escaped(const std::string& text) const {
+  static std::string Escaped(const std::string& text) {
     std::string escaped;
-    for (const char c : Printable(WithoutHome(text, fHomes))) {
+    for (const char c : Printable(text)) {
       if (c == '"' || c == '\\') escaped += '\\';
       escaped += c;
     }
     return escaped;
   }
 
-  const std::vector<std::string> fHomes = HomeFolders();
   std::string fName, fHead, fText;
 };
 
@@ -137,7 +137,7 @@ void PutGPUs(Metrics& metrics, const Answer& answer) {
     const std::string prefix = PrefixOf(gpu);
     metrics.Put({{"gpu", place},
                  {"interface", NameOf(gpu.interface)},
-                 {"name", ModelName(gpu)},
+                 {"name", ModelOf(gpu)},
                  {"software", Flag(gpu.software)},
                  {"version", TextOf(gpu, prefix == "gl" ? "glVersion" : "clDeviceVersion")},
                  {"driver", ManifestOf(gpu, answer)},
@@ -208,7 +208,8 @@ void PutLeftOut(Metrics& metrics, const Answer& answer) {
 
 }  // namespace
 
-std::string AsPrometheus(const Answer& answer) {
+std::string AsPrometheus(const Answer& asked) {
+  const Answer answer = WithoutNames(asked, GetOwnNames());
   Metrics metrics;
   PutAnswer(metrics, answer);
   PutCounts(metrics, answer);

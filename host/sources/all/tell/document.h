@@ -9,7 +9,7 @@
 
 namespace gpuprowler {
 
-// The same in one line and with home folders as they are: for what only this user reads.
+// The same in one line and with all names as they are: for what only this user reads.
 std::string AsPrivateJSON(const Answer& answer);
 
 }  // namespace gpuprowler

@@ -18,11 +18,6 @@ double NumberOf(const GPU& gpu, const std::string& key) {
 
 std::string PrefixOf(const GPU& gpu) { return gpu.interface == Interface::kOpenGL ? "gl" : "cl"; }
 
-std::string ModelName(const GPU& gpu) {
-  std::string name = TextOf(gpu, PrefixOf(gpu) + "Name");
-  return name.empty() ? TextOf(gpu, "glRenderer") : name;
-}
-
 std::string AddressOf(const GPU& gpu, const Answer& answer) {
   return gpu.adapter ? answer.adapters[*gpu.adapter].address.substr(0, kNameBytes) : "";
 }

@@ -16,9 +16,6 @@ double NumberOf(const GPU& gpu, const std::string& key);
 // "gl" or "cl", with which its plain keys begin.
 std::string PrefixOf(const GPU& gpu);
 
-// What a person knows it by.
-std::string ModelName(const GPU& gpu);
-
 // Many GPUs can have one card and one driver, so that of their names no more than this is told.
 constexpr std::size_t kNameBytes = 256;
 
