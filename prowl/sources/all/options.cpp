@@ -158,7 +158,8 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
     if (verb != diff || !options.after.empty()) Refuse(verb, asking);
     Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
-  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
+  for (const CLI::App* const verb : {diff, memory, forget}) Refuse(verb, {markdown, html});
+  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
 
   for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,
                                   &options.before, &options.after, &request.prober})
