@@ -135,7 +135,7 @@ TEST(CInterfaceTest, EndsAtOnceWhenCancelled) {
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
     gpuprowler_cancel(request.get());
     for (std::thread& thread : threads) thread.join();
-    EXPECT_LT(ztutil::Now() - start, 5);
+    EXPECT_LT(ztutil::Now() - start, 15);
   }
 }
 

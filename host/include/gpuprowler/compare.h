@@ -56,7 +56,7 @@ constexpr double kMemoryNoise = 1.02;
 // memory or a measurement that was higher. So is what a GPU that was asked all questions no longer tells, and
 // a reason that is new. A software renderer that a card has replaced isn't. Names, ids, files, drivers'
 // versions and dates only change. When the answers were asked and how long that took, what was printed, and
-// whether a card was asleep is left out. Nor is a user name, home folder or host name in it.
+// whether a card was asleep is left out. No user name, home folder or host name is in it.
 Comparison Compare(const Answer& before, const Answer& after);
 
 bool HasLost(const Comparison& comparison);

@@ -1,6 +1,9 @@
 // Answers as documents, and what is taken for one.
 #include "../ownhome.h"
+#include "expected.h"
 #include "schema.h"
+
+#include <ztutil/version.h>
 
 #include <gpuprowler/show.h>
 #include <gtest/gtest.h>
@@ -110,6 +113,10 @@ TEST(DocumentTest, IsReadBack) {
   EXPECT_EQ(AsPrivateJSON(*answer), JSON::parse(document).dump());
   ExpectFitsSchema(JSON::parse(document));
   ExpectFitsSchema(JSON::parse(AsJSON(Answer())));
+  string shown = document;
+  const string version = string("\"") + ztutil::kVersion + '"';
+  shown.replace(shown.find(version), version.size(), "VERSION");
+  EXPECT_TRUE(AsExpected("document.json", shown));
 }
 
 // What the reader takes fits the schema, and comes out again.
