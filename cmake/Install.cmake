@@ -24,7 +24,7 @@ set(made ${PROJECT_BINARY_DIR}/install)
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/gpuprowler)
 configure_file(packaging/gpuprowler-config.cmake.in ${made}/gpuprowler-config.cmake @ONLY)
 write_basic_package_version_file(${made}/gpuprowler-config-version.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake
+install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake cmake/FindRE2.cmake
         DESTINATION ${config_folder} COMPONENT Development)
 foreach(kind shared static)
   install(EXPORT gpuprowler-${kind} NAMESPACE gpuprowler:: DESTINATION ${config_folder} COMPONENT Development)

@@ -17,6 +17,10 @@ complete -c prowl -l prometheus -r -F -n 'not __fish_contains_opt events raw' -d
 complete -c prowl -l nfd -r -F -n 'not __fish_contains_opt events raw' -d 'Write labels for node feature discovery'
 complete -c prowl -n __fish_use_subcommand -a ask -d 'Ask the drivers'
 complete -c prowl -n __fish_use_subcommand -a look -d 'Tell of adapters and drivers'
+complete -c prowl -n __fish_use_subcommand -a check -d 'Decide by rules what is allowed'
+complete -c prowl -n '__fish_seen_subcommand_from check' -F
+complete -c prowl -n '__fish_seen_subcommand_from check' -l feature -x -d 'Decide about this feature'
+complete -c prowl -n '__fish_seen_subcommand_from check' -l require -x -d 'What a GPU must meet'
 complete -c prowl -n __fish_use_subcommand -a diff -d 'Compare two documents'
 complete -c prowl -n '__fish_seen_subcommand_from diff' -F
 complete -c prowl -n __fish_use_subcommand -a memory -d 'Show which drivers are set aside'

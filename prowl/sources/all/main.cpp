@@ -13,6 +13,7 @@
 #include <gpuprowler/answer.h>
 #include <gpuprowler/compare.h>
 #include <gpuprowler/fleet.h>
+#include <gpuprowler/rules.h>
 #include <gpuprowler/show.h>
 
 #include <algorithm>
@@ -220,6 +221,30 @@ int TellAnswer(const Options& options) {
   return TellAnswer(answer, options, StatusOf(answer));
 }
 
+// Beside those of asking.
+constexpr int kStatusBlocked = 8, kStatusWarned = 9, kStatusBadRules = 10;
+
+int StatusOf(const gpuprowler::Decision& decision) {
+  if (decision.outcome == gpuprowler::Outcome::kBlocked) return kStatusBlocked;
+  if (!decision.errors.empty()) return kStatusBadRules;
+  return decision.outcome == gpuprowler::Outcome::kWarned ? kStatusWarned : 0;
+}
+
+int Check(const Options& options) {
+  gpuprowler::Rules rules;
+  for (const std::string& file : options.rules) rules.AddFile(file);
+  for (const std::string& expression : options.requirements) rules.Require(expression);
+  for (const gpuprowler::RuleError& error : rules.GetErrors())
+    std::cerr << "prowl: " << AsText(error) << "\n";
+  const gpuprowler::Answer answer = GetAnswer(options);
+  const bool isAsked = options.from.empty();
+  if (isAsked && answer.verdict != gpuprowler::Verdict::kFinished) std::cerr << Summary(answer);
+  if (isAsked && answer.verdict == gpuprowler::Verdict::kInterrupted) return StatusOf(answer);
+  const gpuprowler::Decision decision = Check(rules, answer, options.features);
+  const bool written = WriteOutput(options.form == Form::kJSON ? AsJSON(decision) : AsText(decision));
+  return Conclude(written, StatusOf(decision));
+}
+
 // As it would be stored.
 gpuprowler::Answer AskToCompare(const gpuprowler::Request& request) {
   using gpuprowler::Verdict;
@@ -255,6 +280,8 @@ int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
       return TellAnswer(gpuprowler::Look(), options, 0);
+    case Verb::kCheck:
+      return Check(options);
     case Verb::kDiff:
       return Diff(options);
     case Verb::kMemory:
