@@ -159,6 +159,7 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"diff", "", "BEFORE is required\n", "status 2"},
       {"diff /none", "", "prowl: can't read /none\n", "status 2"},
       {"diff a b --timeout 3", "", "diff excludes --timeout\n", "status 2"},
+      {"diff a --html b", "", "diff excludes --html\n", "status 2"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));

@@ -53,7 +53,7 @@ class Machine {
     adapter.deviceID = 0x6700 + model;
     adapter.driver = "amdgpu";
     adapter.driverVersion = "6.1." + std::to_string(Roll(30));
-    adapter.memoryBytes = std::uint64_t{1024 * 1024 * 1024} << Roll(5);
+    adapter.memoryBytes = std::uint64_t{1} << (30 + Roll(5));
     adapter.mayOpen = true;
     if (!crashes) AddGPU(Interface::kOpenGL, Scope::kGLGPU, card);
     AddGPU(Interface::kOpenCL, Scope::kCLGPU, card);

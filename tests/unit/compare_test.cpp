@@ -31,6 +31,7 @@ GPU MakeGPU(Interface interface, const string& name, std::optional<std::size_t> 
 Answer Sound() {
   Answer answer;
   answer.verdict = Verdict::kFinished;
+  answer.system = {"linux", "6.1"};
   Adapter card;
   card.name = "Card";
   card.vendorID = card.deviceID = 1;
@@ -65,6 +66,8 @@ TEST(CompareTest, TellsWhatHasChanged) {
   } rows[] = {
       {[](Answer& answer) { answer.time = "later", answer.adapters[0].asleep = true, answer.seconds = 9; },
        ""},
+      {[](Answer& answer) { answer.system->version = "6.2"; }, "Changed\n  system: linux 6.1 -> linux 6.2\n"},
+      {[](Answer& answer) { answer.system.reset(); }, ""},
       {[](Answer& answer) { answer.verdict = Verdict::kHung; }, "Lost\n  verdict: finished -> hung\n"},
       {[](Answer& answer) { answer.runs[0].values[0].value = false; },
        "Lost\n  oglContextCreated: true -> false\n"},

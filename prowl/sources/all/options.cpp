@@ -179,8 +179,9 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
     if (verb != diff || !options.after.empty()) Refuse(verb, asking);
     Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
-  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
-  Refuse(check, {all, markdown, html, prometheus, nfd, events, raw});
+  for (const CLI::App* const verb : {diff, memory, forget}) Refuse(verb, {markdown, html});
+  for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json});
+  Refuse(check, {all, markdown, html, events, raw, prometheus, nfd});
   if (*check && rules->empty() && require->empty()) throw CLI::RequiredError("RULES or --require");
 
   for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,

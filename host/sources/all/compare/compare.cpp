@@ -96,6 +96,8 @@ std::string CallingOf(const Driver& driver, const Answer&) {
 
 std::string CallingOf(const Reason& reason, const Answer&) { return reason.code; }
 
+std::string InWords(const OperatingSystem& system) { return system.type + " " + system.version; }
+
 // What came or went.
 template <class Part>
 std::string WordsOf(const Part& part, const Answer& answer) {
@@ -164,6 +166,8 @@ class Comparer {
 
   Comparison Compare() {
     CompareFields(fBefore, fAfter);
+    if (fBefore.system && fAfter.system)
+      CompareData("system", InWords(*fBefore.system), InWords(*fAfter.system));
     CompareFirstRuns();
     CompareLists("gpu", fBefore.gpus, fAfter.gpus);
     CompareLists("adapter", fBefore.adapters, fAfter.adapters);
