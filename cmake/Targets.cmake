@@ -126,7 +126,7 @@ function(gpuprowler_test name)
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
   gpuprowler_target_defaults(${name})
-  set(timeout 120)
+  set(timeout 300)
   if(GPUPROWLER_SANITIZE)
     set(timeout 600)  # ThreadSanitizer makes software drivers ten times slower
   endif()

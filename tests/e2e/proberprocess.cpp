@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr unsigned kPatienceSeconds = 60;
+constexpr unsigned kPatienceSeconds = 240;
 
 void Require(bool ok, const char* call) {
   if (!ok) throw std::runtime_error(std::string(call) + " failed");

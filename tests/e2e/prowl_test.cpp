@@ -33,13 +33,13 @@ TEST(ProwlTest, JudgesWhateverItStarts) {
     string prober, arguments, verdict, path, value;
   } rows[] = {
       {BuildFile("bin/gpuprowler"), "--timeout 3", "hung: status 5", "/runs/0/asked/0", "KGXOGLInitialized"},
-      {kChild, "-- flood:100000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
+      {kChild, "-- flood:10000000 half:!", "ended-early: status 3", "/runs/0/exitStatus", "0"},
       {kChild, "--timeout 3 -- half:prowlerEnd= hang", "hung: status 5", "/runs/0/stdout/unfinished",
        "prowlerEnd="},
       {"sleep", "--timeout 3 -- 100", "hung: status 5", "/runs/0/standsIn",
        "a function of sleep, in clock_nanosleep of libc.so.6"},
       {kChild, "--timeout 3 -- say:x close:1 close:2 hang", "hung: status 5", "/runs/0/lastLine", "x"},
-      {kChild, "-- say:x grandchild:sleep:4000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
+      {kChild, "-- say:x grandchild:sleep:30000 exit:5", "ended-early: status 3", "/runs/0/notes/0",
        "something that the prober has started holds its output open, which was read no longer"},
       {kChild, "-- say:glgpu[0].Noise=1", "ended-early: status 3", "/runs/0/stdout/lines/0/kind", "other"},
       {kChild, "-- say:\xFF crash", "crashed: status 4", "/runs/0/lastLine", "\uFFFD"},
@@ -79,11 +79,11 @@ TEST(ProwlTest, IsNotHeldUp) {
   }
   // A slow reader misses nothing.
   EXPECT_EQ(ShellLines("", "--raw -- flood:180000", " | (sleep 3; wc -c)").back(), "180000");
-  // A prober that was stopped has its time all the same.
-  EXPECT_EQ(ShellLines("", "--timeout 3 -- sleep:500 exit:9",
-                       untilChild + "kill -STOP $child; sleep 3.5; kill -CONT $child; wait $!; echo $?")
+  // A prober that was stopped has its time all the same, and doesn't hang.
+  EXPECT_EQ(ShellLines("", "--no-isolate --timeout 3 -- hang",
+                       untilChild + "kill -STOP $child; sleep 3.5; kill -KILL $child; wait $!; echo $?")
                 .back(),
-            "3");
+            "4");
 }
 
 TEST(ProwlTest, PassesBytesOn) {
@@ -101,16 +101,32 @@ TEST(ProwlTest, PassesBytesOn) {
 }
 
 TEST(ProwlTest, TellsEventsAsTheyCome) {
-  const Outcome outcome =
-      RunProwl(Drivers(), {"--events", "--prober", kChild, "--", "say:a\xFF", "sleep:300", "warn:b"});
-  string told;
-  for (const string& line : outcome.lines) {
-    const JSON event = JSON::parse(line);
-    if (event["event"] != "question")
-      told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") + " ";
+  for (const auto& [action, line] :
+       {std::pair("say:a\xFF", "linestdouta\uFFFD"), {"warn:b", "linestderrb"}}) {
+    const Outcome outcome = RunProwl(Drivers(), {"--events", "--prober", kChild, "--", action});
+    string told;
+    for (const string& each : outcome.lines) {
+      const JSON event = JSON::parse(each);
+      if (event["event"] != "question")
+        told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") + " ";
+    }
+    EXPECT_EQ(told, "run-begins " + string(line) + " run-ends answer ");
+    EXPECT_EQ(JSON::parse(outcome.lines.back())["answer"]["verdict"], "ended-early");
   }
-  EXPECT_EQ(told, "run-begins linestdouta\uFFFD linestderrb run-ends answer ");
-  EXPECT_EQ(JSON::parse(outcome.lines.back())["answer"]["verdict"], "ended-early");
+}
+
+TEST(ProwlTest, ComparesAndWritesFiles) {
+  const string prowl = BuildFile("bin/prowl") + " --prober " + kChild;
+  const string commands =
+      "cd $(mktemp -d)\n" + prowl + " --json -- exit:2 >a\n" + prowl + " diff a -- exit:2; echo $?\n" +
+      prowl + " diff a -- crash; echo $?\n" + prowl + " diff a --json >/dev/full; echo $?\n" +
+      BuildFile("bin/prowl") + " --from a --prometheus p --nfd n; echo $?\n" +
+      "ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n; rm -r $PWD";
+  EXPECT_EQ(RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", commands}).lines,
+            Texts({"Nothing has changed.", "0", "Changed", "  verdict: ended-early -> crashed",
+                   "  text: The prober ended early: status 2, and its report has no end -> The prober "
+                   "crashed: signal 11 (SIGSEGV)",
+                   "  arguments: exit:2 -> crash", "0", "2", "3", "a", "n", "p", "1", "1"}));
 }
 
 TEST(ProwlTest, DoesWhatItsCommandLineSays) {
@@ -119,6 +135,8 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
   } rows[] = {
       {"look", "\nDrivers\n  OpenGL ", "", "status 0"},
       {"look --json", "\"schema\": \"gpuprowler-answer-1\"", "", "status 0"},
+      {"look --markdown", "\n#### Drivers\n", "", "status 0"},
+      {"look --html /dev/stdout", "\n<!DOCTYPE html>\n", "", "status 0"},
       {"memory", "No driver is set aside.\n", "", "status 0"},
       {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
       {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
@@ -127,7 +145,21 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"--raw --json", "", "--json excludes --raw\n", "status 1"},
       {"look --raw", "", "look excludes --raw\n", "status 1"},
       {"memory --json", "", "memory excludes --json\n", "status 1"},
+      {"--html x --events", "", "--html excludes --events\n", "status 1"},
+      {"--from /none", "", "prowl: can't read /none\n", "status 1"},
+      {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
+      {"--from - --raw", "", "--from excludes --raw\n", "status 1"},
+      {"check", "", "RULES or --require is required\n", "status 1"},
+      {"check /none --no-measure", "", "prowl: /none: can't be read\n", "status 10"},
+      {"check --no-measure --require GLVersion>=9", "\nRequirements: warned\n", "", "status 9"},
+      {"check --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n", "", "status 8"},
+      {"check --no-measure --require GLVersion>=3.3", "\n  glgpu[0] meets them\n", "", "status 0"},
       {"--fresh", "", "--fresh requires --remember\n", "status 1"},
+      {"--raw --nfd x", "", "--nfd excludes --raw\n", "status 1"},
+      {"diff", "", "BEFORE is required\n", "status 2"},
+      {"diff /none", "", "prowl: can't read /none\n", "status 2"},
+      {"diff a b --timeout 3", "", "diff excludes --timeout\n", "status 2"},
+      {"diff a --html b", "", "diff excludes --html\n", "status 2"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));

@@ -4,7 +4,6 @@
 #include "proberprocess.h"
 
 #include <gpuprowler/answer.h>
-#include <remember/memory.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -14,7 +13,6 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 
 namespace {
 
@@ -72,18 +70,11 @@ string DriverFolder(const std::vector<string>& libraries) {
   return folder;
 }
 
-// A copy, which can be changed.
-string BadICD() {
-  string copy = ScratchFile(kBadICD);
-  std::filesystem::copy_file(BuildFile("lib/") + kBadICD, copy, std::filesystem::copy_options::skip_existing);
-  return copy;
-}
-
 // This process's own environment becomes that of a machine with two EGL vendors and two OpenCL drivers, or
 // three.
 void SetMachine(const Place& place, const string& action) {
   std::vector<string> libraries = {kLayered, "libRusticlOpenCL.so.1"};
-  if (place.culprit == kBadICD) libraries.push_back(BadICD());
+  if (place.culprit == kBadICD) libraries.push_back(BuildFile("lib/") + kBadICD);
   std::filesystem::create_directory(ScratchFile("temporary"));
   Environment machine = Drivers({
       {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("rig/egl/rigegl.json") + ":" + BuildFile("e2e/mesa.json")},
@@ -174,54 +165,6 @@ bool Passes(const Place& place, const Action& action) {
   }
 }
 
-// A driver that crashes is loaded no more, until its file changes, or it's forgotten.
-bool RemembersCulprits() {
-  const Place place{"", "RIG_BAD_ICD", "load=", kBadICD, "NumCLGPUs"};
-  SetMachine(place, "segv");
-  gpuprowler::Request request = MakeRequest(kPatience);
-  request.remember = true;
-  request.memoryFolder = ScratchFile("memory");
-  const auto touch = [] {
-    std::filesystem::last_write_time(BadICD(), std::filesystem::file_time_type::clock::now());
-  };
-  const auto forget = [&] { gpuprowler::Memory(request.memoryFolder).Forget(kBadICD); };
-  const struct {
-    const char* what;
-    std::function<void()> before;
-    string told;
-  } rows[] = {
-      {"first", [] {}, "crashed 6 runs, crashed"},
-      {"again", [] {}, "crashed 6 runs, crashed, remembered"},
-      {"another request", [&] { request.measure = false; }, "finished 1 runs, set-aside"},
-      {"file changed", touch, "crashed 6 runs, crashed"},
-      {"another request",
-       [&] {
-         request.measure = true;
-         request.seconds *= 2;
-       },
-       "finished 1 runs, set-aside"},
-      {"forgotten", forget, "crashed 6 runs, crashed"},
-      {"fresh", [&] { request.fresh = true; }, "crashed 6 runs, crashed"},
-  };
-  bool allRight = true;
-  for (const auto& row : rows) {
-    row.before();
-    const Answer answer = Ask(request);
-    string told = VerdictName(answer.verdict) + (" " + std::to_string(answer.runs.size())) + " runs";
-    for (std::size_t i = 0; i < answer.drivers.size(); ++i)
-      if (IsCulprit(answer.drivers[i], place))
-        told += string(", ") + BehaviourName(answer.drivers[i].behaviour);
-    if (answer.remembered) told += ", remembered";
-    const bool complete = std::count_if(answer.gpus.begin(), answer.gpus.end(),
-                                        [](const auto& gpu) { return gpu.complete; }) >= 3;
-    const bool right = told == row.told && complete;
-    std::printf("memory: %-26s %-44s %6.2f s  %s\n", row.what, told.c_str(), answer.seconds,
-                right ? "" : "WRONG");
-    allRight = allRight && right;
-  }
-  return allRight;
-}
-
 }  // namespace
 
 bool Isolate(bool all) {
@@ -238,5 +181,5 @@ bool Isolate(bool all) {
     ++turn;
   }
   std::printf("%zu rows, %zu wrong\n", rows, wrong);
-  return RemembersCulprits() && wrong == 0 && rows > 0;
+  return wrong == 0 && rows > 0;
 }

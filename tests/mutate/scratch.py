@@ -58,6 +58,13 @@ class Scratch:
                 shutil.copyfile(source, copy)
                 shutil.copymode(source, copy)
 
+    def digest(self):
+        """Of all that the build and the tests are made of."""
+        whole = hashlib.sha256()
+        for name in sorted(self.files):
+            whole.update(name.encode() + (self.tree / name).read_bytes())
+        return whole.hexdigest()
+
     def run(self, command, folder=None, seconds=None):
         """The standard output; what else was printed ends the tool with the error."""
         done = subprocess.run(command, cwd=folder or self.build, env=self.environment, stdin=subprocess.DEVNULL,
@@ -107,8 +114,18 @@ class Scratch:
         self.uses = {}
         for program in {test.program for test in self.tests}:
             inputs = set(self.run(["ninja", "-t", "inputs", program]).split("\n"))
-            self.uses[program] = [program] + sorted(name for name in inputs & self.linking.keys()
-                                                    if not name.endswith(".a"))
+            uses = [program] + sorted(name for name in inputs & self.linking.keys() if not name.endswith(".a"))
+            self.uses.update((test.name, uses) for test in self.tests if test.program == program)
+
+    def watch(self, test):
+        """From now on it is seen what the test reads of that."""
+        for name in self.uses[test.name]:
+            os.utime(self.build / name, ns=(0, (self.build / name).stat().st_mtime_ns))
+
+    def watched(self, test):
+        """All of it where the system keeps no such times."""
+        read = [name for name in self.uses[test.name] if (self.build / name).stat().st_atime > 0]
+        return read or self.uses[test.name]
 
     def read_contents(self):
         """Of what the tests run, the objects that the linker has taken."""
@@ -150,17 +167,17 @@ class Scratch:
         return not self.contents[name].isdisjoint(self.changed)
 
     def sees(self, test):
-        return any(map(self.contains, self.uses[test.program]))
+        return any(map(self.contains, self.uses[test.name]))
 
     def link(self, test):
         """Links what the test runs and the fault is in. True if any of that is another one now."""
-        for name in self.uses[test.program]:
+        for name in self.uses[test.name]:
             if self.contains(name) and name not in self.made:
                 before = self.fingerprint(name)
                 self.relink(name)
                 if self.fingerprint(name) == before:
                     self.same.add(name)
-        return any(self.contains(name) and name not in self.same for name in self.uses[test.program])
+        return any(self.contains(name) and name not in self.same for name in self.uses[test.name])
 
     def relink(self, name):
         self.made.add(name)

@@ -1,4 +1,6 @@
 // What an answer makes of a prober's output, whatever that is.
+#include "fullreport.h"
+
 #include <ask/findings.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -9,42 +11,10 @@
 namespace {
 
 using gpuprowler::Ending;
-using gpuprowler::Form;
 using gpuprowler::Report;
 using std::string;
 
 using Kind = Ending::Kind;
-
-// The report of a machine with so many GPUs, without answers that are optional there, and without those of a
-// GPU from the question on that it fails.
-string FullReport(unsigned glGPUs, unsigned clGPUs, const string& failed = "") {
-  const unsigned counts[] = {1, glGPUs, clGPUs};
-  string report, dropped = "none";
-  for (std::size_t step = 0; step + 1 < gpuprowler::Steps().size(); ++step) {
-    const gpuprowler::Step& asked = gpuprowler::Steps()[step];
-    for (unsigned gpu = 0; gpu < counts[static_cast<std::size_t>(asked.scope)]; ++gpu) {
-      const gpuprowler::Question question{step, gpu};
-      if (question.Name() == failed) dropped = question.Tag();
-      if (question.Tag() == dropped || (asked.optional && asked.key != "NumCLGPUs")) continue;
-      if (asked.key.find('[') != std::string_view::npos) report += "gputag.GL_X=1\n";
-      const unsigned value = asked.key == "NumGLGPUs" ? glGPUs : asked.key == "NumCLGPUs" ? clGPUs : 1;
-      const string number = std::to_string(value);
-      report += question.Name() + "=" +
-                (asked.form == Form::kText   ? "\"" + number + "\""
-                 : asked.form == Form::kList ? "[" + number + "]"
-                                             : number) +
-                "\n";
-    }
-  }
-  return report;
-}
-
-// Up to the end of the first line that begins so.
-string Until(const string& beginning, const string& report = FullReport(1, 1)) {
-  const std::size_t line = ("\n" + report).find("\n" + beginning);
-  EXPECT_NE(line, string::npos) << beginning;
-  return report.substr(0, report.find('\n', line) + 1);
-}
 
 Report Read(const string& output, const string& errors = "", bool failed = false) {
   Report report;

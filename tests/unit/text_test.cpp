@@ -1,8 +1,17 @@
 // What a person is told of an answer.
-#include <gpuprowler/answer.h>
-#include <gtest/gtest.h>
+#include "expected.h"
 
+#include <ztutil/version.h>
+
+#include <gpuprowler/answer.h>
+#include <gpuprowler/show.h>
+#include <gtest/gtest.h>
+#include <run/steps.h>
+#include <tell/printable.h>
+
+#include <algorithm>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -17,16 +26,27 @@ Answer Told() {
   answer.seconds = 1.234;
   answer.remembered = true;
   answer.time = "2026-11-22T05:29:05Z";
-  answer.adapters.resize(1);
+  answer.adapters.resize(2);
   answer.adapters[0].address = "0000:01:00.0";
   answer.adapters[0].name = "card\n";
   answer.adapters[0].renderNode = "/dev/dri/renderD128";
   answer.adapters[0].group = "render";
+  answer.adapters[1].driver = "nvidia";
+  answer.adapters[1].driverVersion = "535";
+  answer.adapters[1].memoryBytes = std::uint64_t{512} << 20;
+  answer.adapters[1].renderNode = "/dev/nvidiactl";
+  answer.adapters[1].asleep = true;
+  answer.adapters[1].outputs = {"DP-1", "DP-2"};
   answer.drivers = {
       {Interface::kOpenGL, "a.json", "libA.so", "", 0, 0, Behaviour::kCrashed, "glgpu[0].GLMemoryMB", "now"},
-      {Interface::kOpenCL, "b.icd", "libB.so", "/libB.so", 0, 0, Behaviour::kSound, "", ""}};
+      {Interface::kOpenCL, "b.icd", "libB.so", "/libB.so", 0, 0, Behaviour::kSound, "", ""},
+      {Interface::kOpenCL, "c.icd", "c", "c", 0, 0, Behaviour::kSetAside, "exit", "then"},
+      {Interface::kOpenCL, "", "d", "d", 0, 0, Behaviour::kEnded, "", ""},
+      {Interface::kOpenCL, "", "e", "e", 0, 0, Behaviour::kFailed, "", ""},
+      {Interface::kOpenCL, "", "f", "f", 0, 0, Behaviour::kHung, "", ""},
+      {Interface::kOpenCL, "", "", "", 0, 0, Behaviour::kUnknown, "", ""}};
   answer.reasons = {{"node-not-allowed", "No \x1B.", 0, {}}};
-  answer.gpus.resize(2);
+  answer.gpus.resize(3);
   answer.gpus[0].tag = "glgpu[0]";
   answer.gpus[0].values = {{"glVersion", "GLVersion", "4.1"},
                            {"glMemoryMB", "GLMemoryMB", std::int64_t{512}},
@@ -41,54 +61,169 @@ Answer Told() {
   answer.gpus[1].software = true;
   answer.gpus[1].run = 1;
   answer.gpus[1].failed = {"clgpu[0].CLVendor", "clgpu[0].CLVendorID"};
+  answer.gpus[2].tag = "glgpu[0]";
+  answer.gpus[2].values = {{"glName", "GLName", "Card"},
+                           {"glRenderer", "GLRenderer", "renderer"},
+                           {"glDriverVersion", "GLDriverVersion", "1.2"},
+                           {"canCompileProgramGLSL", "CanCompileProgramGLSL", false},
+                           {"glMemoryMB", "GLMemoryMB", std::int64_t{0}},
+                           {"real", "Real", 2.5},
+                           {"list", "List", std::vector<std::int64_t>{1, -1}}};
   answer.runs.resize(2);
   answer.runs[0].text = "The prober crashed: signal 11";
   answer.runs[0].asked = {"glgpu[0].GLMemoryMB"};
+  answer.runs[0].standsIn = "f of libA.so";
+  answer.runs[0].notes = {"a note"};
+  answer.runs[0].output.lines = {{0.5, "a remark", 0, gpuprowler::LineKind::kComment},
+                                 {0.5, "a finding", 0, gpuprowler::LineKind::kFinding}};
+  answer.runs[0].errors.linesDropped = 1;
+  answer.runs[0].errors.lines.assign(22, {0.5, "line", 0, gpuprowler::LineKind::kOther});
+  answer.runs[0].errors.unfinished = "cut";
   answer.runs[1].text = "The prober finished";
   answer.runs[1].alone = true;
   answer.runs[1].drivers = {1};
   return answer;
 }
 
+// All questions, with what a person is told of each, and then of as many.
+Answer Questions() {
+  Answer answer;
+  std::vector<string> all;
+  for (std::size_t step = 0; step < gpuprowler::Steps().size(); ++step) {
+    all.push_back(gpuprowler::Question{step, 0}.Name());
+    answer.gpus.emplace_back().failed = {all.back()};
+  }
+  answer.gpus.emplace_back().failed = all;
+  return answer;
+}
+
+string WithoutVersion(string text) {
+  const string version = ztutil::kVersion;
+  for (std::size_t at; (at = text.find(version)) != string::npos;)
+    text.replace(at, version.size(), "VERSION");
+  return text;
+}
+
 TEST(TextTest, TellsAPerson) {
-  const string expected =
-      R"(The prober crashed, after 1.23 s.
-Remembered from 2026-11-22T05:29:05Z: nothing was asked anew.
-Last line: none
-Was being asked: glgpu[0].GLMemoryMB (its memory)
-
-glgpu[0]: \x1B[2J
-  OpenGL    4.1, GLSL 4.50
-  Can't     render to a texture
-  Memory    512 MB
-  Driver    a.json
-  Adapter   0000:01:00.0, card\x0A
-  Findings  complete
-
-clgpu[0] of run 1: cpu
-  Adapter   none: this is software
-  Dropped, having failed one of:
-    clgpu[0].CLVendor (its vendor's name)
-    clgpu[0].CLVendorID (its vendor's id)
-
-Why
-  No \x1B. (node-not-allowed)
-
-Adapters
-  0000:01:00.0, card\x0A, /dev/dri/renderD128 (only group render may open it)
-
-Drivers
-  OpenGL a.json (libA.so, which isn't there): crashed at glgpu[0].GLMemoryMB, set aside since now
-  OpenCL b.icd (libB.so): sound
-
-Runs
-  0  The prober crashed: signal 11, after 0.00 s
-  1  The prober finished, after 0.00 s, with b.icd alone
-)";
-  EXPECT_EQ(AsText(Told()), expected);
-  EXPECT_EQ(AsText(Told(), true).substr(expected.size(), 55),
-            "\nFindings of run 0\n\nFindings of run 1\n\nFindings of glgp");
+  EXPECT_TRUE(AsExpected("text.txt", AsText(Told()) + "\n--- All\n" + AsText(Told(), true) +
+                                         "\n--- Questions\n" + Summary(Questions())));
   EXPECT_EQ(AsText(Answer()), "");
+}
+
+TEST(TextTest, ShowsWhatWouldNotBeSeen) {
+  using gpuprowler::Printable;
+  EXPECT_EQ(
+      Printable("\x1F\x7F\u0080\u009F\u00AD\u061C\u180E\u200B\u200F\u2028\u202E\u2060\u206F\uFEFF\uFFF9\uFFFB"
+                "\U0001D173\U0001D17A\U000E0000\U000E007F"),
+      "\\x1F\\x7F\\x80\\x9F\\u00AD\\u061C\\u180E\\u200B\\u200F\\u2028\\u202E\\u2060\\u206F\\uFEFF\\uFFF9\\uFF"
+      "FB"
+      "\\u1D173\\u1D17A\\uE0000\\uE007F");
+  const string seen =
+      " ~"
+      "\u00A0\u00AC\u061B\u180D\u200A\u2010\u2027\u202F\u205F\u2070\uFFF8\uFFFC\U0001D172\U0001D17B"
+      "\U000E0080";
+  EXPECT_EQ(Printable(seen), seen);
+  EXPECT_EQ(Printable(string(400, 'x')), string(400, 'x'));
+  EXPECT_EQ(Printable(string(401, 'x')), string(400, 'x') + "... (401 bytes)");
+}
+
+// All texts of an answer that may be anything.
+Answer Hostile(const string& text) {
+  Answer answer = Told();
+  answer.text = answer.time = answer.prober = text;
+  answer.adapters[0] = {text, text, 1, 2, 0, 0, text, text, text, 0, text, false, text, false, text, {text}};
+  for (gpuprowler::Driver& driver : answer.drivers)
+    driver.manifest = driver.library = driver.question = driver.since = text;
+  answer.reasons = {{text, text, {}, {}}};
+  for (gpuprowler::GPU& gpu : answer.gpus) {
+    gpu.tag = text;
+    gpu.failed = {text, text};
+    for (gpuprowler::Value& value : gpu.values) value.reportKey = text, value.value = text;
+  }
+  for (gpuprowler::Run& run : answer.runs) {
+    run.text = run.lastLine = run.standsIn = run.output.unfinished = text;
+    run.asked = run.notes = {text};
+    run.seconds = 2;
+    run.output.lines = run.errors.lines = {{0.5, text}, {1.5, text, 0, gpuprowler::LineKind::kFinding}};
+  }
+  return answer;
+}
+
+// What is left of Markdown without its code, and without HTML's.
+string WithoutCode(string markdown) {
+  string rest;
+  for (std::size_t code; (code = markdown.find("<code>")) != string::npos;)
+    markdown.erase(code, markdown.find("</code>", code) + 7 - code);
+  for (std::size_t at = 0; at < markdown.size();) {
+    const std::size_t marks = std::min(markdown.find_first_not_of('`', at), markdown.size()) - at;
+    if (marks == 0) {
+      rest += markdown[at++];
+      continue;
+    }
+    const string fence = (marks > 2 ? "\n" : "") + string(marks, '`');
+    const std::size_t end = markdown.find(fence, at + marks);
+    EXPECT_NE(end, string::npos) << markdown.substr(at);
+    at = std::min(end, markdown.size() - fence.size()) + fence.size();
+  }
+  return rest;
+}
+
+// Without what an HTML page of ours may have between pointed brackets.
+string WithoutTags(const string& page) {
+  string rest;
+  for (std::size_t at = 0, end = 0; at < page.size(); at = end + 1) {
+    end = std::min(page.find('<', at), page.size());
+    rest += page.substr(at, end - at);
+    end = std::min(page.find('>', end), page.size());
+  }
+  return rest;
+}
+
+TEST(TextTest, ShowsAnythingInItsPlace) {
+  const string harmless = WithoutCode(AsMarkdown(Hostile("harmless")));
+  const string tags = AsHTML(Hostile("harmless"));
+  const auto count = [](const string& text, char c) { return std::count(text.begin(), text.end(), c); };
+  for (const string text :
+       {"a `b` ``` c", "```", "x\n```\n</details>\n\n@a", "a|b\\|c", "@all #1 GH-1 a/b#2", "http://x www.x",
+        "[x](y) ![x](y)", "<b>&lt;</b>", "--><script>", "\"'><img src=x>", "\u202Ea\u2028", "\x01\x7F\xFF",
+        "*a* _b_ ~c~", "</style></title></svg>"}) {
+    SCOPED_TRACE(text);
+    const string markdown = AsMarkdown(Hostile(text)), page = AsHTML(Hostile(text));
+    const string rest = WithoutCode(markdown);
+    for (const char c : string("|<>\n*_#@[]\\~")) EXPECT_EQ(count(rest, c), count(harmless, c)) << c << rest;
+    for (const char* const part : {"\u202E", "\u2028", "\x01", "\x7F", "\xFF"}) {
+      EXPECT_EQ(markdown.find(part), string::npos);
+      EXPECT_EQ(page.find(part), string::npos);
+    }
+    EXPECT_EQ(count(page, '<'), count(tags, '<'));
+    EXPECT_EQ(count(page, '>'), count(tags, '>'));
+    EXPECT_EQ(count(WithoutTags(page), '"'), count(WithoutTags(tags), '"'));
+  }
+}
+
+TEST(TextTest, ShowsABugReportAndAPage) {
+  EXPECT_TRUE(AsExpected("report.md", WithoutVersion(AsMarkdown(Told()))));
+  const string page = WithoutVersion(AsHTML(Told()));
+  EXPECT_TRUE(AsExpected("page.html", page.substr(page.find("</style>"))));
+  EXPECT_NE(AsHTML(Hostile("a")).find(">The longest waits: a, 1.50 s; a, no answer, 500 ms.<"), string::npos);
+}
+
+// Of however much the answer has.
+TEST(TextTest, ShowsAsMuchAsCanBeRead) {
+  for (const string& text : {string(5000, '<'), string(5000, '`'), string(300, 'x')}) {
+    Answer answer = Hostile(text);
+    answer.runs[0].errors.lines.assign(3000, {1, text});
+    answer.gpus.resize(200, answer.gpus[1]);
+    answer.adapters.resize(200, answer.adapters[0]);
+    answer.drivers.resize(200, answer.drivers[0]);
+    answer.reasons.resize(200, answer.reasons[0]);
+    answer.runs.resize(50, answer.runs[1]);
+    const string markdown = AsMarkdown(answer);
+    EXPECT_LE(markdown.size(), 60000u);
+    EXPECT_NE(markdown.find("\nThis is shortened"), string::npos);
+    EXPECT_NE(markdown.find(", the first "), string::npos);
+    EXPECT_LE(AsHTML(answer).size(), std::size_t{16} << 20);
+  }
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ CONFIGURATIONS = [
     Configuration("bochs-virgl", "VGA virtio-gpu-gl-pci", DRAWS, arguments=QUIET),
     Configuration("virgl-radeon", f"virtio-vga-gl {RADEON}", DRAWS, arguments=QUIET),
     Configuration("radeon-virgl", f"{RADEON} virtio-gpu-gl-pci", DRAWS, arguments=QUIET, created="0"),
-    # Not for use: no driver likes it, none may have it, another has it, it's not on the bus, it's off, it's not the user's
+    # Not for use: no driver likes it, none may have it, another has it, it's off the bus, it's off, it's another user's
     Configuration("vmware", "vmware-svga", SOFT, ["no-kernel-driver"]),
     Configuration("nomodeset", "virtio-vga", SOFT, ["no-kernel-driver"], arguments="nomodeset"),
     Configuration("stub", "virtio-vga qxl", SOFT, ["held-for-guest"], "hold pci-stub; report", QUIET),

@@ -42,6 +42,12 @@ const char* VerdictName(Verdict verdict);
 
 enum class Interface { kOpenGL, kOpenCL };
 
+// The operating system.
+struct OperatingSystem {
+  std::string type;     // "linux" or "win"
+  std::string version;  // of the kernel, or of Windows, in numbers: "6.1.0", "10.0.19045.2006"
+};
+
 // A graphics card as the system knows it, whether a driver reaches it or not. What isn't known is 0 or empty.
 struct Adapter {
   std::string address;  // on the PCI bus: "0000:03:00.0"
@@ -166,7 +172,8 @@ struct Answer {
   // The whole. A crash stays one, though isolation has saved the other drivers' GPUs; a driver that was set
   // aside, and so not asked, spoils nothing.
   Verdict verdict = Verdict::kNotStarted;
-  std::string text;  // as a sentence
+  std::string text;                       // as a sentence
+  std::optional<OperatingSystem> system;  // documents of earlier releases don't tell
   std::vector<GPU> gpus;
   std::vector<Adapter> adapters;
   std::vector<Driver> drivers;
@@ -261,9 +268,18 @@ std::vector<Driver> GetSetAside(const std::string& memoryFolder = "");
 // it's empty. How many drivers these were.
 std::size_t Forget(const std::string& manifest, const std::string& memoryFolder = "");
 
+// No document is larger, whatever a prober has written. Where there is no room for all of an answer, each
+// stream loses its first lines, and tells how many; then values, texts and GPUs are left out, and "shortened"
+// is true.
+constexpr std::size_t kMaxDocumentBytes = std::size_t{16} * 1024 * 1024;
+
 // The answer as a JSON document, described by answer.schema.json, with a line end. It holds no user name,
 // home folder or host name.
 std::string AsJSON(const Answer& answer);
+
+// The answer that such a document was made of, or nothing where the text isn't one: all keys must be there
+// and no others, with the types and ranges of the answer's fields. Throws nothing but std::bad_alloc.
+std::optional<Answer> AnswerOf(const std::string& document);
 
 // As JSON on a line of their own, with a line end: an event, and behind the last of them the answer, whose
 // document is under "answer".
@@ -271,7 +287,7 @@ std::string AsJSONLine(const Event& event);
 std::string AsJSONLine(const Answer& answer);
 
 // The answer for people to read, in lines: the verdict and what explains it, the GPUs, and why something
-// isn't there; by wish with all that was found, as a bug report needs it.
+// isn't there; by wish with all that was found, as a bug report needs it. Without those names.
 std::string AsText(const Answer& answer, bool all = false);
 
 // The verdict and what explains it.

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr DWORD kPatienceMilliseconds = 60000;
+constexpr DWORD kPatienceMilliseconds = 240000;
 
 void Require(bool ok, const char* call) {
   if (!ok) throw std::runtime_error(std::string(call) + " failed");

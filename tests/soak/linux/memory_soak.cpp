@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <remember/memory.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@ std::string TextFor(int host) { return std::string(10000, static_cast<char>('a' 
 pid_t StartHost(const std::string& folder, int host) {
   const pid_t pid = fork();
   if (pid != 0) return pid;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   gpuprowler::Answer answer;
   answer.verdict = gpuprowler::Verdict::kFinished;
   answer.text = TextFor(host);

@@ -1,4 +1,5 @@
 // How Ask follows a child that passes for a prober: bounds, cancellation, callbacks.
+#include "../fullreport.h"
 #include "../testchild.h"
 
 #include <ztutil/clock.h>
@@ -6,7 +7,6 @@
 
 #include <gpuprowler/answer.h>
 #include <gtest/gtest.h>
-#include <run/steps.h>
 
 #include <chrono>
 #include <stdexcept>
@@ -37,21 +37,9 @@ Request MakeRequest(const Actions& actions) {
 
 void Sleep(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
-// A machine with one GPU, of OpenCL, up to the line with that key.
-Actions SayUpTo(std::string_view key) {
-  Actions actions;
-  for (const gpuprowler::Step& step : gpuprowler::Steps()) {
-    if (step.scope == gpuprowler::Scope::kGLGPU || (step.optional && step.key != "NumCLGPUs")) continue;
-    const string value = step.form == gpuprowler::Form::kText ? "\"1\"" : step.key == "NumGLGPUs" ? "0" : "1";
-    actions.push_back("say:" + gpuprowler::Question{gpuprowler::FindStep(step.key), 0}.Name() + "=" + value);
-    if (step.key == key) break;
-  }
-  return actions;
-}
-
-Actions Joined(Actions actions, const Actions& more) {
-  actions.insert(actions.end(), more.begin(), more.end());
-  return actions;
+// A machine with one GPU, of OpenCL, up to the line of that question, and then that.
+Actions SayUpTo(const string& key, const char* end) {
+  return {"half:" + Until("clgpu[0]." + key, FullReport(0, 1)), end};
 }
 
 TEST(AskTest, BoundsAQuestion) {
@@ -68,7 +56,7 @@ TEST(AskTest, BoundsAQuestion) {
     EXPECT_LT(answer.seconds, kAtOnce);
   }
   // A measurement has only the bound of the whole.
-  Request request = MakeRequest(Joined(SayUpTo("CUDASupported"), {"hang"}));
+  Request request = MakeRequest(SayUpTo("CUDASupported", "hang"));
   request.questionSeconds = 0.5;
   request.seconds = 2;
   EXPECT_GE(Ask(request).seconds, 2);
@@ -76,7 +64,7 @@ TEST(AskTest, BoundsAQuestion) {
 
 TEST(AskTest, EndsInFrontOfMeasurements) {
   for (const char* const end : {"hang", "crash", "exit:2"}) {
-    Request request = MakeRequest(Joined(SayUpTo("CUDASupported"), {end}));
+    Request request = MakeRequest(SayUpTo("CUDASupported", end));
     request.measure = false;
     const Answer answer = Ask(request);
     EXPECT_EQ(answer.text, "The prober finished without measuring");
@@ -84,7 +72,7 @@ TEST(AskTest, EndsInFrontOfMeasurements) {
                 answer.gpus.at(0).complete);
     EXPECT_LT(answer.seconds, kAtOnce);
   }
-  Request request = MakeRequest(Joined(SayUpTo("CLMemoryMB"), {"crash"}));
+  Request request = MakeRequest(SayUpTo("CLMemoryMB", "crash"));
   request.measure = false;
   EXPECT_EQ(Ask(request).verdict, Verdict::kCrashed);
 }

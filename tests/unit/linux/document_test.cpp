@@ -1,10 +1,16 @@
 // Answers as documents, and what is taken for one.
 #include "../ownhome.h"
+#include "expected.h"
 #include "schema.h"
 
+#include <ztutil/version.h>
+
+#include <gpuprowler/show.h>
 #include <gtest/gtest.h>
 #include <tell/document.h>
+#include <tell/privacy.h>
 
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -24,6 +30,7 @@ Answer FullAnswer() {
   Answer answer;
   answer.verdict = Verdict::kCrashed;
   answer.text = "The prober crashed";
+  answer.system = OperatingSystem{"linux", "6.1.0"};
   answer.adapters.push_back({"0000:03:00.0",
                              "Card",
                              1,
@@ -107,6 +114,10 @@ TEST(DocumentTest, IsReadBack) {
   EXPECT_EQ(AsPrivateJSON(*answer), JSON::parse(document).dump());
   ExpectFitsSchema(JSON::parse(document));
   ExpectFitsSchema(JSON::parse(AsJSON(Answer())));
+  string shown = document;
+  const string version = string("\"") + ztutil::kVersion + '"';
+  shown.replace(shown.find(version), version.size(), "VERSION");
+  EXPECT_TRUE(AsExpected("document.json", shown));
 }
 
 // What the reader takes fits the schema, and comes out again.
@@ -135,25 +146,52 @@ TEST(DocumentTest, IsReadStrictly) {
     EXPECT_FALSE(gpuprowler::AnswerOf(other)) << other.substr(0, 20);
 }
 
-TEST(DocumentTest, TellsNoHome) {
-  const string& home = OwnHome();
+TEST(DocumentTest, TellsNoNames) {
+  const gpuprowler::OwnNames names{{"/home/ann", "C:\\Users\\Ann Lee"},
+                                   {"annsmith", "max", "al"},
+                                   {"build7.example.com", "build7", "mesa"}};
   const struct {
     string text, told;
   } rows[] = {
-      {home, "~"},
-      {"-L" + home + "/lib:" + home + "/bin.", "-L~/lib:~/bin."},
-      {home + "x " + home + ".", home + "x ~."},
-      {"file://" + home + "\xFF\u2019" + home + home, "file://~\uFFFD\u2019~~"},
+      {"-L/home/ann/lib:/home/ann/bin.", "-L~/lib:~/bin."},
+      {"/home/annx /HOME/ann-x /home/ann.", "/home/annx /HOME/ann-x ~."},
+      {"file:///home/ann\xFF\u2019/home/ann/home/ann", "file://~\xFF\u2019~~"},
+      {"c:/users/ann lee\\AppData", "~\\AppData"},
+      {"/tmp/AnnSmith-1/annsmith_x annsmiths", "/tmp/USER-1/USER_x annsmiths"},
+      {"build7.example.com:0 //BUILD7/x build70", "HOST:0 //HOST/x build70"},
+      // Words that mean something else.
+      {"GL_MAX_X libEGL_mesa.so al max", "GL_MAX_X libEGL_mesa.so al max"},
+      {"\\Users\\Max\\x /media/al/ max@mesa", "\\Users\\USER\\x /media/USER/ USER@HOST"},
   };
   for (const auto& row : rows) {
-    Answer answer = FullAnswer();
-    answer.prober = answer.runs[0].output.lines[0].text = row.text;
-    answer.gpus[0].values[0].value = row.text;
-    const JSON document = JSON::parse(AsJSON(answer));
-    EXPECT_EQ(document["prober"], row.told);
-    EXPECT_EQ(document["runs"][0]["stdout"]["lines"][0]["text"], row.told);
-    EXPECT_EQ(document["gpus"][0]["values"]["zText"], row.told);
+    Answer answer;
+    answer.prober = row.text;
+    EXPECT_EQ(WithoutNames(answer, names).prober, row.told);
   }
+}
+
+// Wherever a text can stand, in whatever is given away.
+TEST(DocumentTest, TellsNobodysNames) {
+  setenv("USER", "annsmith", 1);
+  const string host = "@" + gpuprowler::GetOwnNames().hosts[0];
+  JSON document = JSON::parse(AsPrivateJSON(FullAnswer()));
+  std::vector<JSON::json_pointer> places;
+  PutPlaces(document, JSON::json_pointer(), places);
+  int count = 0;
+  for (const auto& place : places) {
+    if (!document[place].is_string() || place.parent_pointer().to_string() == "/reportKeys") continue;
+    JSON changed = document;
+    changed[place] = document[place].get<string>() + " " + OwnHome() + "/x annsmith" + host;
+    if (!gpuprowler::AnswerOf(changed.dump())) continue;
+    document = changed;
+    ++count;
+  }
+  EXPECT_GT(count, 30);
+  const Answer answer = *gpuprowler::AnswerOf(document.dump());
+  for (const string& output : {AsJSON(answer), AsJSONLine(answer), AsText(answer), AsText(answer, true),
+                               Summary(answer), AsMarkdown(answer), AsHTML(answer)})
+    for (const string& name : {OwnHome(), string("annsmith"), host})
+      EXPECT_EQ(output.find(name), string::npos) << name << "\n" << output;
 }
 
 // A run that says too much takes nothing from another.

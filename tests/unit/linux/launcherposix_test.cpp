@@ -19,6 +19,7 @@
 #include <csignal>
 #include <regex>
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -166,11 +167,13 @@ TEST(LauncherPosix, AChildEndsWithItsHostWhereItIsToAndRunsOnElsewhere) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   while (waitpid(-1, nullptr, 0) > 0) {  // what other tests have left
   }
-  for (const auto& [launch, end] : {std::pair(&ztutil::Launcher::Launch, 0),
-                                    std::pair(&ztutil::Launcher::LaunchToEndWithHost, SIGKILL)}) {
+  // The one waits for its host's end, of which its input tells, and for a while more.
+  for (const auto& [launch, action, end] :
+       {std::tuple(&ztutil::Launcher::Launch, "drain", 0),
+        std::tuple(&ztutil::Launcher::LaunchToEndWithHost, "hang", SIGKILL)}) {
     const pid_t host = fork();
     if (host == 0) {
-      ((*CreateLauncher()).*launch)(TestChild(), {"sleep:300"});
+      const auto child = ((*CreateLauncher()).*launch)(TestChild(), {action, "sleep:100"});
       raise(SIGKILL);
     }
     EXPECT_EQ(waitpid(host, nullptr, 0), host);

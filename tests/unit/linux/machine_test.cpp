@@ -1,4 +1,5 @@
 // Machines that are trees of files: what is told of them, and what they lack.
+#include "expected.h"
 #include "libraryfinder.h"
 #include "system.h"
 #include "systemtree.h"
@@ -103,11 +104,17 @@ string Codes(const Machine& machine) {
   return codes;
 }
 
+using Change = std::function<void(MadeMachine&)>;
+
+Change WithoutOpenGL(const Change& change) {
+  return [=](MadeMachine& machine) { machine.Remove("usr/share/glvnd"), change(machine); };
+}
+
 TEST(MachineTest, EachMachineHasItsReason) {
   using Made = MadeMachine;
   const struct {
     const char* codes;
-    std::function<void(Made&)> change;
+    Change change;
   } rows[] = {
       {"", [](Made&) {}},
       {"no-card", [](Made& m) { m.Remove("sys"); }},
@@ -120,6 +127,11 @@ TEST(MachineTest, EachMachineHasItsReason) {
       {"no-device-node no-device-node no-device-node sandbox",
        [](Made& m) { m.Remove("dev"), m.Write(".dockerenv", ""); }},
       {"", [](Made& m) { m.Write(".dockerenv", ""); }},
+      {"no-opengl-driver sandbox", WithoutOpenGL([](Made& m) { m.Write("run/.containerenv", ""); })},
+      {"no-opengl-driver sandbox", WithoutOpenGL([](Made& m) { m.Write("run/systemd/container", ""); })},
+      {"no-opengl-driver sandbox", WithoutOpenGL([](Made& m) {
+         m.system.variables = {{"KUBERNETES_SERVICE_HOST", ""}};
+       })},
       {"no-opengl-library", [](Made& m) { m.Remove(kFolder + "libEGL.so.1"); }},
       {"no-opengl-library", [](Made& m) { m.Write(kFolder + "libEGL.so.1", "text"); }},
       {"no-opencl-library sandbox",
@@ -145,20 +157,29 @@ TEST(MachineTest, EachMachineHasItsReason) {
       // A server's screen, a second head, and a function for a guest.
       {"",
        [](Made& m) {
-         m.AddDevice("0000:08:00.0", "1a03:2000 030000", "");
+         for (const string vendor : {"1a03", "102b", "1013", "1234", "1b36", "1d0f"})
+           m.AddDevice("0000:" + vendor.substr(2) + ":00.0", vendor + ":2000 030000", "");
          m.AddDevice("0000:03:00.1", "1002:73bf 038000", "");
          m.AddDevice("0000:03:02.1", "8086:56c0 038000", "vfio-pci");
        }},
       // A display that the firmware left, or that has no renderer, needs no device file.
       {"", [](Made& m) { m.AddCard(m.AddDevice("0000:07:00.0", "1a03:2000 030000", "ast"), 2, 0); }},
   };
+  std::ostringstream sentences;
   for (const auto& row : rows) {
     MadeMachine made;
     row.change(made);
     const Machine machine = LookAt(made.system);
     EXPECT_EQ(Codes(machine), row.codes) << "row " << &row - rows;
-    for (const auto& reason : machine.reasons) EXPECT_EQ(reason.text.back(), '.') << reason.text;
+    sentences << "\n";
+    for (const auto& reason : machine.reasons) {
+      sentences << reason.text;
+      if (reason.adapter) sentences << " [" << machine.adapters.at(*reason.adapter).address << "]";
+      if (reason.driver) sentences << " [" << machine.drivers.at(*reason.driver).library << "]";
+      sentences << "\n";
+    }
   }
+  EXPECT_TRUE(AsExpected("reasons.txt", sentences.str()));
 }
 
 // Access is this user's, whoever the program's file belongs to.
@@ -177,7 +198,13 @@ TEST(MachineTest, NamesTheGroupThatMayOpenTheNode) {
   EXPECT_EQ(Codes(machine), "node-not-allowed");
   EXPECT_EQ(machine.reasons.at(0).adapter, 1u);
   EXPECT_FALSE(machine.adapters.at(1).mayOpen);
-  EXPECT_EQ(machine.adapters.at(1).group, isRoot ? "render" : "mine");
+  const string group = isRoot ? "render" : "mine";
+  EXPECT_EQ(machine.adapters.at(1).group, group);
+  EXPECT_EQ(
+      machine.reasons[0].text,
+      "This user may not open /dev/dri/renderD128, and so not use AMD Radeon RX 6800 XT: members of the "
+      "group " +
+          group + " may.");
 }
 
 TEST(MachineTest, TellsOfAdapters) {
@@ -216,7 +243,8 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
   made.Write("etc/glvnd/egl_vendor.d/98_odd.json", R"({"file_format_version": "1.0", "ICD": []})");
   made.Write("etc/OpenCL/vendors/a.icd", "libother.so\nsecond line\n");
   made.Write("etc/OpenCL/vendors/empty.icd", "");
-  made.Write("mine/x.icd", "/opt/other/libother.so");
+  for (const char* const file : {"mine/x.icd", "etc/OpenCL/vendors/mine/x.icd"})
+    made.Write(file, "/opt/other/libother.so");
   const string gl = " libother.so libEGL_mesa.so.0 libEGL_nvidia.so.0|";
   const string path = "/mine/nothing.json::/usr/share/glvnd/egl_vendor.d/10_nvidia.json";
   const string other = "/opt/other/libother.so";
@@ -235,6 +263,7 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
        " libEGL_nvidia.so.0 libEGL_mesa.so.0| libother.so? libpocl.so.2"},
       {kOCLICD, {{"OCL_ICD_VENDORS", "/mine"}}, gl + " libother.so"},
       {kOCLICD, {{"OCL_ICD_VENDORS", "/mine/x.icd"}}, gl + " libother.so"},
+      {kOCLICD, {{"OCL_ICD_VENDORS", "mine/x.icd"}}, gl.substr(0, gl.size() - 1)},
       {kOCLICD, {{"OCL_ICD_VENDORS", other}, {"OCL_ICD_FILENAMES", "unknown.so"}}, gl + " libother.so"},
       {kOCLICD, {{"OPENCL_VENDOR_PATH", "/mine"}}, gl + " libother.so"},
       {kOCLICD, {{"OPENCL_VENDOR_PATH", "/mine"}, {"OCL_ICD_VENDORS", "x.icd"}}, gl + " libother.so"},

@@ -148,7 +148,10 @@ class Isolation {
     return static_cast<std::size_t>(std::max_element(complete.begin(), complete.end()) - complete.begin());
   }
 
-  void Note(const std::string& note) { fAnswer.runs[0].notes.push_back(note); }
+  void Note(const std::string& note) {
+    std::vector<std::string>& notes = fAnswer.runs[0].notes;
+    if (notes.empty() || notes.back() != note) notes.push_back(note);
+  }
 
   Runs& fRuns;
   Answer& fAnswer;

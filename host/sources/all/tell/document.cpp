@@ -1,7 +1,7 @@
 #include "document.h"
 
 #include "documentfields.h"
-#include "homefolder.h"
+#include "privacy.h"
 
 #include <ztutil/version.h>
 
@@ -50,8 +50,6 @@ struct Share {
 
 class Writer {
  public:
-  explicit Writer(std::vector<std::string> homes) : fHomes(std::move(homes)) {}
-
   std::string Write(const Answer& answer, int indent) {
     const std::size_t runs = answer.runs.size();
     fShares.assign(1 + runs, Share{Room(kTextBytes / (1 + runs)), Room(kValueBytes / (1 + runs))});
@@ -100,8 +98,7 @@ class Writer {
   }
 
   JSON Put(const std::string& text) {
-    std::string told = WithoutHome(text, fHomes);
-    if (HasRoom(fShare->texts, BytesOf(told))) return told;
+    if (HasRoom(fShare->texts, BytesOf(text))) return text;
     return "";
   }
 
@@ -168,8 +165,7 @@ class Writer {
   }
 
   JSON PutValue(const std::string& text) {
-    std::string told = WithoutHome(text, fHomes);
-    if (HasRoom(fShare->values, kValueKeyBytes + BytesOf(told))) return told;
+    if (HasRoom(fShare->values, kValueKeyBytes + BytesOf(text))) return text;
     return nullptr;
   }
 
@@ -181,19 +177,14 @@ class Writer {
   // The latest for which there is room.
   JSON Put(const Stream& stream) {
     Room room(fLineBytes);
-    std::vector<std::string> texts;
-    for (auto line = stream.lines.rbegin(); line != stream.lines.rend(); ++line) {
-      std::string told = WithoutHome(line->text, fHomes);
-      if (!room.Take(kLineKeyBytes + BytesOf(told))) break;
-      texts.push_back(std::move(told));
-    }
-    const std::size_t dropped = stream.lines.size() - texts.size();
+    std::size_t dropped = stream.lines.size();
+    while (dropped > 0 && room.Take(kLineKeyBytes + BytesOf(stream.lines[dropped - 1].text))) --dropped;
     JSON lines = JSON::array();
-    for (std::size_t i = dropped; i < stream.lines.size(); ++i, texts.pop_back()) {
+    for (std::size_t i = dropped; i < stream.lines.size(); ++i) {
       const Line& line = stream.lines[i];
       lines.push_back({{"seconds", Put(line.seconds)},
                        {"kind", Put(line.kind)},
-                       {"text", std::move(texts.back())},
+                       {"text", line.text},
                        {"bytesCut", line.bytesCut}});
     }
     return {{"linesDropped", stream.linesDropped + dropped},
@@ -207,7 +198,6 @@ class Writer {
     return hasRoom;
   }
 
-  const std::vector<std::string> fHomes;
   Share* fShare = nullptr;     // of what is being written
   std::size_t fLineBytes = 0;  // for each stream
   std::vector<Share> fShares;  // the answer's own, then the runs'
@@ -217,8 +207,10 @@ class Writer {
 
 }  // namespace
 
-std::string AsJSON(const Answer& answer) { return Writer(HomeFolders()).Write(answer, 2) + "\n"; }
+std::string AsJSON(const Answer& answer) {
+  return Writer().Write(WithoutNames(answer, GetOwnNames()), 2) + "\n";
+}
 
-std::string AsPrivateJSON(const Answer& answer) { return Writer({}).Write(answer, -1); }
+std::string AsPrivateJSON(const Answer& answer) { return Writer().Write(answer, -1); }
 
 }  // namespace gpuprowler

@@ -15,8 +15,6 @@ namespace {
 
 using JSON = nlohmann::ordered_json;
 
-constexpr std::size_t kPrintedBytes = 400;
-
 // The character that begins there in valid UTF-8, and goes on behind it.
 char32_t TakeCharacter(const std::string& valid, std::size_t& at) {
   const auto first = static_cast<unsigned char>(valid[at++]);
@@ -45,10 +43,10 @@ std::string Valid(const std::string& text) {
   return JSON::parse(dumped).get<std::string>();
 }
 
-std::string Printable(const std::string& text) {
+std::string Printable(const std::string& text, std::size_t bytes) {
   ztutil::ClassicStream out;
   out << std::hex << std::uppercase << std::setfill('0');
-  const std::string valid = Valid(text.substr(0, kPrintedBytes));
+  const std::string valid = Valid(text.substr(0, bytes));
   for (std::size_t at = 0; at < valid.size();) {
     const std::size_t begin = at;
     const char32_t character = TakeCharacter(valid, at);
@@ -59,7 +57,7 @@ std::string Printable(const std::string& text) {
     else
       out << valid.substr(begin, at - begin);
   }
-  if (text.size() > kPrintedBytes) out << std::dec << "... (" << text.size() << " bytes)";
+  if (text.size() > bytes) out << std::dec << "... (" << text.size() << " bytes)";
   return out.str();
 }
 
