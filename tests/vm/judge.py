@@ -5,7 +5,7 @@ import re
 import shlex
 
 IGNORED = "ContextOffscreen exception caught and ignored."
-KERNEL_FAULT = re.compile(r"Oops|BUG: |general protection|blocked for more than")
+KERNEL_FAULT = re.compile(r"Oops|BUG: |general protection")
 
 
 def judge(row, job, hung):
