@@ -2,10 +2,13 @@
 // the bare one, the median of many pairs, and an aim is what it should stay under.
 //
 // Exits with 1 if something goes wrong, never for a time.
+#include "machines.h"
 #include "median.h"
 
 #include <fcntl.h>
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
+#include <nlohmann/json.hpp>
 #include <spawn.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -180,6 +183,35 @@ void Measure(const char* name, const char* aim, const std::function<void()>& wor
               busy.calls - idle.calls, busy.kibibytes - idle.kibibytes);
 }
 
+// Two documents each of made machines, from their texts to what a person reads.
+void MeasureDocuments() {
+  constexpr int kMachines = 10000;
+  std::vector<std::string> documents;
+  documents.reserve(kMachines);
+  for (unsigned number = 0; number < kMachines; ++number)
+    documents.push_back(AsJSON(AnswerOfMachine(number)));
+  std::size_t next = 0;
+  const auto two = [&](const std::function<void(const std::string&, const std::string&)>& work) {
+    const std::string& before = documents[next++ % kMachines];
+    const std::string& after = documents[next % kMachines];
+    return Milliseconds([&] { work(before, after); });
+  };
+  Compare(
+      "diff of two documents, over parsing them", "5 ms", kMachines,
+      [&] {
+        return two([](const std::string& before, const std::string& after) {
+          for (const std::string& document : {before, after})
+            Require(nlohmann::ordered_json::parse(document).is_object(), "no document");
+        });
+      },
+      [&] {
+        return two([](const std::string& before, const std::string& after) {
+          const auto was = gpuprowler::AnswerOf(before), is = gpuprowler::AnswerOf(after);
+          Require(was && is && !AsText(gpuprowler::Compare(*was, *is)).empty(), "no comparison");
+        });
+      });
+}
+
 int Main(int argc, char** argv) {
   int runs = kRuns;
   if (argc > 2 || (argc == 2 && std::sscanf(argv[1], "--runs=%d", &runs) != 1) || runs < 1) {
@@ -188,6 +220,7 @@ int Main(int argc, char** argv) {
   }
   const Machine machine;
   std::printf("%-52s %9s %9s %8s %8s\n", "", "bare ms", "ours ms", "ratio", "aim");
+  MeasureDocuments();
   machine.Set(true, "none", false);
   Compare("Ask, OpenGL alone", "1.05", runs, BareRun, [] { return Milliseconds([] { Ask(1, 1); }); });
   machine.Set(true, "both", false);

@@ -24,7 +24,7 @@ set(made ${PROJECT_BINARY_DIR}/install)
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/gpuprowler)
 configure_file(packaging/gpuprowler-config.cmake.in ${made}/gpuprowler-config.cmake @ONLY)
 write_basic_package_version_file(${made}/gpuprowler-config-version.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake
+install(FILES ${made}/gpuprowler-config.cmake ${made}/gpuprowler-config-version.cmake cmake/FindRE2.cmake
         DESTINATION ${config_folder} COMPONENT Development)
 foreach(kind shared static)
   install(EXPORT gpuprowler-${kind} NAMESPACE gpuprowler:: DESTINATION ${config_folder} COMPONENT Development)
@@ -99,3 +99,9 @@ install(FILES completions/prowl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-c
         COMPONENT Programs)
 install(FILES completions/_prowl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT Programs)
 install(FILES completions/prowl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT Programs)
+
+# --- What runs by itself, where somebody enables it --------------------------------------------------------------
+
+configure_file(packaging/gpuprowler-metrics.service.in ${made}/gpuprowler-metrics.service @ONLY)
+install(FILES ${made}/gpuprowler-metrics.service packaging/gpuprowler-metrics.timer
+        DESTINATION lib/systemd/system COMPONENT Programs)

@@ -61,7 +61,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libgpuprowler-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libboost-chrono${boost_release}-dev, \
 libboost-filesystem${boost_release}-dev, libboost-thread${boost_release}-dev, \
-libgpuprowler0 (= ${PROJECT_VERSION}-1), opencl-c-headers")
+libgpuprowler0 (= ${PROJECT_VERSION}-1), libre2-dev, opencl-c-headers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "gpuprowler (= ${PROJECT_VERSION}-1)")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library that tells whether an application may use the GPUs, to build with
 Headers in C and C++, static libraries, and what CMake and pkg-config read;

@@ -11,12 +11,14 @@ _prowl() {
     fi
   done
   case ${COMP_WORDS[COMP_CWORD - 1]} in
-    --from | --html) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    --from | --html | --prometheus | --nfd | diff) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
-    --timeout | --question-timeout) ;;
+    --timeout | --question-timeout | --feature | --require) ;;
+    check) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     *)
-      mapfile -t COMPREPLY < <(compgen -W 'ask look memory forget --from --prober --timeout --question-timeout --no-measure
-        --no-isolate --remember --fresh --all --json --markdown --html --events --raw --version --help --' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W 'ask look check diff memory forget --from --prober --timeout --question-timeout --no-measure
+        --no-isolate --remember --fresh --all --json --markdown --html --events --raw
+        --prometheus --nfd --feature --require --version --help --' -- "$current")
       ;;
   esac
 }

@@ -13,8 +13,16 @@ complete -c prowl -l markdown -n 'not __fish_contains_opt all json events raw' -
 complete -c prowl -l html -r -F -n 'not __fish_contains_opt events raw' -d 'Write a page for browsers'
 complete -c prowl -l events -n 'not __fish_contains_opt all json markdown html raw' -d 'Lines of JSON as it goes on'
 complete -c prowl -l raw -n 'not __fish_contains_opt all json markdown html events remember' -d 'The report byte for byte'
+complete -c prowl -l prometheus -r -F -n 'not __fish_contains_opt events raw' -d 'Write metrics for Prometheus'
+complete -c prowl -l nfd -r -F -n 'not __fish_contains_opt events raw' -d 'Write labels for node feature discovery'
 complete -c prowl -n __fish_use_subcommand -a ask -d 'Ask the drivers'
 complete -c prowl -n __fish_use_subcommand -a look -d 'Tell of adapters and drivers'
+complete -c prowl -n __fish_use_subcommand -a check -d 'Decide by rules what is allowed'
+complete -c prowl -n '__fish_seen_subcommand_from check' -F
+complete -c prowl -n '__fish_seen_subcommand_from check' -l feature -x -d 'Decide about this feature'
+complete -c prowl -n '__fish_seen_subcommand_from check' -l require -x -d 'What a GPU must meet'
+complete -c prowl -n __fish_use_subcommand -a diff -d 'Compare two documents'
+complete -c prowl -n '__fish_seen_subcommand_from diff' -F
 complete -c prowl -n __fish_use_subcommand -a memory -d 'Show which drivers are set aside'
 complete -c prowl -n __fish_use_subcommand -a forget -d 'Forget answers and drivers'
 complete -c prowl -l version -d 'The version'

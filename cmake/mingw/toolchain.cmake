@@ -6,7 +6,7 @@ set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 
-# What ./buildboost has made.
+# What ./buildboost and ../buildre2 have made.
 set(GPUPROWLER_MINGW_PREFIX "" CACHE PATH "Boost and headers for the cross build")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES GPUPROWLER_MINGW_PREFIX)
 set(CMAKE_FIND_ROOT_PATH ${GPUPROWLER_MINGW_PREFIX} /usr/x86_64-w64-mingw32)

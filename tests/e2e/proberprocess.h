@@ -2,8 +2,8 @@
 //
 //   Outcome outcome = RunProber(Drivers({{"RIG_FAULT", "glClear=segv"}}), {"-exit=3"});
 //
-// A prober that takes longer than four minutes is ended, on Linux by SIGALRM. None outlives its test. On Windows
-// there are Drivers and RunProber alone, and the drivers are those that Wine finds: Mesa's.
+// A prober that takes longer than four minutes is ended, on Linux by SIGALRM. None outlives its test. On
+// Windows there are Drivers and RunProber alone, and the drivers are those that Wine finds: Mesa's.
 #ifndef PROBERPROCESS_H_
 #define PROBERPROCESS_H_
 

@@ -115,6 +115,20 @@ TEST(ProwlTest, TellsEventsAsTheyCome) {
   }
 }
 
+TEST(ProwlTest, ComparesAndWritesFiles) {
+  const string prowl = BuildFile("bin/prowl") + " --prober " + kChild;
+  const string commands =
+      "cd $(mktemp -d)\n" + prowl + " --json -- exit:2 >a\n" + prowl + " diff a -- exit:2; echo $?\n" +
+      prowl + " diff a -- crash; echo $?\n" + prowl + " diff a --json >/dev/full; echo $?\n" +
+      BuildFile("bin/prowl") + " --from a --prometheus p --nfd n; echo $?\n" +
+      "ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n; rm -r $PWD";
+  EXPECT_EQ(RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", commands}).lines,
+            Texts({"Nothing has changed.", "0", "Changed", "  verdict: ended-early -> crashed",
+                   "  text: The prober ended early: status 2, and its report has no end -> The prober "
+                   "crashed: signal 11 (SIGSEGV)",
+                   "  arguments: exit:2 -> crash", "0", "2", "3", "a", "n", "p", "1", "1"}));
+}
+
 TEST(ProwlTest, DoesWhatItsCommandLineSays) {
   const struct {
     const char *arguments, *says, *complains, *ending;
@@ -135,7 +149,16 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"--from /none", "", "prowl: can't read /none\n", "status 1"},
       {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
       {"--from - --raw", "", "--from excludes --raw\n", "status 1"},
+      {"check", "", "RULES or --require is required\n", "status 1"},
+      {"check /none --no-measure", "", "prowl: /none: can't be read\n", "status 10"},
+      {"check --no-measure --require GLVersion>=9", "\nRequirements: warned\n", "", "status 9"},
+      {"check --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n", "", "status 8"},
+      {"check --no-measure --require GLVersion>=3.3", "\n  glgpu[0] meets them\n", "", "status 0"},
       {"--fresh", "", "--fresh requires --remember\n", "status 1"},
+      {"--raw --nfd x", "", "--nfd excludes --raw\n", "status 1"},
+      {"diff", "", "BEFORE is required\n", "status 2"},
+      {"diff /none", "", "prowl: can't read /none\n", "status 2"},
+      {"diff a b --timeout 3", "", "diff excludes --timeout\n", "status 2"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));

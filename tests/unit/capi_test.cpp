@@ -74,6 +74,22 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
   EXPECT_NE(string(gpuprowler_text(answer.get())).find("Findings of glgpu[0]"), string::npos);
   ASSERT_EQ(gpuprowler_gpu_count(answer.get()), 1u);
 
+  const AnswerPtr read(gpuprowler_read(gpuprowler_json(answer.get())), gpuprowler_answer_free);
+  EXPECT_STREQ(gpuprowler_json(read.get()), gpuprowler_json(answer.get()));
+  const std::unique_ptr<gpuprowler_rules, decltype(&gpuprowler_rules_free)> rules(gpuprowler_rules_new(),
+                                                                                  gpuprowler_rules_free);
+  gpuprowler_rules_add(rules.get(), "r",
+                       R"({"entries": [{"id": 1, "features": ["f"], "message": "No."}, {}]})");
+  const char* told_of = nullptr;
+  EXPECT_EQ(gpuprowler_rules_error(rules.get(), 0, &told_of), 1);
+  EXPECT_STREQ(told_of, "r, entry at place 2, id: is missing");
+  const std::unique_ptr<gpuprowler_decision, decltype(&gpuprowler_decision_free)> decision(
+      gpuprowler_check(rules.get(), read.get(), "f"), gpuprowler_decision_free);
+  EXPECT_EQ(gpuprowler_decision_outcome(decision.get()), GPUPROWLER_BLOCKED);
+  EXPECT_EQ(gpuprowler_decision_message(decision.get(), 0, &told_of), 1);
+  EXPECT_STREQ(told_of, "No.");
+  EXPECT_EQ(nlohmann::json::parse(gpuprowler_decision_json(decision.get()))["outcome"], "blocked");
+
   // "text integer real flag", each where it is found.
   const auto found = [&](std::size_t gpu, const char* key) {
     const char* text = "-";
@@ -106,6 +122,16 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
       {0, nullptr, "- -1 -1.0 -1"},
   };
   for (const auto& row : rows) EXPECT_EQ(found(row.gpu, row.key), row.found) << (row.key ? row.key : "null");
+
+  string less = gpuprowler_json(answer.get());
+  less.replace(less.find("\"4.1\""), 5, "\"3.3\"");
+  const AnswerPtr other(gpuprowler_read(less.c_str()), gpuprowler_answer_free);
+  gpuprowler_comparison* const comparison = gpuprowler_compare(answer.get(), other.get());
+  EXPECT_TRUE(gpuprowler_comparison_lost(comparison));
+  EXPECT_EQ(gpuprowler_comparison_text(comparison),
+            string("Lost\n  gpu OpenGL glgpu[0], a': glVersion: 4.1 -> 3.3\n"));
+  EXPECT_EQ(nlohmann::json::parse(gpuprowler_comparison_json(comparison))["changes"][0]["key"], "glVersion");
+  gpuprowler_comparison_free(comparison);
 }
 
 // One request, asked with by eight threads, is cancelled while callbacks take their time.

@@ -32,6 +32,10 @@ int AskWithNulls(void) {
   EXPECT(!gpuprowler_gpu_real(NULL, 0, "x", &real) && real > 6);
   EXPECT(!gpuprowler_gpu_flag(NULL, 0, "software", &flag) && flag == 7);
 
+  EXPECT(!gpuprowler_compare(NULL, NULL) && !gpuprowler_comparison_lost(NULL));
+  EXPECT(*gpuprowler_comparison_text(NULL) == '\0' && *gpuprowler_comparison_json(NULL) == '\0');
+  gpuprowler_comparison_free(NULL);
+
   gpuprowler_answer* answer = gpuprowler_ask(NULL);
   EXPECT(strcmp(gpuprowler_sentence(answer), "The prober could not start: there is no request") == 0);
   EXPECT(strstr(gpuprowler_text(answer), gpuprowler_sentence(answer)) == gpuprowler_text(answer));
@@ -41,6 +45,18 @@ int AskWithNulls(void) {
   EXPECT(gpuprowler_gpu_count(answer) == 0 && *gpuprowler_json(answer) == '{');
   gpuprowler_reason(answer, 0, NULL, NULL);
   gpuprowler_answer_free(answer);
+
+  gpuprowler_rules* rules = gpuprowler_rules_new();
+  EXPECT(!gpuprowler_rules_add(NULL, "x", "x") && !gpuprowler_rules_require(NULL, "x"));
+  EXPECT(!gpuprowler_rules_add(rules, NULL, NULL) && !gpuprowler_rules_require(rules, NULL));
+  EXPECT(!gpuprowler_rules_error(NULL, 0, &text) && gpuprowler_rules_error(rules, 0, NULL));
+  EXPECT(!gpuprowler_read(NULL) && !gpuprowler_check(rules, NULL, NULL) &&
+         !gpuprowler_check(NULL, NULL, NULL));
+  EXPECT(gpuprowler_decision_outcome(NULL) == GPUPROWLER_WARNED && *gpuprowler_decision_text(NULL) == '\0');
+  EXPECT(!gpuprowler_decision_message(NULL, 0, &text) && *gpuprowler_decision_json(NULL) == '\0');
+  gpuprowler_decision_free(NULL);
+  gpuprowler_rules_free(rules);
+  gpuprowler_rules_free(NULL);
 
   gpuprowler_request* request = gpuprowler_request_new();
   gpuprowler_add_argument(request, NULL);

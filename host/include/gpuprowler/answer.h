@@ -42,6 +42,12 @@ const char* VerdictName(Verdict verdict);
 
 enum class Interface { kOpenGL, kOpenCL };
 
+// The operating system.
+struct OperatingSystem {
+  std::string type;     // "linux" or "win"
+  std::string version;  // of the kernel, or of Windows, in numbers: "6.1.0", "10.0.19045.2006"
+};
+
 // A graphics card as the system knows it, whether a driver reaches it or not. What isn't known is 0 or empty.
 struct Adapter {
   std::string address;  // on the PCI bus: "0000:03:00.0"
@@ -166,7 +172,8 @@ struct Answer {
   // The whole. A crash stays one, though isolation has saved the other drivers' GPUs; a driver that was set
   // aside, and so not asked, spoils nothing.
   Verdict verdict = Verdict::kNotStarted;
-  std::string text;  // as a sentence
+  std::string text;                       // as a sentence
+  std::optional<OperatingSystem> system;  // documents of earlier releases don't tell
   std::vector<GPU> gpus;
   std::vector<Adapter> adapters;
   std::vector<Driver> drivers;

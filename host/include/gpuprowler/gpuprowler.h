@@ -173,6 +173,77 @@ GPUPROWLER_API int gpuprowler_gpu_flag(const gpuprowler_answer* answer, size_t g
 GPUPROWLER_API int gpuprowler_gpu_real(const gpuprowler_answer* answer, size_t gpu, const char* key,
                                        double* value);
 
+/* The answer of which gpuprowler_json has made that document; null if it isn't one. To be given back as any.
+ */
+GPUPROWLER_API gpuprowler_answer* gpuprowler_read(const char* document);
+
+/* --- What it allows
+ * ------------------------------------------------------------------------------------------------ */
+
+/* Files of rules, in the format of Chromium's software rendering list, and requirements. One thread at a time
+   may add to them, and nobody checks by them meanwhile; several may check by them at once. */
+typedef struct gpuprowler_rules gpuprowler_rules;
+
+/* To be given back by gpuprowler_rules_free. Null if there is no memory. */
+GPUPROWLER_API gpuprowler_rules* gpuprowler_rules_new(void);
+GPUPROWLER_API void gpuprowler_rules_free(gpuprowler_rules* rules);
+
+/* The text of a file, whose name is for people; and what a GPU must meet, such as "GLVersion>=3.3". They
+   return 1; or 0 where something is wrong, which gpuprowler_rules_error tells: an entry that is wrong has no
+   effect, all others have. */
+GPUPROWLER_API int gpuprowler_rules_add(gpuprowler_rules* rules, const char* name, const char* text);
+GPUPROWLER_API int gpuprowler_rules_require(gpuprowler_rules* rules, const char* expression);
+
+/* A sentence; as long as nothing is added. Errors are counted from 0. Returns 1; 0 where there are no more,
+   and changes nothing then. */
+GPUPROWLER_API int gpuprowler_rules_error(const gpuprowler_rules* rules, size_t error, const char** text);
+
+/* What they make of an answer. Nothing changes it; it needs neither any longer. */
+typedef struct gpuprowler_decision gpuprowler_decision;
+
+/* About one feature; null: about all that the rules name. To be given back by gpuprowler_decision_free. Null
+   if there is no memory, no rules or no answer. */
+GPUPROWLER_API gpuprowler_decision* gpuprowler_check(const gpuprowler_rules* rules,
+                                                     const gpuprowler_answer* answer, const char* feature);
+GPUPROWLER_API void gpuprowler_decision_free(gpuprowler_decision* decision);
+
+enum {
+  GPUPROWLER_ALLOWED = 0,
+  GPUPROWLER_WARNED = 1, /* an entry that may apply can't be decided by this answer, or one only warns */
+  GPUPROWLER_BLOCKED = 2 /* an entry applies, or no GPU meets the requirements */
+};
+
+/* The worst of the features and of the requirements. Of a null decision GPUPROWLER_WARNED. */
+GPUPROWLER_API int gpuprowler_decision_outcome(const gpuprowler_decision* decision);
+
+/* What the entries that it comes of would have the user told; empty where an entry has no message. Entries
+   are counted from 0. Returns 1; 0 where there are no more, and changes nothing then. */
+GPUPROWLER_API int gpuprowler_decision_message(const gpuprowler_decision* decision, size_t entry,
+                                               const char** message);
+
+/* For a person, in lines; and as a JSON document. Empty of a null decision. */
+GPUPROWLER_API const char* gpuprowler_decision_text(const gpuprowler_decision* decision);
+GPUPROWLER_API const char* gpuprowler_decision_json(const gpuprowler_decision* decision);
+
+/* --- Comparing
+ * ------------------------------------------------------------------------------------------------- */
+
+/* How two answers differ, mostly of one machine: what an update of a driver has cost, and what it has
+   brought. It needs neither any longer; any thread may read it. What its functions give belongs to it. */
+typedef struct gpuprowler_comparison gpuprowler_comparison;
+
+/* To be given back by gpuprowler_comparison_free. Null if there is no memory, or an answer is null. */
+GPUPROWLER_API gpuprowler_comparison* gpuprowler_compare(const gpuprowler_answer* before,
+                                                         const gpuprowler_answer* after);
+GPUPROWLER_API void gpuprowler_comparison_free(gpuprowler_comparison* comparison);
+
+/* 1 if something was lost: a GPU, an extension, a limit that was higher ... */
+GPUPROWLER_API int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison);
+
+/* For a person, in lines; and as a JSON document. Empty of a null comparison. */
+GPUPROWLER_API const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison);
+GPUPROWLER_API const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison);
+
 /* --- The memory
  * ---------------------------------------------------------------------------------------------------- */
 

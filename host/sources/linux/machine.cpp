@@ -100,6 +100,7 @@ class Survey {
     AddDrivers();
     AddVersionMismatch();
     AddSandbox();
+    fMachine.systemType = "linux";
     fMachine.system = KGX::ReadAttribute(fSystem.roots.proc + "/sys/kernel/osrelease");
     for (const auto& variable : fSystem.variables)
       if (DriversObey(variable.first)) fMachine.variables.push_back(variable);

@@ -266,6 +266,7 @@ void AddMachineReasons(Machine& machine) {
 
 Machine LookAtMachine() {
   Machine machine;
+  machine.systemType = "win";
   machine.system = WindowsRelease();
   machine.variables = Variables();
   std::vector<std::string> classKeys;

@@ -11,6 +11,9 @@
 #include <ztutil/winhandle.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
+#include <gpuprowler/fleet.h>
+#include <gpuprowler/rules.h>
 #include <gpuprowler/show.h>
 
 #include <algorithm>
@@ -19,6 +22,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -29,6 +33,8 @@ using prowl::Verb;
 using prowl::platform::WithLineEnds;
 
 constexpr int kStatusError = static_cast<int>(gpuprowler::Verdict::kLost);
+constexpr int kStatusLess = 1;  // of diff
+constexpr int kStatusNotCompared = 2;
 
 constexpr double kTickSeconds = 0.1;
 constexpr double kHoldSeconds = 0.5;  // what the result has of time before a second interrupt ends us
@@ -182,16 +188,80 @@ int AskForEvents(const gpuprowler::Request& request) {
   return Conclude(events.Finish(answer), StatusOf(answer));
 }
 
+// The files that are wanted. False if there are none.
+bool WriteFiles(const gpuprowler::Answer& answer, const Options& options) {
+  const struct {
+    const std::string& file;
+    std::string (*as)(const gpuprowler::Answer&);
+  } wanted[] = {{options.html, gpuprowler::AsHTML},
+                {options.prometheus, gpuprowler::AsPrometheus},
+                {options.nfd, gpuprowler::AsNFD}};
+  bool isWritten = false;
+  for (const auto& [file, as] : wanted) {
+    if (file.empty()) continue;
+    prowl::ReplaceFile(file, as(answer));
+    isWritten = true;
+  }
+  return isWritten;
+}
+
+// Where a file can't be written, the answer isn't lost with it.
 int TellAnswer(const gpuprowler::Answer& answer, const Options& options, int status) {
-  const bool isWritten = !options.html.empty();
-  if (isWritten) prowl::ReplaceFile(options.html, AsHTML(answer));
-  if (isWritten && options.form == Form::kText) return status;
-  return Conclude(WriteOutput(Told(answer, options.form)), status);
+  const auto tell = [&] { return Conclude(WriteOutput(Told(answer, options.form)), status); };
+  try {
+    return WriteFiles(answer, options) && options.form == Form::kText ? status : tell();
+  } catch (const std::runtime_error&) {
+    tell();
+    throw;
+  }
 }
 
 int TellAnswer(const Options& options) {
   const gpuprowler::Answer answer = GetAnswer(options);
   return TellAnswer(answer, options, StatusOf(answer));
+}
+
+// Beside those of asking.
+constexpr int kStatusBlocked = 8, kStatusWarned = 9, kStatusBadRules = 10;
+
+int StatusOf(const gpuprowler::Decision& decision) {
+  if (decision.outcome == gpuprowler::Outcome::kBlocked) return kStatusBlocked;
+  if (!decision.errors.empty()) return kStatusBadRules;
+  return decision.outcome == gpuprowler::Outcome::kWarned ? kStatusWarned : 0;
+}
+
+int Check(const Options& options) {
+  gpuprowler::Rules rules;
+  for (const std::string& file : options.rules) rules.AddFile(file);
+  for (const std::string& expression : options.requirements) rules.Require(expression);
+  for (const gpuprowler::RuleError& error : rules.GetErrors())
+    std::cerr << "prowl: " << AsText(error) << "\n";
+  const gpuprowler::Answer answer = GetAnswer(options);
+  const bool isAsked = options.from.empty();
+  if (isAsked && answer.verdict != gpuprowler::Verdict::kFinished) std::cerr << Summary(answer);
+  if (isAsked && answer.verdict == gpuprowler::Verdict::kInterrupted) return StatusOf(answer);
+  const gpuprowler::Decision decision = Check(rules, answer, options.features);
+  const bool written = WriteOutput(options.form == Form::kJSON ? AsJSON(decision) : AsText(decision));
+  return Conclude(written, StatusOf(decision));
+}
+
+// As it would be stored.
+gpuprowler::Answer AskToCompare(const gpuprowler::Request& request) {
+  using gpuprowler::Verdict;
+  const gpuprowler::Answer answer = AskWithProgress(request);
+  for (const Verdict verdict : {Verdict::kNotStarted, Verdict::kInterrupted, Verdict::kLost})
+    if (answer.verdict == verdict) throw std::runtime_error(answer.text);
+  return *gpuprowler::AnswerOf(AsJSON(answer));
+}
+
+int Diff(const Options& options) {
+  const gpuprowler::Answer before = prowl::ReadAnswer(options.before);
+  const gpuprowler::Answer after =
+      options.after.empty() ? AskToCompare(options.request) : prowl::ReadAnswer(options.after);
+  const gpuprowler::Comparison comparison = Compare(before, after);
+  const bool isWritten = WriteOutput(options.form == Form::kJSON ? AsJSON(comparison) : AsText(comparison));
+  const int status = Conclude(isWritten, HasLost(comparison) ? kStatusLess : 0);
+  return isWritten ? status : kStatusNotCompared;
 }
 
 std::string ShowMemory() {
@@ -210,6 +280,10 @@ int Run(const Options& options) {
   switch (options.verb) {
     case Verb::kLook:
       return TellAnswer(gpuprowler::Look(), options, 0);
+    case Verb::kCheck:
+      return Check(options);
+    case Verb::kDiff:
+      return Diff(options);
     case Verb::kMemory:
       return Conclude(WriteOutput(ShowMemory()), 0);
     case Verb::kForget:
@@ -219,6 +293,10 @@ int Run(const Options& options) {
              : options.form == Form::kEvents ? AskForEvents(options.request)
                                              : TellAnswer(options);
   }
+}
+
+int StatusOfFailure(const CLI::App& app) {
+  return app.got_subcommand("diff") ? kStatusNotCompared : kStatusError;
 }
 
 }  // namespace
@@ -231,9 +309,10 @@ int main(int argc, char** argv) {
   try {
     status = Run(prowl::ParseOptions(app, argc, argv));
   } catch (const CLI::Error& error) {
-    status = app.exit(error) == 0 ? 0 : kStatusError;
+    status = app.exit(error) == 0 ? 0 : StatusOfFailure(app);
   } catch (const std::exception& exception) {
     std::cerr << "prowl: " << exception.what() << "\n";
+    status = StatusOfFailure(app);
   }
   // A thread that had to be abandoned may still use what the end of main would destroy.
   if (ztutil::ManagedThread::GetThreadCount() > 0) std::_Exit(status);

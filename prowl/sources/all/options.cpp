@@ -22,6 +22,12 @@ constexpr char kStatuses[] =
     "4 it crashed, 5 it hung and was killed, 6 it could not start, 7 it was interrupted;\n"
     "1 prowl itself failed.";
 
+constexpr char kCheckStatuses[] =
+    "--from takes a stored answer, as do all options of asking a new one.\n"
+    "Exit status: 0 all is allowed, 8 something is blocked, 9 nothing is, but something is warned of,\n"
+    "10 something is wrong with the rules, and the others block nothing; 1 prowl itself failed,\n"
+    "7 it was interrupted.";
+
 constexpr char kAsk[] = "ask";
 constexpr char kCommands[] = "Commands, each with its own --help";
 constexpr char kAsking[] = "Asking";
@@ -76,6 +82,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   request.seconds = kDefaultSeconds;
   app.description(kDescription);
   app.formatter(std::make_shared<Help>());
+  app.allow_windows_style_options(false);  // a file's name may begin with a slash
   app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
 
   CLI::Option* const from =
@@ -113,16 +120,41 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       app.add_flag("--events", "Lines of JSON as it goes on, the document in the last");
   CLI::Option* const raw =
       app.add_flag("--raw", "The report byte for byte; the verdict goes to standard error");
-  for (CLI::Option* const option : {all, json, markdown, html, events, raw}) option->group(kTelling);
+  CLI::Option* const prometheus = app.add_option("--prometheus", options.prometheus,
+                                                 "Write metrics for Prometheus, and tell nothing else")
+                                      ->type_name("FILE");
+  CLI::Option* const nfd =
+      app.add_option("--nfd", options.nfd, "Write labels for Kubernetes' node feature discovery likewise")
+          ->type_name("FILE");
+  for (CLI::Option* const option : {all, json, markdown, html, events, raw, prometheus, nfd})
+    option->group(kTelling);
 
   CLI::App* const ask =
       app.add_subcommand(kAsk, "Ask the drivers, as without a command: ask --help tells how");
   CLI::App* const look = app.add_subcommand("look", "Tell of adapters and drivers, and load none of these");
+  CLI::App* const check =
+      app.add_subcommand("check", "Decide by files of rules, or requirements, what is allowed");
+  check->footer(kCheckStatuses);
+  CLI::Option* const rules =
+      check->add_option("RULES", options.rules, "Files in the format of Chromium's software rendering list");
+  CLI::Option* const require =
+      check->add_option("--require", options.requirements, "What a GPU must meet, such as GLVersion>=3.3")
+          ->type_name("EXPRESSION")
+          ->allow_extra_args(false);
+  check
+      ->add_option("--feature", options.features,
+                   "Decide about this one; without it about all that rules name")
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+  CLI::App* const diff = app.add_subcommand("diff", "Tell what was lost and won between two answers");
+  diff->add_option("BEFORE", options.before, "A document of --json")->required();
+  diff->add_option("AFTER", options.after, "Another one; without it the drivers are asked");
+  diff->footer("Exit status: 0 nothing was lost, 1 something was, 2 the two couldn't be compared.");
   CLI::App* const memory = app.add_subcommand("memory", "Show which drivers are set aside");
   CLI::App* const forget =
       app.add_subcommand("forget", "Forget all answers, and drivers that were set aside");
   forget->add_option("DRIVER", options.driver, "Part of the name of those; without it all of them");
-  for (CLI::App* const verb : {ask, look, memory, forget}) verb->fallthrough()->group(kCommands);
+  for (CLI::App* const verb : {ask, look, check, diff, memory, forget}) verb->fallthrough()->group(kCommands);
   app.require_subcommand(0, 1);
   app.footer(kStatuses);
 
@@ -140,26 +172,33 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       if (form != other) Refuse(form, other);
   Refuse(raw, remember);
   for (const CLI::Option* const option : asking) Refuse(from, option);
-  for (const CLI::Option* const form : {events, raw}) {
-    Refuse(from, form);
-    Refuse(html, form);
-  }
+  for (const CLI::Option* const form : {events, raw})
+    for (const CLI::Option* const other : {from, html, prometheus, nfd}) Refuse(other, form);
   if (*fresh && !*remember) throw CLI::RequiresError(fresh->get_name(), remember->get_name());
-  for (const CLI::App* const verb : {look, memory, forget}) {
-    Refuse(verb, asking);
-    Refuse(verb, {from, all, events, raw});
+  for (const CLI::App* const verb : {look, diff, memory, forget}) {
+    if (verb != diff || !options.after.empty()) Refuse(verb, asking);
+    Refuse(verb, {from, all, events, raw, prometheus, nfd});
   }
   for (const CLI::App* const verb : {memory, forget}) Refuse(verb, {json, markdown, html});
+  Refuse(check, {all, markdown, html, events, raw});
+  if (*check && rules->empty() && require->empty()) throw CLI::RequiredError("RULES or --require");
 
-  options.from = platform::UTF8FromArgument(options.from);
-  options.html = platform::UTF8FromArgument(options.html);
-  request.prober = platform::UTF8FromArgument(request.prober);
+  for (std::string* const path : {&options.from, &options.html, &options.prometheus, &options.nfd,
+                                  &options.before, &options.after, &request.prober})
+    *path = platform::UTF8FromArgument(*path);
+  for (auto* const texts : {&options.rules, &options.requirements, &options.features})
+    for (std::string& text : *texts) text = platform::UTF8FromArgument(text);
   request.measure = noMeasure->empty();
   request.isolate = noIsolate->empty() && raw->empty();  // which has the bytes of one run
   request.remember = !remember->empty();
   request.fresh = !fresh->empty();
   if (*raw && question->empty()) request.questionSeconds = 0;  // a slow reader is no hang
-  options.verb = *look ? Verb::kLook : *memory ? Verb::kMemory : *forget ? Verb::kForget : Verb::kAsk;
+  options.verb = *look     ? Verb::kLook
+                 : *check  ? Verb::kCheck
+                 : *diff   ? Verb::kDiff
+                 : *memory ? Verb::kMemory
+                 : *forget ? Verb::kForget
+                           : Verb::kAsk;
   options.form = *all        ? Form::kAll
                  : *json     ? Form::kJSON
                  : *markdown ? Form::kMarkdown

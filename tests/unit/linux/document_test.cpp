@@ -30,6 +30,7 @@ Answer FullAnswer() {
   Answer answer;
   answer.verdict = Verdict::kCrashed;
   answer.text = "The prober crashed";
+  answer.system = OperatingSystem{"linux", "6.1.0"};
   answer.adapters.push_back({"0000:03:00.0",
                              "Card",
                              1,

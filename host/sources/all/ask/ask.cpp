@@ -32,8 +32,14 @@ std::string MemoryFolder(const Request& request) {
   return request.memoryFolder.empty() ? UsersMemoryFolder() : request.memoryFolder;
 }
 
+// What follows the numbers of a release may name a host.
+std::string NumbersOf(const std::string& release) {
+  return release.substr(0, release.find_first_not_of("0123456789."));
+}
+
 Answer AnswerAbout(const Machine& machine) {
   Answer answer;
+  answer.system = OperatingSystem{machine.systemType, NumbersOf(machine.system)};
   answer.adapters = machine.adapters;
   answer.drivers = machine.drivers;
   answer.reasons = machine.reasons;

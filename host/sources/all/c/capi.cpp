@@ -3,7 +3,9 @@
 #include <ztutil/version.h>
 
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
 #include <gpuprowler/gpuprowler.h>
+#include <gpuprowler/rules.h>
 
 #include <charconv>
 #include <memory>
@@ -11,20 +13,24 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 using gpuprowler::Answer;
+using gpuprowler::Comparison;
+using gpuprowler::Decision;
 using gpuprowler::GPU;
 
 namespace {
 
-// A form of an answer, made when it is first wanted.
+// A form of what is told, made when it is first wanted.
+template <class Told>
 class Form {
  public:
-  using Make = std::string (*)(const Answer&);
+  using Make = std::string (*)(const Told&);
   explicit Form(Make make) : fMake(make) {}
 
-  const char* Of(const Answer& answer) const {
-    std::call_once(fOnce, [&] { fText = fMake(answer); });
+  const char* Of(const Told& told) const {
+    std::call_once(fOnce, [&] { fText = fMake(told); });
     return fText.c_str();
   }
 
@@ -42,9 +48,26 @@ struct gpuprowler_request {
 };
 
 struct gpuprowler_answer {
-  const Answer answer;
-  const Form text{[](const Answer& told) { return AsText(told, true); }};
-  const Form json{[](const Answer& told) { return AsJSON(told); }};
+  const Answer told;
+  const Form<Answer> text{[](const Answer& answer) { return AsText(answer, true); }};
+  const Form<Answer> json{[](const Answer& answer) { return AsJSON(answer); }};
+};
+
+struct gpuprowler_rules {
+  gpuprowler::Rules rules;
+  std::vector<std::string> errors;
+};
+
+struct gpuprowler_decision {
+  const Decision told;
+  const Form<Decision> text{[](const Decision& decision) { return AsText(decision); }};
+  const Form<Decision> json{[](const Decision& decision) { return AsJSON(decision); }};
+};
+
+struct gpuprowler_comparison {
+  const Comparison told;
+  const Form<Comparison> text{[](const Comparison& comparison) { return AsText(comparison); }};
+  const Form<Comparison> json{[](const Comparison& comparison) { return AsJSON(comparison); }};
 };
 
 namespace {
@@ -86,13 +109,26 @@ Answer NotStarted(const std::string& why) {
   return answer;
 }
 
-const char* TextOf(const gpuprowler_answer* answer, const Form gpuprowler_answer::*form) {
-  const char* const text = Guarded([&] { return answer ? (answer->*form).Of(answer->answer) : nullptr; });
+template <class Owner, class Told>
+const char* TextOf(const Owner* owner, const Form<Told> Owner::*form) {
+  const char* const text = Guarded([&] { return owner ? (owner->*form).Of(owner->told) : nullptr; });
   return text ? text : "";
 }
 
+// 1 if nothing is wrong with what is added.
+template <class Add>
+int AddTo(gpuprowler_rules* rules, const Add& add) {
+  return Guarded([&] {
+    if (!rules) return 0;
+    const bool isSound = add(rules->rules);
+    while (rules->errors.size() < rules->rules.GetErrors().size())
+      rules->errors.push_back(AsText(rules->rules.GetErrors()[rules->errors.size()]));
+    return isSound ? 1 : 0;
+  });
+}
+
 const GPU* GPUOf(const gpuprowler_answer* answer, std::size_t gpu) {
-  return answer && gpu < answer->answer.gpus.size() ? &answer->answer.gpus[gpu] : nullptr;
+  return answer && gpu < answer->told.gpus.size() ? &answer->told.gpus[gpu] : nullptr;
 }
 
 template <class Type>
@@ -202,11 +238,11 @@ void gpuprowler_cancel(gpuprowler_request* request) {
 void gpuprowler_answer_free(gpuprowler_answer* answer) { delete answer; }
 
 int gpuprowler_verdict(const gpuprowler_answer* answer) {
-  return answer ? static_cast<int>(answer->answer.verdict) : GPUPROWLER_NOT_STARTED;
+  return answer ? static_cast<int>(answer->told.verdict) : GPUPROWLER_NOT_STARTED;
 }
 
 const char* gpuprowler_sentence(const gpuprowler_answer* answer) {
-  return answer ? answer->answer.text.c_str() : "The prober could not start: there was no memory";
+  return answer ? answer->told.text.c_str() : "The prober could not start: there was no memory";
 }
 
 const char* gpuprowler_text(const gpuprowler_answer* answer) {
@@ -218,24 +254,22 @@ const char* gpuprowler_json(const gpuprowler_answer* answer) {
 }
 
 int gpuprowler_remembered(const gpuprowler_answer* answer) {
-  return answer && answer->answer.remembered ? 1 : 0;
+  return answer && answer->told.remembered ? 1 : 0;
 }
 
 int gpuprowler_reason(const gpuprowler_answer* answer, size_t reason, const char** code, const char** text) {
-  if (!answer || reason >= answer->answer.reasons.size()) return 0;
-  const gpuprowler::Reason& found = answer->answer.reasons[reason];
+  if (!answer || reason >= answer->told.reasons.size()) return 0;
+  const gpuprowler::Reason& found = answer->told.reasons[reason];
   if (code) *code = found.code.c_str();
   if (text) *text = found.text.c_str();
   return 1;
 }
 
-size_t gpuprowler_gpu_count(const gpuprowler_answer* answer) {
-  return answer ? answer->answer.gpus.size() : 0;
-}
+size_t gpuprowler_gpu_count(const gpuprowler_answer* answer) { return answer ? answer->told.gpus.size() : 0; }
 
 int gpuprowler_gpu_text(const gpuprowler_answer* answer, size_t gpu, const char* key, const char** value) {
   const char* text = nullptr;
-  if (const GPU* const asked = GPUOf(answer, gpu); asked && key) text = OwnText(answer->answer, *asked, key);
+  if (const GPU* const asked = GPUOf(answer, gpu); asked && key) text = OwnText(answer->told, *asked, key);
   if (const auto* const found = Find<std::string>(answer, gpu, key)) text = found->c_str();
   return text ? Found(&text, value) : 0;
 }
@@ -263,6 +297,83 @@ int gpuprowler_gpu_real(const gpuprowler_answer* answer, size_t gpu, const char*
     return Found(&real, value);
   }
   return Found(Find<double>(answer, gpu, key), value);
+}
+
+gpuprowler_answer* gpuprowler_read(const char* document) {
+  return Guarded([&]() -> gpuprowler_answer* {
+    auto answer = gpuprowler::AnswerOf(document ? document : "");
+    return answer ? Give(std::move(*answer)) : nullptr;
+  });
+}
+
+gpuprowler_rules* gpuprowler_rules_new(void) {
+  return Guarded([] { return new gpuprowler_rules; });
+}
+
+void gpuprowler_rules_free(gpuprowler_rules* rules) { delete rules; }
+
+int gpuprowler_rules_add(gpuprowler_rules* rules, const char* name, const char* text) {
+  return AddTo(rules, [&](gpuprowler::Rules& to) { return to.Add(name ? name : "", text ? text : ""); });
+}
+
+int gpuprowler_rules_require(gpuprowler_rules* rules, const char* expression) {
+  return AddTo(rules, [&](gpuprowler::Rules& to) { return to.Require(expression ? expression : ""); });
+}
+
+int gpuprowler_rules_error(const gpuprowler_rules* rules, size_t error, const char** text) {
+  if (!rules || error >= rules->errors.size()) return 0;
+  const char* const found = rules->errors[error].c_str();
+  return Found(&found, text);
+}
+
+gpuprowler_decision* gpuprowler_check(const gpuprowler_rules* rules, const gpuprowler_answer* answer,
+                                      const char* feature) {
+  return Guarded([&]() -> gpuprowler_decision* {
+    if (!rules || !answer) return nullptr;
+    std::vector<std::string> features;
+    if (feature) features.emplace_back(feature);
+    return new gpuprowler_decision{Check(rules->rules, answer->told, features)};
+  });
+}
+
+void gpuprowler_decision_free(gpuprowler_decision* decision) { delete decision; }
+
+int gpuprowler_decision_outcome(const gpuprowler_decision* decision) {
+  return decision ? static_cast<int>(decision->told.outcome) : GPUPROWLER_WARNED;
+}
+
+int gpuprowler_decision_message(const gpuprowler_decision* decision, size_t entry, const char** message) {
+  if (!decision || entry >= decision->told.entries.size()) return 0;
+  const char* const found = decision->told.entries[entry].message.c_str();
+  return Found(&found, message);
+}
+
+const char* gpuprowler_decision_text(const gpuprowler_decision* decision) {
+  return TextOf(decision, &gpuprowler_decision::text);
+}
+
+const char* gpuprowler_decision_json(const gpuprowler_decision* decision) {
+  return TextOf(decision, &gpuprowler_decision::json);
+}
+
+gpuprowler_comparison* gpuprowler_compare(const gpuprowler_answer* before, const gpuprowler_answer* after) {
+  return Guarded([&]() -> gpuprowler_comparison* {
+    return before && after ? new gpuprowler_comparison{Compare(before->told, after->told)} : nullptr;
+  });
+}
+
+void gpuprowler_comparison_free(gpuprowler_comparison* comparison) { delete comparison; }
+
+int gpuprowler_comparison_lost(const gpuprowler_comparison* comparison) {
+  return comparison && HasLost(comparison->told) ? 1 : 0;
+}
+
+const char* gpuprowler_comparison_text(const gpuprowler_comparison* comparison) {
+  return TextOf(comparison, &gpuprowler_comparison::text);
+}
+
+const char* gpuprowler_comparison_json(const gpuprowler_comparison* comparison) {
+  return TextOf(comparison, &gpuprowler_comparison::json);
 }
 
 size_t gpuprowler_forget(const char* folder, const char* driver) {

@@ -15,6 +15,7 @@ struct Machine {
   std::vector<Adapter> adapters;
   std::vector<Driver> drivers;
   std::vector<Reason> reasons;  // what can be told without a run
+  std::string systemType;       // "linux" or "win"
   std::string system;           // the release of the kernel, or of Windows
   // Those variables that loaders and drivers obey, and their values, by name.
   std::vector<std::pair<std::string, std::string>> variables;

@@ -14,6 +14,12 @@ inline constexpr double kMaxSeconds = 1e9;
 // What the keys of an object are, in their order: for each a field of the struct.
 
 template <class Field>
+void FieldsOf(const OperatingSystem*, Field&& field) {
+  field("type", &OperatingSystem::type);
+  field("version", &OperatingSystem::version);
+}
+
+template <class Field>
 void FieldsOf(const Adapter*, Field&& field) {
   field("address", &Adapter::address);
   field("name", &Adapter::name);
@@ -110,6 +116,7 @@ void FieldsOf(const Answer*, Field&& field) {
   field("remembered", &Answer::remembered);
   field("prober", &Answer::prober);
   field("arguments", &Answer::arguments);
+  field("system", &Answer::system);
   field("reasons", &Answer::reasons);
   field("adapters", &Answer::adapters);
   field("drivers", &Answer::drivers);

@@ -144,7 +144,9 @@ class Hiding {
   }
 
   template <class Part>
-  void Hide(std::optional<Part>&) const {}  // a number
+  void Hide(std::optional<Part>& part) const {
+    if (part) Hide(*part);
+  }
 
   template <class Part>
   void Hide(Part& part) const {

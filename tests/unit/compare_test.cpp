@@ -1,0 +1,159 @@
+// What is said of two answers.
+#include "machines.h"
+
+#include <gpuprowler/compare.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+
+namespace {
+
+using namespace gpuprowler;
+using std::string;
+
+GPU MakeGPU(Interface interface, const string& name, std::optional<std::size_t> adapter) {
+  const bool isOpenGL = interface == Interface::kOpenGL;
+  GPU gpu;
+  gpu.interface = interface;
+  gpu.tag = isOpenGL ? "glgpu[0]" : "clgpu[0]";
+  gpu.driver = isOpenGL ? 0 : 1;
+  gpu.adapter = adapter;
+  gpu.software = !adapter;
+  gpu.complete = true;
+  gpu.values = {{isOpenGL ? "glRenderer" : "clName", "", name}};
+  return gpu;
+}
+
+// Two cards of a kind, of which OpenGL reaches both.
+Answer Sound() {
+  Answer answer;
+  answer.verdict = Verdict::kFinished;
+  Adapter card;
+  card.name = "Card";
+  card.vendorID = card.deviceID = 1;
+  for (const char* const address : {"0000:01:00.0", "0000:02:00.0"}) {
+    card.address = address;
+    answer.adapters.push_back(card);
+  }
+  answer.adapters[1].memoryBytes = 1000;
+  answer.drivers = {{Interface::kOpenGL, "a.json", "libA.so", "", 5, 6, Behaviour::kSound, "", ""},
+                    {Interface::kOpenCL, "b.icd", "libB.so", "", 5, 6, Behaviour::kSound, "", ""}};
+  answer.gpus = {MakeGPU(Interface::kOpenGL, "Card", 0), MakeGPU(Interface::kOpenGL, "Card", 1),
+                 MakeGPU(Interface::kOpenCL, "Compute", {})};
+  answer.gpus[1].values.insert(answer.gpus[1].values.end(), {{"glVersion", "", "4.1"},
+                                                             {"glVendorID", "", std::int64_t{9}},
+                                                             {"glMaxDrawBuffers", "", std::int64_t{8}},
+                                                             {"glFrameBufferOK", "", true},
+                                                             {"glMemoryMB", "", std::int64_t{1000}}});
+  answer.gpus[2].values.push_back({"clBandwidth", "", 1e10});
+  answer.runs.resize(1);
+  answer.runs[0].values = {{"oglContextCreated", "", true}, {"numGLGPUs", "", std::int64_t{2}}};
+  return answer;
+}
+
+TEST(CompareTest, TellsWhatHasChanged) {
+  const string card = "  gpu OpenGL glgpu[0], Card, 0000:02:00.0: ";
+  const auto value = [](std::size_t gpu, std::size_t place, const decltype(Value::value)& is) {
+    return [=](Answer& answer) { answer.gpus[gpu].values[place].value = is; };
+  };
+  const struct {
+    std::function<void(Answer&)> change;
+    string text;
+  } rows[] = {
+      {[](Answer& answer) { answer.time = "later", answer.adapters[0].asleep = true, answer.seconds = 9; },
+       ""},
+      {[](Answer& answer) { answer.verdict = Verdict::kHung; }, "Lost\n  verdict: finished -> hung\n"},
+      {[](Answer& answer) { answer.runs[0].values[0].value = false; },
+       "Lost\n  oglContextCreated: true -> false\n"},
+      // Which of two equal cards is there is told by its address; where it has none, the second is missing.
+      {[](Answer& answer) { answer.gpus.erase(answer.gpus.begin()); },
+       "Lost\n  gpu OpenGL glgpu[0], Card, 0000:01:00.0: gone\n"},
+      {[](Answer& answer) {
+         answer.adapters[1].address = answer.adapters[0].address = "";
+         answer.gpus.pop_back();
+       },
+       "Lost\n  gpu OpenCL clgpu[0], Compute: gone\n\nChanged\n"
+       "  gpu OpenGL glgpu[0], Card, 0000:01:00.0: adapter: 0000:01:00.0 -> none\n" +
+           card + "adapter: 0000:02:00.0 -> none\n" +
+           "  adapter Card, 0000:01:00.0: address: 0000:01:00.0 -> none\n"
+           "  adapter Card, 0000:02:00.0: address: 0000:02:00.0 -> none\n"},
+      // Another card in the same slot is another one.
+      {[](Answer& answer) { answer.adapters[1].deviceID = 3, answer.adapters[1].name = "New"; },
+       "Lost\n" + card + "gone\n  adapter Card, 0000:02:00.0: gone\n\nWon\n" + card +
+           "came\n  adapter New, 0000:02:00.0: came\n"},
+      {value(1, 1, "3.3"), "Lost\n" + card + "glVersion: 4.1 -> 3.3\n"},
+      {value(1, 1, "4.1.0"), "Won\n" + card + "glVersion: 4.1 -> 4.1.0\n"},
+      {value(1, 1, "4.1 new"), "Changed\n" + card + "glVersion: 4.1 -> 4.1 new\n"},
+      {value(1, 2, std::int64_t{8}), "Changed\n" + card + "glVendorID: 9 -> 8\n"},
+      {value(1, 3, std::int64_t{7}), "Lost\n" + card + "glMaxDrawBuffers: 8 -> 7\n"},
+      {value(1, 4, false), "Lost\n" + card + "glFrameBufferOK: true -> false\n"},
+      {value(1, 5, std::int64_t{981}), ""},
+      {value(1, 5, std::int64_t{980}), "Lost\n" + card + "glMemoryMB: 1000 -> 980\n"},
+      {value(2, 1, 2.5e10), ""},
+      {value(2, 1, 0.39e10),
+       "Lost\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> 3900000000.0\n"},
+      // What a GPU that failed doesn't tell isn't counted one by one; a measurement may not have been wanted.
+      {[](Answer& answer) { answer.gpus[1].values.resize(2); },
+       "Lost\n" + card + "glMaxDrawBuffers: 8 -> none\n" + card + "glFrameBufferOK: true -> none\n" + card +
+           "glMemoryMB: 1000 -> none\n\nChanged\n" + card + "glVendorID: 9 -> none\n"},
+      {[](Answer& answer) { answer.gpus[1].values.resize(1), answer.gpus[1].complete = false; },
+       "Lost\n" + card + "complete: true -> false\n"},
+      {[](Answer& answer) { answer.gpus[2].values.resize(1); },
+       "Changed\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> none\n"},
+      {[](Answer& answer) { answer.adapters[1].memoryBytes = 1, answer.adapters[1].driverVersion = "2\n"; },
+       "Lost\n  adapter Card, 0000:02:00.0: memoryBytes: 1000 -> 1\n\nChanged\n"
+       "  adapter Card, 0000:02:00.0: driverVersion: none -> 2\\x0A\n"},
+      {[](Answer& answer) { answer.drivers[0].behaviour = Behaviour::kSetAside; },
+       "Lost\n  driver OpenGL a.json, libA.so: behaviour: sound -> set-aside\n"},
+      {[](Answer& answer) { answer.drivers[0].bytes = 6; },
+       "Changed\n  driver OpenGL a.json, libA.so: bytes: 5 -> 6\n"},
+      {[](Answer& answer) {
+         answer.reasons.push_back({"no-card", "None.", {}, {}});
+       },
+       "Lost\n  reason no-card: came: None.\n"},
+  };
+  for (const auto& row : rows) {
+    Answer after = Sound();
+    row.change(after);
+    const Comparison comparison = Compare(Sound(), after);
+    EXPECT_EQ(AsText(comparison), row.text.empty() ? "Nothing has changed.\n" : row.text);
+    EXPECT_EQ(HasLost(comparison), row.text.find("Lost") != string::npos);
+  }
+}
+
+// Software that a card has replaced is no loss, and software in place of a card is one.
+TEST(CompareTest, KnowsWhatSoftwareIsWorth) {
+  Answer software = Sound(), card = Sound();
+  software.gpus = {MakeGPU(Interface::kOpenGL, "llvmpipe", {})};
+  card.gpus.resize(1);
+  EXPECT_FALSE(HasLost(Compare(software, card)));
+  EXPECT_TRUE(HasLost(Compare(card, software)));
+  Answer newer = software;
+  newer.gpus[0].values[0].value = "llvmpipe (newer)";
+  EXPECT_EQ(AsText(Compare(software, newer)),
+            "Changed\n  gpu OpenGL glgpu[0], llvmpipe: glRenderer: llvmpipe -> llvmpipe (newer)\n");
+}
+
+// What one way loses the other way wins, and nothing is lost between a machine and itself.
+TEST(CompareTest, IsTheSameBothWays) {
+  const auto count = [](const Comparison& comparison, Effect effect) {
+    return std::count_if(comparison.changes.begin(), comparison.changes.end(),
+                         [&](const Change& change) { return change.effect == effect; });
+  };
+  for (unsigned number = 0; number < 200; ++number) {
+    const Answer one = AnswerOfMachine(number), other = AnswerOfMachine(number + 1);
+    const Comparison there = Compare(one, other), back = Compare(other, one);
+    EXPECT_EQ(count(there, Effect::kLost), count(back, Effect::kWon)) << number;
+    EXPECT_EQ(count(there, Effect::kWon), count(back, Effect::kLost)) << number;
+    EXPECT_EQ(count(there, Effect::kChanged), count(back, Effect::kChanged)) << number;
+    EXPECT_TRUE(Compare(one, *AnswerOf(AsJSON(one))).changes.empty()) << number;
+    const auto document = nlohmann::json::parse(AsJSON(there));
+    EXPECT_EQ(document["changes"].size(), there.changes.size());
+    EXPECT_EQ(document["lost"], HasLost(there));
+  }
+}
+
+}  // namespace
