@@ -13,12 +13,12 @@ _prowl() {
   case ${COMP_WORDS[COMP_CWORD - 1]} in
     --from | --html | --prometheus | --nfd | diff) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     --prober) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
-    --timeout | --question-timeout | --feature | --require) ;;
+    --timeout | --question-timeout | --feature | --require | --noise) ;;
     check) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W 'ask look check diff memory forget --from --prober --timeout --question-timeout --no-measure
         --no-isolate --remember --fresh --all --json --markdown --html --events --raw
-        --prometheus --nfd --feature --require --version --help --' -- "$current")
+        --prometheus --nfd --feature --require --noise --version --help --' -- "$current")
       ;;
   esac
 }

@@ -23,6 +23,7 @@ complete -c prowl -n '__fish_seen_subcommand_from check' -l feature -x -d 'Decid
 complete -c prowl -n '__fish_seen_subcommand_from check' -l require -x -d 'What a GPU must meet'
 complete -c prowl -n __fish_use_subcommand -a diff -d 'Compare two documents'
 complete -c prowl -n '__fish_seen_subcommand_from diff' -F
+complete -c prowl -n '__fish_seen_subcommand_from diff' -l noise -x -d 'Up to which measurements are equal'
 complete -c prowl -n __fish_use_subcommand -a memory -d 'Show which drivers are set aside'
 complete -c prowl -n __fish_use_subcommand -a forget -d 'Forget answers and drivers'
 complete -c prowl -l version -d 'The version'

@@ -146,6 +146,7 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"look --raw", "", "look excludes --raw\n", "status 1"},
       {"memory --json", "", "memory excludes --json\n", "status 1"},
       {"--html x --events", "", "--html excludes --events\n", "status 1"},
+      {"diff --noise 0.5 /none", "", "--noise: takes a factor of at least 1\n", "status 2"},
       {"--from /none", "", "prowl: can't read /none\n", "status 1"},
       {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
       {"--from - --raw", "", "--from excludes --raw\n", "status 1"},

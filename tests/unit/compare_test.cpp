@@ -95,9 +95,9 @@ TEST(CompareTest, TellsWhatHasChanged) {
       {value(1, 4, false), "Lost\n" + card + "glFrameBufferOK: true -> false\n"},
       {value(1, 5, std::int64_t{981}), ""},
       {value(1, 5, std::int64_t{980}), "Lost\n" + card + "glMemoryMB: 1000 -> 980\n"},
-      {value(2, 1, 2.5e10), ""},
-      {value(2, 1, 0.39e10),
-       "Lost\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> 3900000000.0\n"},
+      {value(2, 1, 1.5e10), ""},
+      {value(2, 1, 0.66e10),
+       "Lost\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> 6600000000.0\n"},
       // What a GPU that failed doesn't tell isn't counted one by one; a measurement may not have been wanted.
       {[](Answer& answer) { answer.gpus[1].values.resize(2); },
        "Lost\n" + card + "glMaxDrawBuffers: 8 -> none\n" + card + "glFrameBufferOK: true -> none\n" + card +

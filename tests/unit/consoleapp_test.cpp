@@ -393,7 +393,6 @@ TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
 }
 
 TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
-  const Patience patience;
   const auto app = boost::make_shared<App>();
   ConsoleAppLauncher launcher(Params({"drain", "exit:3"}), nullptr);
   std::int32_t exitCode = 77;

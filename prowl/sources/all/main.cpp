@@ -258,7 +258,7 @@ int Diff(const Options& options) {
   const gpuprowler::Answer before = prowl::ReadAnswer(options.before);
   const gpuprowler::Answer after =
       options.after.empty() ? AskToCompare(options.request) : prowl::ReadAnswer(options.after);
-  const gpuprowler::Comparison comparison = Compare(before, after);
+  const gpuprowler::Comparison comparison = Compare(before, after, options.noise);
   const bool isWritten = WriteOutput(options.form == Form::kJSON ? AsJSON(comparison) : AsText(comparison));
   const int status = Conclude(isWritten, HasLost(comparison) ? kStatusLess : 0);
   return isWritten ? status : kStatusNotCompared;

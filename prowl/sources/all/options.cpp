@@ -149,6 +149,10 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   CLI::App* const diff = app.add_subcommand("diff", "Tell what was lost and won between two answers");
   diff->add_option("BEFORE", options.before, "A document of --json")->required();
   diff->add_option("AFTER", options.after, "Another one; without it the drivers are asked");
+  CLI::Option* const noise =
+      diff->add_option("--noise", options.noise, "The factor up to which measurements are taken for equal")
+          ->type_name("FACTOR")
+          ->capture_default_str();
   diff->footer("Exit status: 0 nothing was lost, 1 something was, 2 the two couldn't be compared.");
   CLI::App* const memory = app.add_subcommand("memory", "Show which drivers are set aside");
   CLI::App* const forget =
@@ -166,6 +170,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
     throw CLI::ValidationError("--timeout", "takes a number of seconds above 0, a million at most");
   if (!(request.questionSeconds >= 0 && request.questionSeconds <= kMaxSeconds))
     throw CLI::ValidationError("--question-timeout", "takes a number of seconds, a million at most");
+  if (!(options.noise >= 1)) throw CLI::ValidationError(noise->get_name(), "takes a factor of at least 1");
 
   for (const CLI::Option* const form : {all, json, markdown, events})
     for (const CLI::Option* const other : {json, markdown, events, raw})

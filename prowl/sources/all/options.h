@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <gpuprowler/answer.h>
+#include <gpuprowler/compare.h>
 
 #include <string>
 #include <vector>
@@ -18,7 +19,8 @@ struct Options {
   Form form = Form::kText;
   std::string from;                   // the file of an answer to be told, "-" is standard input; empty: ask
   std::string html, prometheus, nfd;  // files to be written; empty: none
-  std::string before, after;          // files of answers to be compared; the second is empty: ask
+  double noise = gpuprowler::kMeasurementNoise;  // of measurements that are compared
+  std::string before, after;                     // files of answers to be compared; the second is empty: ask
   gpuprowler::Request request;
   std::string driver;  // to be forgotten
 

@@ -162,7 +162,8 @@ std::optional<Datum> DatumOf(const std::deque<std::string>& texts) { return Join
 
 class Comparer {
  public:
-  Comparer(Answer before, Answer after) : fBefore(std::move(before)), fAfter(std::move(after)) {}
+  Comparer(Answer before, Answer after, double measurementNoise)
+      : fBefore(std::move(before)), fAfter(std::move(after)), fMeasurementNoise(measurementNoise) {}
 
   Comparison Compare() {
     CompareFields(fBefore, fAfter);
@@ -183,7 +184,7 @@ class Comparer {
   }
 
   void CompareData(const std::string& key, const Datum& before, const Datum& after) {
-    Add(EffectOf(key, before, after), key, before, after);
+    Add(EffectOf(key, before, after, fMeasurementNoise), key, before, after);
   }
 
   template <class Part>
@@ -268,6 +269,7 @@ class Comparer {
 
   const Answer fBefore;
   const Answer fAfter;
+  const double fMeasurementNoise;
   const Interfaces fCardsBefore = InterfacesOf(fBefore), fCardsAfter = InterfacesOf(fAfter);
   std::string fSubject = "answer";  // of what is being compared
   std::string fName;
@@ -276,9 +278,9 @@ class Comparer {
 
 }  // namespace
 
-Comparison Compare(const Answer& before, const Answer& after) {
+Comparison Compare(const Answer& before, const Answer& after, double measurementNoise) {
   const OwnNames names = GetOwnNames();
-  return Comparer(WithoutNames(before, names), WithoutNames(after, names)).Compare();
+  return Comparer(WithoutNames(before, names), WithoutNames(after, names), measurementNoise).Compare();
 }
 
 bool HasLost(const Comparison& comparison) {

@@ -118,20 +118,17 @@ Rank RankOf(Meaning meaning, const Datum& datum) {
       datum);
 }
 
-double NoiseOf(Meaning meaning) {
-  return meaning == Meaning::kMeasurement ? kMeasurementNoise
-         : meaning == Meaning::kMemory    ? kMemoryNoise
-                                          : 1;
-}
-
 }  // namespace
 
-std::optional<Effect> EffectOf(const std::string& key, const Datum& before, const Datum& after) {
+std::optional<Effect> EffectOf(const std::string& key, const Datum& before, const Datum& after,
+                               double measurementNoise) {
   const Meaning meaning = MeaningOf(key);
   if (before == after || meaning == Meaning::kIgnored) return std::nullopt;
   const Rank was = RankOf(meaning, before), is = RankOf(meaning, after);
   if (was.empty() || is.empty()) return Effect::kChanged;
-  const double noise = NoiseOf(meaning);
+  const double noise = meaning == Meaning::kMeasurement ? measurementNoise
+                       : meaning == Meaning::kMemory    ? kMemoryNoise
+                                                        : 1;
   const auto isLess = [&](double left, double right) { return left * noise < right; };
   if (std::lexicographical_compare(is.begin(), is.end(), was.begin(), was.end(), isLess))
     return Effect::kLost;
