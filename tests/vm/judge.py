@@ -152,7 +152,7 @@ def isolation(run, bad):
 def at_a_moment(row, run):
     """The card went away: it is one GPU all the same, its own or the software renderer's, which may fail a question. Or
     the kernel still waits for the card."""
-    last = (run.lines or [None])[-1]
+    last = (run.lines or [""])[-1]
     if row.may_hang and run.end[0] == "hung":
         return differences(last=(run.last, last))
     failed = any(line.startswith("exception: ") for line in run.errors)
