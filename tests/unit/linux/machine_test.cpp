@@ -119,6 +119,7 @@ TEST(MachineTest, EachMachineHasItsReason) {
       {"", [](Made&) {}},
       {"no-card", [](Made& m) { m.Remove("sys"); }},
       {"no-kernel-driver", [](Made& m) { m.Rebind("0000:03:00.0", ""); }},
+      {"no-kernel-driver", [](Made& m) { m.AddDevice("0000:05:00.0", "1af4:1050 030000", "virtio2/"); }},
       {"held-for-guest", [](Made& m) { m.Rebind("0000:03:00.0", "vfio-pci"); }},
       {"held-for-guest", [](Made& m) { m.Rebind("0000:01:00.0", "pci-stub"); }},
       {"no-device-node", [](Made& m) { m.Remove("dev/dri/renderD128"); }},

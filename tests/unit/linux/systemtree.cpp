@@ -54,14 +54,14 @@ std::string SystemTree::AddDevice(const std::string& slot, const std::string& id
   Link("sys/bus/pci/devices/" + slot, device);
   const std::size_t slash = driver.find('/');
   const std::string name = driver.substr(slash + 1);
-  if (name.empty()) return device;
   std::string owner = device;
   if (slash != std::string::npos) {
     SetDriver(device, "virtio-pci");
     Write("sys/module/virtio-pci/version", "1\n");
     owner += "/" + driver.substr(0, slash);
+    Write(owner + "/features", "");
   }
-  SetDriver(owner, name);
+  if (!name.empty()) SetDriver(owner, name);
   return owner;
 }
 

@@ -29,14 +29,12 @@ std::string NameOfTarget(const std::string& link) {
 }
 
 // The link to the driver of the PCI device. That of a virtio card is the driver of a bus, whose child has the
-// card's own.
+// card's own, or none.
 std::string DriverLink(const std::string& directory) {
   std::string link = directory + "/driver";
   if (NameOfTarget(link) != "virtio-pci") return link;
-  for (const std::string& entry : KGX::ListDirectory(directory)) {
-    std::string child = directory + "/" + entry + "/driver";
-    if (KGX::NumberOfName(entry, "virtio") && !NameOfTarget(child).empty()) return child;
-  }
+  for (const std::string& entry : KGX::ListDirectory(directory))
+    if (KGX::NumberOfName(entry, "virtio")) return directory + "/" + entry + "/driver";
   return link;
 }
 
