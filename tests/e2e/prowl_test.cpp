@@ -123,10 +123,10 @@ TEST(ProwlTest, ComparesAndWritesFiles) {
       BuildFile("bin/prowl") + " --from a --prometheus p --nfd n; echo $?\n" +
       "ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n; rm -r $PWD";
   EXPECT_EQ(RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", commands}).lines,
-            Texts({"Nothing has changed.", "0", "Changed", "  verdict: ended-early -> crashed",
-                   "  text: The prober ended early: status 2, and its report has no end -> The prober "
-                   "crashed: signal 11 (SIGSEGV)",
-                   "  arguments: exit:2 -> crash", "0", "2", "3", "a", "n", "p", "1", "1"}));
+            Lines("Nothing has changed.\n0\nChanged\n  verdict: ended-early -> crashed\n"
+                  "  text: The prober ended early: status 2, and its report has no end -> The prober "
+                  "crashed: signal 11 (SIGSEGV)\n"
+                  "  arguments: exit:2 -> crash\n0\n2\n3\na\nn\np\n1\n1\n"));
 }
 
 TEST(ProwlTest, DoesWhatItsCommandLineSays) {
