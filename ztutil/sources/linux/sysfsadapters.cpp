@@ -141,7 +141,8 @@ class AdapterFiles {
       if (!StartsWith(entry, prefix) || StartsWith(entry, prefix + "Writeback")) continue;
       const std::string connector = CardPath() + "/" + entry + "/";
       if (ReadAttribute(connector + "status") == "connected") adapter.displays.push_back(entry);
-      if (adapter.videoMode.empty() && ReadAttribute(connector + "enabled") == "enabled")
+      // The kernel lists modes under a lock of the driver, which one that has failed may never give back.
+      if (fMayWake && adapter.videoMode.empty() && ReadAttribute(connector + "enabled") == "enabled")
         adapter.videoMode = ReadAttribute(connector + "modes");
     }
     const std::string renders = IsNVIDIA() ? fDriver : fPlace.renderNode;

@@ -39,7 +39,8 @@ struct SysfsAdapter {
 };
 
 // Those of KGX::ListAdapters whose ids can be read, in its order. Where it may not wake them it also opens no
-// device, and knows the memory only of those whose drivers tell it in files.
+// device and waits for no driver: it knows no video mode, and the memory only where the driver tells it in a
+// file.
 std::vector<SysfsAdapter> FindSysfsAdapters(const KGX::SystemRoots& roots, bool mayWake = true);
 
 }  // namespace ztutil
