@@ -36,6 +36,11 @@ class Machine {
  private:
   unsigned Roll(unsigned sides) { return static_cast<unsigned>(fRandom() % sides); }
 
+  string VersionText() {
+    const unsigned major = 2 + Roll(3), minor = Roll(3);  // in this order
+    return std::to_string(major) + "." + std::to_string(minor);
+  }
+
   void AddDrivers() {
     fAnswer.drivers.push_back({Interface::kOpenGL, "/usr/share/glvnd/egl_vendor.d/50_mesa.json",
                                "libEGL_mesa.so.0", "/usr/lib/libEGL_mesa.so.0", 288248, 0, Behaviour::kSound,
@@ -70,8 +75,7 @@ class Machine {
       if (step.scope != scope) continue;
       Value value{step.PlainKey(), string(step.key), ""};
       if (step.form == Form::kText)
-        value.value =
-            std::to_string(2 + Roll(3)) + "." + std::to_string(Roll(3)) + " of card " + std::to_string(card);
+        value.value = VersionText() + " of card " + std::to_string(card);
       else if (step.form == Form::kFlag)
         value.value = Roll(20) > 0;
       else if (step.form == Form::kReal)

@@ -1,5 +1,8 @@
 // What is made of an answer for Prometheus and for Kubernetes.
+#include "expected.h"
 #include "machines.h"
+
+#include <ztutil/version.h>
 
 #include <gpuprowler/fleet.h>
 #include <gtest/gtest.h>
@@ -92,30 +95,55 @@ TEST(FleetTest, NothingEscapesItsLabel) {
 
 TEST(FleetTest, HasABound) {
   const Answer many = Hostile(string(1000, '"'), 3000);
-  EXPECT_LT(AsPrometheus(many).size(), 1000000u);
-  EXPECT_NE(AsPrometheus(many).find("\ngpuprowler_left_out{of=\"gpu\"} 2968\n"), string::npos);
-  EXPECT_LT(AsNFD(many).size(), 65536u);
+  const string metrics = AsPrometheus(many);
+  EXPECT_LT(metrics.size(), 1000000u);
+  EXPECT_EQ(LinesOf(metrics).size(), 248u);
+  for (const char* const of : {"gpu", "adapter", "driver", "reason"})
+    EXPECT_NE(metrics.find("\ngpuprowler_left_out{of=\"" + string(of) + "\"} 2968\n"), string::npos);
+  const string labels = AsNFD(many);
+  EXPECT_LT(labels.size(), 65536u);
+  EXPECT_EQ(LinesOf(labels).size(), 43u);
 }
 
-TEST(FleetTest, TellsOfTheBestGPU) {
+// Of cards and of software, of what is known and what isn't.
+TEST(FleetTest, TellsOfAMachine) {
   Answer answer = AnswerOfMachine(0);
-  GPU& best = answer.gpus[2];
-  best.values = {{"glRenderer", "", "Mesa Intel(R) UHD 620"},
-                 {"glVersion", "", "4.1"},
-                 {"glMemoryMB", "", std::int64_t{1} << 40}};
   answer.time = "2028-02-28T23:59:59Z";
-  const string features = AsNFD(answer), metrics = AsPrometheus(answer);
-  for (const char* const line :
-       {"# +expiry-time=2028-03-01T23:59:59Z\n", "-opengl.gpus=2\n", "-opengl.name=Mesa-Intel-R-UHD-620\n",
-        "-opengl.version.full=4.1\n", "-opengl.version.minor=1\n", "-opengl.memory-mb=1099511627776\n"})
-    EXPECT_NE(features.find(line), string::npos) << line << features;
-  EXPECT_NE(metrics.find("\ngpuprowler_gpu_memory_bytes{gpu=\"2\"} 1152921504606846976\n"), string::npos)
-      << metrics;
-  EXPECT_NE(metrics.find("\ngpuprowler_answer_timestamp_seconds 1835395199\n"), string::npos) << metrics;
-  for (const char* const time : {"", "2028-02-30T00:00:00Z", "2028-02-28T23:59:59", "9999-12-31T00:00:00Z"}) {
+  answer.adapters[0].deviceID = 0xA2;
+  answer.adapters[1] = {};
+  answer.drivers[1].behaviour = Behaviour::kHung;
+  answer.drivers[1].question = "clgpu[0].CLName";
+  answer.reasons = {
+      {"none", "", {}, {}}, {"code!", "", {}, {}}, {"code!", "", {}, {}}, {string(70, 'x'), "", {}, {}}};
+  for (std::size_t i = 0; i < 4; ++i) answer.gpus.push_back(answer.gpus[i]);
+  // Each is better than what its interface had before it, but the last two.
+  answer.gpus[0].software = answer.gpus[1].software = true;
+  answer.gpus[2].complete = answer.gpus[3].complete = false;
+  answer.gpus[4].values = {{"glRenderer", "", "Mesa Intel(R) UHD 620 "},
+                           {"glVersion", "", "4.1"},
+                           {"glDriverVersion", "", "._22.3" + string(60, '5')},
+                           {"glMemoryMB", "", std::int64_t{1000000000000000}}};
+  answer.gpus[6] = answer.gpus[4];
+  answer.gpus[6].values[3].value = std::int64_t{1};
+  answer.gpus[6].values[0].value = string("less memory");
+  answer.gpus[5].values = {{"clName", "", "\"\\"}, {"clDeviceVersion", "", "3"}, {"clMemoryMB", "", 0.5}};
+  answer.gpus[7].software = true;
+  string told = AsNFD(answer) + AsPrometheus(answer);
+  for (const auto& [time, memory] : {std::pair("", 0.5),
+                                     {"2028-02-30T00:00:00Z", 1.},
+                                     {"2028-02-28T23:59:59", 2e15},
+                                     {"9999-12-31T00:00:00Z", 1e16},
+                                     {"2028-02-28T23:59:5/Z", 0.},
+                                     {"2028-02-28T23:59:5:Z", 0.}}) {
     answer.time = time;
-    EXPECT_EQ(AsNFD(answer).rfind("# +expiry-time=1970-01-01T00:00:00Z\n", 0), 0u) << time;
+    answer.gpus[4].values[3].value = memory;
+    told += "\n--- " + string(time) + "\n" + LinesOf(AsNFD(answer))[0] + "\n" +
+            std::to_string(LinesOf(AsNFD(answer)).size()) + " lines of labels, " +
+            std::to_string(LinesOf(AsPrometheus(answer)).size()) + " of metrics\n";
   }
+  const string version = ztutil::kVersion;
+  told.replace(told.find(version), version.size(), "VERSION");
+  EXPECT_TRUE(AsExpected("fleet.txt", told));
 }
 
 }  // namespace
