@@ -1,12 +1,21 @@
 // What is said of two answers.
+#include "expected.h"
 #include "machines.h"
 
+#include <ztutil/version.h>
+
+#include <compare/meaning.h>
 #include <gpuprowler/compare.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <run/steps.h>
+#include <tell/documentfields.h>
 
 #include <algorithm>
 #include <functional>
+#include <initializer_list>
+#include <set>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -125,6 +134,116 @@ TEST(CompareTest, TellsWhatHasChanged) {
     EXPECT_EQ(AsText(comparison), row.text.empty() ? "Nothing has changed.\n" : row.text);
     EXPECT_EQ(HasLost(comparison), row.text.find("Lost") != string::npos);
   }
+}
+
+// GPUs by a letter each for their card's ids and address, their driver and their name, "-" where there is
+// none, and "s" for software. All parts have a number, with which they can be found.
+Answer MachineOf(const string& gpus, int number) {
+  Answer answer;
+  std::istringstream words(gpus);
+  for (string word; words >> word; ++number) {
+    const auto part = [&](std::size_t place) { return word[place] == '-' ? "" : string(1, word[place]); };
+    Adapter& adapter = answer.adapters.emplace_back();
+    adapter.vendorID = adapter.deviceID = word[0] == '-' ? 0 : static_cast<std::uint32_t>(word[0]);
+    adapter.address = part(1);
+    Driver& driver = answer.drivers.emplace_back();
+    driver.manifest = part(2);
+    adapter.name = driver.library = part(3);
+    driver.bytes = adapter.revision = static_cast<std::uint32_t>(number);
+    GPU& gpu = answer.gpus.emplace_back();
+    gpu.adapter = gpu.driver = answer.gpus.size() - 1;
+    gpu.software = word.size() > 4;
+    gpu.values = {{"glName", "", part(3)}, {"glVendorID", "", std::int64_t{number}}};
+  }
+  return answer;
+}
+
+TEST(CompareTest, FindsWhatIsTheSame) {
+  const struct {
+    const char *before, *after, *same;
+  } rows[] = {
+      {"1amx 2any", "2any 1amx", "gpu 0=6 1=5 adapter 0=6 1=5 driver 0=6 1=5"},
+      {"1amx 1amx", "1amx 1amx", "gpu 0=5 1=6 adapter 0=5 1=6 driver 0=5 1=6"},
+      // What counts more comes first, wherever it stands.
+      {"1amx", "1amy 1amx", "gpu 0=6 adapter 0=5 driver 0=6"},
+      {"1amx", "1any 1amy", "gpu 0=6 adapter 0=5 driver 0=6"},
+      {"1amx", "1bmx 1any", "gpu 0=6 adapter 0=6 driver 0=5"},
+      {"1amx", "1bny 1bmy", "gpu 0=6 adapter 0=5 driver 0=6"},
+      {"1amx", "-bmx 1bny", "gpu 0=6 adapter 0=6 driver 0=5"},
+      {"1amx", "2amx", "gpu adapter driver 0=5"},
+      {"1amx", "-bnx -bmx", "gpu 0=6 adapter driver 0=6"},
+      {"-amx", "1bnx 1bmx", "gpu 0=6 adapter driver 0=6"},
+      {"1amx", "-bmy -bnx", "gpu 0=6 adapter driver 0=5"},
+      {"-amx", "1bmy 1bnx", "gpu 0=6 adapter driver 0=5"},
+      {"1amxs", "2amy 2anys 2amys", "gpu 0=7 adapter driver 0=5"},
+      {"1amxs", "2bny 2bnys", "gpu 0=6 adapter driver"},
+      {"-amx", "-amy", "gpu adapter driver 0=5"},
+      {"-amx", "-bmx -amx", "gpu 0=5 adapter 0=6 driver 0=5"},
+      {"--m- --m-", "--m-", "gpu adapter driver 0=5"},
+  };
+  for (const auto& row : rows) {
+    string same, subject;
+    for (const Change& change : Compare(MachineOf(row.before, 0), MachineOf(row.after, 5)).changes) {
+      if (change.subject != subject && change.subject != "answer") same += (subject = change.subject) + " ";
+      if (change.key == "glVendorID" || change.key == "revision" || change.key == "bytes")
+        same += std::to_string(std::get<std::int64_t>(*change.before)) + "=" +
+                std::to_string(std::get<std::int64_t>(*change.after)) + " ";
+    }
+    EXPECT_EQ(same, row.same + string(" ")) << row.before << " | " << row.after;
+  }
+}
+
+string NameOfEffect(const std::optional<Effect>& effect) { return effect ? EffectName(*effect) : "-"; }
+
+// How less of each is taken, as far as that isn't as of any key.
+TEST(CompareTest, KnowsWhatAKeyMeans) {
+  std::set<string> keys;
+  const auto put = [&](const char* key, auto) { keys.insert(key); };
+  FieldsOf(static_cast<Answer*>(nullptr), put);
+  FieldsOf(static_cast<Adapter*>(nullptr), put);
+  FieldsOf(static_cast<Driver*>(nullptr), put);
+  FieldsOf(static_cast<GPU*>(nullptr), put);
+  for (const Step& step : Steps()) keys.insert(step.PlainKey());
+  const auto effects = [](const string& key) {
+    string told;
+    for (const auto& [before, after] : std::initializer_list<std::pair<Datum, Datum>>{
+             {103., 101.}, {103., 100.}, {103., 60.}, {true, false}, {"2.10 x", "2.9 x"}})
+      told += " " + NameOfEffect(EffectOf(key, before, after, 1.5));
+    return told + " " + NameOfEffect(EffectOfNone(key, 1., false)) + "\n";
+  };
+  const string ofAny = effects("any");
+  string table = "any:" + ofAny;
+  for (const string& key : keys)
+    if (effects(key) != ofAny) table += key + ":" + effects(key);
+  for (int i = 0; i <= static_cast<int>(kLast<Verdict>); ++i) {
+    const string name = VerdictName(static_cast<Verdict>(i));
+    table += "verdict " + name + ": " +
+             NameOfEffect(EffectOf("verdict", "finished-with-failures", name, 1.5)) + "\n";
+  }
+  for (int i = 0; i <= static_cast<int>(kLast<Behaviour>); ++i) {
+    const string name = BehaviourName(static_cast<Behaviour>(i));
+    table += "behaviour " + name + ": " + NameOfEffect(EffectOf("behaviour", "unknown", name, 1.5)) + "\n";
+  }
+  EXPECT_TRUE(AsExpected("meanings.txt", table));
+}
+
+TEST(CompareTest, MakesADocument) {
+  Answer after = Sound();
+  after.time = "later";
+  after.arguments = {"-a", "b\xFF"};
+  after.adapters[1].memoryBytes = ~std::uint64_t{0};
+  after.adapters[1].outputs = {"DP-1", "DP-2"};
+  after.drivers.erase(after.drivers.begin());
+  after.gpus.erase(after.gpus.begin());
+  after.gpus[0].driver.reset();
+  after.gpus[1].driver = 0;
+  after.gpus[0].values = {{"glRenderer", "", "Card"}, {"new", "", std::vector<std::int64_t>{1, -1}}};
+  after.gpus[1].values[1].value = 1.5e10;
+  after.reasons = {{"code", "text", {}, {}}, {"code", "", {}, {}}};
+  string document = AsJSON(Compare(Sound(), after, 1.4));
+  const string version = ztutil::kVersion;
+  document.replace(document.find(version), version.size(), "VERSION");
+  EXPECT_TRUE(AsExpected("comparison.json", document));
 }
 
 // Software that a card has replaced is no loss, and software in place of a card is one.

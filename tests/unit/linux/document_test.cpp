@@ -5,6 +5,8 @@
 
 #include <ztutil/version.h>
 
+#include <gpuprowler/compare.h>
+#include <gpuprowler/fleet.h>
 #include <gpuprowler/show.h>
 #include <gtest/gtest.h>
 #include <tell/document.h>
@@ -188,8 +190,10 @@ TEST(DocumentTest, TellsNobodysNames) {
   }
   EXPECT_GT(count, 30);
   const Answer answer = *gpuprowler::AnswerOf(document.dump());
-  for (const string& output : {AsJSON(answer), AsJSONLine(answer), AsText(answer), AsText(answer, true),
-                               Summary(answer), AsMarkdown(answer), AsHTML(answer)})
+  for (const string& output :
+       {AsJSON(answer), AsJSONLine(answer), AsText(answer), AsText(answer, true), Summary(answer),
+        AsMarkdown(answer), AsHTML(answer), AsPrometheus(answer), AsNFD(answer),
+        AsJSON(Compare(answer, Answer())), AsJSON(Compare(Answer(), answer))})
     for (const string& name : {OwnHome(), string("annsmith"), host})
       EXPECT_EQ(output.find(name), string::npos) << name << "\n" << output;
 }
