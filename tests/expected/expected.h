@@ -10,6 +10,9 @@
 
 #include <string>
 
+// The file's text. A table may hold what is tried too: the test reads that, and tells what comes of it.
+std::string Expected(const std::string& fileName);
+
 // True if the text is that of the file. For EXPECT_TRUE, which shows the lines that differ. Where TABLES_TO
 // is set, the text is also written to a file of that name in the folder that it names.
 testing::AssertionResult AsExpected(const std::string& fileName, const std::string& text);
