@@ -10,7 +10,10 @@
 #include <tell/printable.h>
 
 #include <algorithm>
+#include <initializer_list>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -19,6 +22,11 @@ using gpuprowler::Answer;
 using gpuprowler::Behaviour;
 using gpuprowler::Interface;
 using std::string;
+
+// Words that trackers make nothing of, and others.
+const char kWords[] =
+    "A (word), 12345678: 123456789 1.2; don't x-y -x y' call(a). (b) a`b a|b \u00E9 () . "
+    "abcdefghijklmnopqrstuvwxyzabcdefghijklmn abcdefghijklmnopqrstuvwxyzabcdefghijklmno";
 
 Answer Told() {
   Answer answer;
@@ -37,6 +45,7 @@ Answer Told() {
   answer.adapters[1].renderNode = "/dev/nvidiactl";
   answer.adapters[1].asleep = true;
   answer.adapters[1].outputs = {"DP-1", "DP-2"};
+  answer.adapters[0].outputs.assign(67, "DP");
   answer.drivers = {
       {Interface::kOpenGL, "a.json", "libA.so", "", 0, 0, Behaviour::kCrashed, "glgpu[0].GLMemoryMB", "now"},
       {Interface::kOpenCL, "b.icd", "libB.so", "/libB.so", 0, 0, Behaviour::kSound, "", ""},
@@ -46,7 +55,8 @@ Answer Told() {
       {Interface::kOpenCL, "", "f", "f", 0, 0, Behaviour::kHung, "", ""},
       {Interface::kOpenCL, "", "", "", 0, 0, Behaviour::kUnknown, "", ""}};
   answer.reasons = {{"node-not-allowed", "No \x1B.", 0, {}}};
-  answer.gpus.resize(3);
+  answer.reasons.push_back({"", kWords, {}, {}});
+  answer.gpus.resize(4);
   answer.gpus[0].tag = "glgpu[0]";
   answer.gpus[0].values = {{"glVersion", "GLVersion", "4.1"},
                            {"glMemoryMB", "GLMemoryMB", std::int64_t{512}},
@@ -57,10 +67,14 @@ Answer Told() {
   answer.gpus[0].complete = true;
   answer.gpus[1].interface = Interface::kOpenCL;
   answer.gpus[1].tag = "clgpu[0]";
-  answer.gpus[1].values = {{"clName", "CLName", "cpu"}};
+  answer.gpus[1].values = {
+      {"clName", "CLName", "cpu"}, {"clBandwidth", "CLBandwidth", 1.5e11}, {"clCompute", "CLCompute", 0.25}};
   answer.gpus[1].software = true;
   answer.gpus[1].run = 1;
   answer.gpus[1].failed = {"clgpu[0].CLVendor", "clgpu[0].CLVendorID"};
+  answer.gpus[3] = answer.gpus[1];
+  answer.gpus[3].values[1].value = 5e10;
+  answer.gpus[3].values[2].value = 0.;
   answer.gpus[2].tag = "glgpu[0]";
   answer.gpus[2].values = {{"glName", "GLName", "Card"},
                            {"glRenderer", "GLRenderer", "renderer"},
@@ -74,12 +88,24 @@ Answer Told() {
   answer.runs[0].asked = {"glgpu[0].GLMemoryMB"};
   answer.runs[0].standsIn = "f of libA.so";
   answer.runs[0].notes = {"a note"};
+  answer.runs[0].seconds = 2;
+  answer.runs[0].output.linesDropped = 1;
   answer.runs[0].output.lines = {{0.5, "a remark", 0, gpuprowler::LineKind::kComment},
-                                 {0.5, "a finding", 0, gpuprowler::LineKind::kFinding}};
+                                 {0.5, "gputag.GL=1", 0, gpuprowler::LineKind::kSymbol}};
+  for (const auto& [seconds, text] : {std::pair(0.018, "ProwlerStart=1"),
+                                      {0.0184, "Tester=1"},
+                                      {0.119, "OGLContextCreated=1"},
+                                      {0.319, "NumGLGPUs=1"},
+                                      {0.849, "glgpu[0].GLVersion=\"4.1\""},
+                                      {1.289, "NumCLGPUs=1"},
+                                      {1.727, "clgpu[0].CLName=\"cpu\""},
+                                      {1.5, "clgpu[0].CLVendor=\"\""}})
+    answer.runs[0].output.lines.push_back({seconds, text, 0, gpuprowler::LineKind::kFinding});
   answer.runs[0].errors.linesDropped = 1;
   answer.runs[0].errors.lines.assign(22, {0.5, "line", 0, gpuprowler::LineKind::kOther});
   answer.runs[0].errors.unfinished = "cut";
   answer.runs[1].text = "The prober finished";
+  answer.runs[1].seconds = 0.9995;
   answer.runs[1].alone = true;
   answer.runs[1].drivers = {1};
   return answer;
@@ -102,6 +128,16 @@ string WithoutVersion(string text) {
   for (std::size_t at; (at = text.find(version)) != string::npos;)
     text.replace(at, version.size(), "VERSION");
   return text;
+}
+
+string LinesWith(std::initializer_list<const char*> parts, const string& text) {
+  std::istringstream in(text);
+  string lines;
+  for (string line; std::getline(in, line);)
+    if (std::any_of(parts.begin(), parts.end(),
+                    [&](const char* part) { return line.find(part) != string::npos; }))
+      lines += line.substr(0, 100) + "\n";
+  return lines;
 }
 
 TEST(TextTest, TellsAPerson) {
@@ -203,27 +239,42 @@ TEST(TextTest, ShowsAnythingInItsPlace) {
 
 TEST(TextTest, ShowsABugReportAndAPage) {
   EXPECT_TRUE(AsExpected("report.md", WithoutVersion(AsMarkdown(Told()))));
-  const string page = WithoutVersion(AsHTML(Told()));
-  EXPECT_TRUE(AsExpected("page.html", page.substr(page.find("</style>"))));
+  string page = WithoutVersion(AsHTML(Told()));
+  page.erase(page.find("<style>"), page.find("</style>") - page.find("<style>"));
+  const string none = AsHTML(Answer());
+  page += none.substr(none.find("<title>"), none.find("<style>") - none.find("<title>")) +
+          none.substr(none.find("</style>"));
+  for (int verdict = 0; verdict <= static_cast<int>(gpuprowler::Verdict::kInterrupted); ++verdict) {
+    Answer answer;
+    answer.text = "x";
+    answer.verdict = static_cast<gpuprowler::Verdict>(verdict);
+    answer.gpus.resize(static_cast<std::size_t>(verdict));
+    page += LinesWith({"<header", " after "}, AsHTML(answer));
+  }
+  EXPECT_TRUE(AsExpected("page.html", page));
   EXPECT_NE(AsHTML(Hostile("a")).find(">The longest waits: a, 1.50 s; a, no answer, 500 ms.<"), string::npos);
 }
 
 // Of however much the answer has.
 TEST(TextTest, ShowsAsMuchAsCanBeRead) {
+  string shown;
   for (const string& text : {string(5000, '<'), string(5000, '`'), string(300, 'x')}) {
     Answer answer = Hostile(text);
     answer.runs[0].errors.lines.assign(3000, {1, text});
+    answer.gpus[1].values.resize(20, answer.gpus[1].values[0]);
     answer.gpus.resize(200, answer.gpus[1]);
     answer.adapters.resize(200, answer.adapters[0]);
     answer.drivers.resize(200, answer.drivers[0]);
     answer.reasons.resize(200, answer.reasons[0]);
     answer.runs.resize(50, answer.runs[1]);
-    const string markdown = AsMarkdown(answer);
+    const string markdown = AsMarkdown(answer), page = AsHTML(answer);
     EXPECT_LE(markdown.size(), 60000u);
-    EXPECT_NE(markdown.find("\nThis is shortened"), string::npos);
-    EXPECT_NE(markdown.find(", the first "), string::npos);
-    EXPECT_LE(AsHTML(answer).size(), std::size_t{16} << 20);
+    EXPECT_LE(page.size(), std::size_t{16} << 20);
+    shown += "--- " + text.substr(0, 1) + "\n" +
+             LinesWith({"This is ", ", the first ", ", the last "}, markdown) +
+             LinesWith({" more.", " are left out"}, page);
   }
+  EXPECT_TRUE(AsExpected("shortened.txt", shown));
 }
 
 }  // namespace
