@@ -1,4 +1,5 @@
 // What is said of two answers.
+#include "changed.h"
 #include "expected.h"
 #include "machines.h"
 
@@ -64,78 +65,6 @@ Answer Sound() {
   return answer;
 }
 
-TEST(CompareTest, TellsWhatHasChanged) {
-  const string card = "  gpu OpenGL glgpu[0], Card, 0000:02:00.0: ";
-  const auto value = [](std::size_t gpu, std::size_t place, const decltype(Value::value)& is) {
-    return [=](Answer& answer) { answer.gpus[gpu].values[place].value = is; };
-  };
-  const struct {
-    std::function<void(Answer&)> change;
-    string text;
-  } rows[] = {
-      {[](Answer& answer) { answer.time = "later", answer.adapters[0].asleep = true, answer.seconds = 9; },
-       ""},
-      {[](Answer& answer) { answer.system->version = "6.2"; }, "Changed\n  system: linux 6.1 -> linux 6.2\n"},
-      {[](Answer& answer) { answer.system.reset(); }, ""},
-      {[](Answer& answer) { answer.verdict = Verdict::kHung; }, "Lost\n  verdict: finished -> hung\n"},
-      {[](Answer& answer) { answer.runs[0].values[0].value = false; },
-       "Lost\n  oglContextCreated: true -> false\n"},
-      // Which of two equal cards is there is told by its address; where it has none, the second is missing.
-      {[](Answer& answer) { answer.gpus.erase(answer.gpus.begin()); },
-       "Lost\n  gpu OpenGL glgpu[0], Card, 0000:01:00.0: gone\n"},
-      {[](Answer& answer) {
-         answer.adapters[1].address = answer.adapters[0].address = "";
-         answer.gpus.pop_back();
-       },
-       "Lost\n  gpu OpenCL clgpu[0], Compute: gone\n\nChanged\n"
-       "  gpu OpenGL glgpu[0], Card, 0000:01:00.0: adapter: 0000:01:00.0 -> none\n" +
-           card + "adapter: 0000:02:00.0 -> none\n" +
-           "  adapter Card, 0000:01:00.0: address: 0000:01:00.0 -> none\n"
-           "  adapter Card, 0000:02:00.0: address: 0000:02:00.0 -> none\n"},
-      // Another card in the same slot is another one.
-      {[](Answer& answer) { answer.adapters[1].deviceID = 3, answer.adapters[1].name = "New"; },
-       "Lost\n" + card + "gone\n  adapter Card, 0000:02:00.0: gone\n\nWon\n" + card +
-           "came\n  adapter New, 0000:02:00.0: came\n"},
-      {value(1, 1, "3.3"), "Lost\n" + card + "glVersion: 4.1 -> 3.3\n"},
-      {value(1, 1, "4.1.0"), "Won\n" + card + "glVersion: 4.1 -> 4.1.0\n"},
-      {value(1, 1, "4.1 new"), "Changed\n" + card + "glVersion: 4.1 -> 4.1 new\n"},
-      {value(1, 2, std::int64_t{8}), "Changed\n" + card + "glVendorID: 9 -> 8\n"},
-      {value(1, 3, std::int64_t{7}), "Lost\n" + card + "glMaxDrawBuffers: 8 -> 7\n"},
-      {value(1, 4, false), "Lost\n" + card + "glFrameBufferOK: true -> false\n"},
-      {value(1, 5, std::int64_t{981}), ""},
-      {value(1, 5, std::int64_t{980}), "Lost\n" + card + "glMemoryMB: 1000 -> 980\n"},
-      {value(2, 1, 1.5e10), ""},
-      {value(2, 1, 0.66e10),
-       "Lost\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> 6600000000.0\n"},
-      // What a GPU that failed doesn't tell isn't counted one by one; a measurement may not have been wanted.
-      {[](Answer& answer) { answer.gpus[1].values.resize(2); },
-       "Lost\n" + card + "glMaxDrawBuffers: 8 -> none\n" + card + "glFrameBufferOK: true -> none\n" + card +
-           "glMemoryMB: 1000 -> none\n\nChanged\n" + card + "glVendorID: 9 -> none\n"},
-      {[](Answer& answer) { answer.gpus[1].values.resize(1), answer.gpus[1].complete = false; },
-       "Lost\n" + card + "complete: true -> false\n"},
-      {[](Answer& answer) { answer.gpus[2].values.resize(1); },
-       "Changed\n  gpu OpenCL clgpu[0], Compute: clBandwidth: 10000000000.0 -> none\n"},
-      {[](Answer& answer) { answer.adapters[1].memoryBytes = 1, answer.adapters[1].driverVersion = "2\n"; },
-       "Lost\n  adapter Card, 0000:02:00.0: memoryBytes: 1000 -> 1\n\nChanged\n"
-       "  adapter Card, 0000:02:00.0: driverVersion: none -> 2\\x0A\n"},
-      {[](Answer& answer) { answer.drivers[0].behaviour = Behaviour::kSetAside; },
-       "Lost\n  driver OpenGL a.json, libA.so: behaviour: sound -> set-aside\n"},
-      {[](Answer& answer) { answer.drivers[0].bytes = 6; },
-       "Changed\n  driver OpenGL a.json, libA.so: bytes: 5 -> 6\n"},
-      {[](Answer& answer) {
-         answer.reasons.push_back({"no-card", "None.", {}, {}});
-       },
-       "Lost\n  reason no-card: came: None.\n"},
-  };
-  for (const auto& row : rows) {
-    Answer after = Sound();
-    row.change(after);
-    const Comparison comparison = Compare(Sound(), after);
-    EXPECT_EQ(AsText(comparison), row.text.empty() ? "Nothing has changed.\n" : row.text);
-    EXPECT_EQ(HasLost(comparison), row.text.find("Lost") != string::npos);
-  }
-}
-
 // GPUs by a letter each for their card's ids and address, their driver and their name, "-" where there is
 // none, and "s" for software. All parts have a number, with which they can be found.
 Answer MachineOf(const string& gpus, int number) {
@@ -158,39 +87,34 @@ Answer MachineOf(const string& gpus, int number) {
   return answer;
 }
 
-TEST(CompareTest, FindsWhatIsTheSame) {
-  const struct {
-    const char *before, *after, *same;
-  } rows[] = {
-      {"1amx 2any", "2any 1amx", "gpu 0=6 1=5 adapter 0=6 1=5 driver 0=6 1=5"},
-      {"1amx 1amx", "1amx 1amx", "gpu 0=5 1=6 adapter 0=5 1=6 driver 0=5 1=6"},
-      // What counts more comes first, wherever it stands.
-      {"1amx", "1amy 1amx", "gpu 0=6 adapter 0=5 driver 0=6"},
-      {"1amx", "1any 1amy", "gpu 0=6 adapter 0=5 driver 0=6"},
-      {"1amx", "1bmx 1any", "gpu 0=6 adapter 0=6 driver 0=5"},
-      {"1amx", "1bny 1bmy", "gpu 0=6 adapter 0=5 driver 0=6"},
-      {"1amx", "-bmx 1bny", "gpu 0=6 adapter 0=6 driver 0=5"},
-      {"1amx", "2amx", "gpu adapter driver 0=5"},
-      {"1amx", "-bnx -bmx", "gpu 0=6 adapter driver 0=6"},
-      {"-amx", "1bnx 1bmx", "gpu 0=6 adapter driver 0=6"},
-      {"1amx", "-bmy -bnx", "gpu 0=6 adapter driver 0=5"},
-      {"-amx", "1bmy 1bnx", "gpu 0=6 adapter driver 0=5"},
-      {"1amxs", "2amy 2anys 2amys", "gpu 0=7 adapter driver 0=5"},
-      {"1amxs", "2bny 2bnys", "gpu 0=6 adapter driver"},
-      {"-amx", "-amy", "gpu adapter driver 0=5"},
-      {"-amx", "-bmx -amx", "gpu 0=5 adapter 0=6 driver 0=5"},
-      {"--m- --m-", "--m-", "gpu adapter driver 0=5"},
-  };
-  for (const auto& row : rows) {
-    string same, subject;
-    for (const Change& change : Compare(MachineOf(row.before, 0), MachineOf(row.after, 5)).changes) {
-      if (change.subject != subject && change.subject != "answer") same += (subject = change.subject) + " ";
-      if (change.key == "glVendorID" || change.key == "revision" || change.key == "bytes")
-        same += std::to_string(std::get<std::int64_t>(*change.before)) + "=" +
-                std::to_string(std::get<std::int64_t>(*change.after)) + " ";
-    }
-    EXPECT_EQ(same, row.same + string(" ")) << row.before << " | " << row.after;
+// Which parts of MachineOf(before, 0) are which of MachineOf(after, 5): "before | after".
+string WhatIsTheSame(const string& machines) {
+  const std::size_t bar = machines.find(" | ");
+  string same, subject;
+  for (const Change& change :
+       Compare(MachineOf(machines.substr(0, bar), 0), MachineOf(machines.substr(bar + 3), 5)).changes) {
+    if (change.subject != subject) same += " " + (subject = change.subject);
+    if (change.key == "glVendorID" || change.key == "revision" || change.key == "bytes")
+      same += " " + std::to_string(std::get<std::int64_t>(*change.before)) + "=" +
+              std::to_string(std::get<std::int64_t>(*change.after));
   }
+  return same;
+}
+
+// The rows of the file, each with what comes of it: changes of an answer, and machines.
+TEST(CompareTest, Table) {
+  std::istringstream rows(Expected("comparisons.txt"));
+  string table;
+  for (string row; std::getline(rows, row);) {
+    if (row.rfind("/", 0) == 0) {
+      const Comparison comparison = Compare(Sound(), Changed(Sound(), row));
+      table += row + "\n" + AsText(comparison) + "\n";
+      EXPECT_EQ(HasLost(comparison), AsText(comparison).rfind("Lost\n", 0) == 0);
+    } else if (const std::size_t arrow = row.find(" ->"); row.find(" | ") < arrow && arrow != string::npos) {
+      table += row.substr(0, arrow) + " ->" + WhatIsTheSame(row.substr(0, arrow)) + "\n";
+    }
+  }
+  EXPECT_TRUE(AsExpected("comparisons.txt", table));
 }
 
 string NameOfEffect(const std::optional<Effect>& effect) { return effect ? EffectName(*effect) : "-"; }

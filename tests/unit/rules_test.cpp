@@ -1,4 +1,5 @@
 // What rules and requirements make of an answer.
+#include "changed.h"
 #include "expected.h"
 
 #include <ztutil/version.h>
@@ -6,7 +7,6 @@
 #include <decide/intelseries.h>
 #include <gpuprowler/rules.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -22,8 +22,6 @@ using gpuprowler::Decision;
 using gpuprowler::Interface;
 using gpuprowler::Rules;
 using std::string;
-
-using JSON = nlohmann::json;
 
 // A laptop: Intel's card renders by Mesa, NVIDIA's by a driver of its own; OpenCL reaches the latter.
 Answer Laptop() {
@@ -74,21 +72,6 @@ string OutcomeOf(string conditions, const Answer& answer) {
   for (const auto& entry : decision.entries)
     for (const string& member : entry.unknown) told += " " + member;
   return told;
-}
-
-// Parts of its document set to values, or removed: "/prober=\"x\" & /system".
-Answer Changed(const Answer& answer, string changes) {
-  JSON document = JSON::parse(AsJSON(answer));
-  for (std::size_t end; !changes.empty(); changes.erase(0, std::min(end, changes.size()) + 3)) {
-    end = changes.find(" & ");
-    const string change = changes.substr(0, end), path = change.substr(0, change.find('='));
-    document["reportKeys"][path.substr(path.rfind('/') + 1)] = "";
-    if (path != change)
-      document[JSON::json_pointer(path)] = JSON::parse(change.substr(path.size() + 1));
-    else
-      document = document.patch({{{"op", "remove"}, {"path", path}}});
-  }
-  return gpuprowler::AnswerOf(document.dump()).value();
 }
 
 // The conditions of a rule, with changes of the answer in front; a whole file; a requirement.
