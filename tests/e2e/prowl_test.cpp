@@ -1,4 +1,5 @@
 // prowl on the real prober with drivers that fail, and on children that are no probers.
+#include "expected.h"
 #include "prowlprocess.h"
 #include "report.h"
 
@@ -115,18 +116,69 @@ TEST(ProwlTest, TellsEventsAsTheyCome) {
   }
 }
 
+// What these commands say, in a folder of their own. `prowl` there is a copy without a prober beside it.
+string Say(const string& commands, const Environment& environment = Drivers()) {
+  const string child = "child() { \"$built/prowl\" --prober " + kChild + " \"$@\"; }\n";
+  string told;
+  for (const string& line :
+       RunProwl(environment, {"--raw", "--prober", "sh", "--", "-c",
+                              "built=" + BuildFile("bin") + "\ncd $(mktemp -d)\ncp $built/prowl .\n" + child +
+                                  commands + "\nrm -r $PWD"})
+           .lines)
+    told += line + "\n";
+  return told;
+}
+
 TEST(ProwlTest, ComparesAndWritesFiles) {
-  const string prowl = BuildFile("bin/prowl") + " --prober " + kChild;
-  const string commands =
-      "cd $(mktemp -d)\n" + prowl + " --json -- exit:2 >a\n" + prowl + " diff a -- exit:2; echo $?\n" +
-      prowl + " diff a -- crash; echo $?\n" + prowl + " diff a --json >/dev/full; echo $?\n" +
-      BuildFile("bin/prowl") + " --from a --prometheus p --nfd n; echo $?\n" +
-      "ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n; rm -r $PWD";
-  EXPECT_EQ(RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", commands}).lines,
-            Lines("Nothing has changed.\n0\nChanged\n  verdict: ended-early -> crashed\n"
-                  "  text: The prober ended early: status 2, and its report has no end -> The prober "
-                  "crashed: signal 11 (SIGSEGV)\n"
-                  "  arguments: exit:2 -> crash\n0\n2\n3\na\nn\np\n1\n1\n"));
+  const string files = Say(R"(
+child --json -- exit:2 >a
+child diff a -- exit:2; echo $?
+child diff a -- crash; echo $?
+child diff a --json >/dev/full; echo $?
+./prowl diff a --prober /none/x 2>&1; echo $?
+$built/prowl --from a --prometheus p --nfd n; echo $?
+ln -s n link; echo >n
+$built/prowl --from - --nfd link <a; echo $?; readlink link
+for file in /none/x /dev/full .; do $built/prowl --from a --nfd $file 2>&1 | sed -n '1s/ [0-9.]* s//;1p;$p'; done
+$built/prowl --from a --nfd n --json | head -n 1
+child check --require GLVersion=3 -- exit:2 2>&1 | sed '1s/ [0-9.]* s//'
+child check --require GLVersion=3 --json -- exit:2 2>&1 | grep schema
+mkfifo pipe; cat pipe | wc -l & $built/prowl --from a --nfd pipe; wait $!
+ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n)");
+  const string memory = Say(R"(
+export XDG_STATE_HOME=$PWD
+RIG_FAULT=clGetPlatformIDs=segv $built/prowl --remember >first; echo $?
+$built/prowl memory | sed 's,/.*/,,;s/20.*Z/TIME/'; $built/prowl forget; $built/prowl memory)");
+  EXPECT_TRUE(AsExpected("prowl.txt", files + "--- Memory\n" + memory));
+}
+
+// A reader that doesn't read holds nobody up, and is told that it has missed something.
+TEST(ProwlTest, CountsWhatItsReaderMisses) {
+  EXPECT_EQ(Say(R"($built/prowl --events --prober sh -- -c '
+  for i in 1 2 3 4 5 6 7 8; do yes $(printf %01000d) | head -n 5000; sleep 0.1; done; touch done' |
+(until [ -e done ]; do sleep 0.1; done; cat) | awk '
+  /"left-out","count":[1-9]/ {++times}
+  {bytes += length($0)}
+  END {print times, (bytes > 16 * 1048576)}')"),
+            "1 1\n");
+}
+
+TEST(ProwlTest, ShowsATerminalHowItGoesOn) {
+  EXPECT_EQ(Say(R"(script -qec "$built/prowl --prober )" + kChild +
+                R"( -- say:prowlerStart=1 sleep:1000" /dev/null |
+tr '\r' '\n' | sed 's/^[0-9][.][0-9]/N/' | grep -E '^N s  Tester$|^ +$' | sort -u)"),
+            "             \nN s  Tester\n");
+}
+
+// The help texts, and which words of a command line exclude each other.
+TEST(ProwlTest, ReadsItsCommandLine) {
+  EXPECT_TRUE(AsExpected("commandline.txt", Say(R"(
+for verb in '' ask look check diff memory forget; do echo "--- $verb"; ./prowl $verb --help; done
+options="--from=- --prober=x --timeout=9 --question-timeout=9 --no-measure --no-isolate --remember --fresh --all
+  --json --markdown --html=h --events --raw --prometheus=p --nfd=n"
+for option in ask look 'check --require=x' 'diff a' 'diff a b' memory forget $options; do
+  for other in $options; do ./prowl $option $other 2>&1 </dev/null | grep -m1 -E 'excludes|requires'; done
+done | awk '!seen[$0]++ {if ($1 != last) printf "\n%s %s", $1, $2; last = $1; printf " %s", $3} END {print ""}')")));
 }
 
 TEST(ProwlTest, DoesWhatItsCommandLineSays) {
@@ -140,26 +192,25 @@ TEST(ProwlTest, DoesWhatItsCommandLineSays) {
       {"memory", "No driver is set aside.\n", "", "status 0"},
       {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
       {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
+      {"--timeout 1000001", "", "--timeout: takes a number of seconds above 0, a million at most\n",
+       "status 1"},
+      {"--question-timeout 1000001", "", "--question-timeout: takes a number of seconds, a million at most\n",
+       "status 1"},
+      {"diff --noise 1 --timeout 1000000 --question-timeout 0 /none", "", "prowl: can't read /none\n",
+       "status 2"},
       {"--question-timeout -1", "", "--question-timeout: takes a number of seconds, a million at most\n",
        "status 1"},
-      {"--raw --json", "", "--json excludes --raw\n", "status 1"},
-      {"look --raw", "", "look excludes --raw\n", "status 1"},
-      {"memory --json", "", "memory excludes --json\n", "status 1"},
-      {"--html x --events", "", "--html excludes --events\n", "status 1"},
       {"diff --noise 0.5 /none", "", "--noise: takes a factor of at least 1\n", "status 2"},
       {"--from /none", "", "prowl: can't read /none\n", "status 1"},
       {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
-      {"--from - --raw", "", "--from excludes --raw\n", "status 1"},
       {"check", "", "RULES or --require is required\n", "status 1"},
       {"check /none --no-measure", "", "prowl: /none: can't be read\n", "status 10"},
       {"check --no-measure --require GLVersion>=9", "\nRequirements: warned\n", "", "status 9"},
-      {"check --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n", "", "status 8"},
+      {"check /none --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n",
+       "prowl: /none: can't be read\n", "status 8"},
       {"check --no-measure --require GLVersion>=3.3", "\n  glgpu[0] meets them\n", "", "status 0"},
-      {"--fresh", "", "--fresh requires --remember\n", "status 1"},
-      {"--raw --nfd x", "", "--nfd excludes --raw\n", "status 1"},
       {"diff", "", "BEFORE is required\n", "status 2"},
       {"diff /none", "", "prowl: can't read /none\n", "status 2"},
-      {"diff a b --timeout 3", "", "diff excludes --timeout\n", "status 2"},
       {"diff a --html b", "", "diff excludes --html\n", "status 2"},
   };
   for (const auto& row : rows) {

@@ -22,8 +22,10 @@ Progress::Progress() {
 }
 
 Progress::~Progress() {
+  if (!fOutlet) return;
+  fOutlet->Drain(kLastSeconds);
   Put("");
-  if (fOutlet) fOutlet->Drain(kLastSeconds);
+  fOutlet->Drain(kLastSeconds);
 }
 
 void Progress::Show(double seconds, const std::string& question) {
