@@ -78,6 +78,16 @@ TEST(ProwlTest, IsNotHeldUp) {
     EXPECT_EQ(lines.back(), "7") << signal;
     EXPECT_EQ(lines.front().substr(0, 26), "The prober was interrupted") << signal;
   }
+  // What a parent ignores stays so.
+  EXPECT_EQ(ShellLines("env --ignore-signal=INT ", "-- hang",
+                       untilChild + "kill -INT $!; sleep 0.2; kill -TERM $child; wait $!; echo $?")
+                .back(),
+            "4");
+  // One that reads nothing is given up.
+  EXPECT_EQ(
+      ShellLines("cd $(mktemp -d); (", "--raw --timeout 1 -- flood:1000000",
+                 " 2>e; echo $? >s) | (until [ -s s ]; do sleep 0.1; done); tail -n 1 e; cat s; rm -r $PWD"),
+      Texts({"prowl: can't write to standard output", "1"}));
   // A slow reader misses nothing.
   EXPECT_EQ(ShellLines("", "--raw -- flood:180000", " | (sleep 3; wc -c)").back(), "180000");
   // A prober that was stopped has its time all the same, and doesn't hang.
@@ -139,6 +149,8 @@ child diff a --json >/dev/full; echo $?
 $built/prowl --from a --prometheus p --nfd n; echo $?
 ln -s n link; echo >n
 $built/prowl --from - --nfd link <a; echo $?; readlink link
+(trap '' XFSZ; ulimit -f 0; $built/prowl --from a --nfd n 2>&1 | sed -n '$p')
+$built/prowl --from . 2>&1
 for file in /none/x /dev/full .; do $built/prowl --from a --nfd $file 2>&1 | sed -n '1s/ [0-9.]* s//;1p;$p'; done
 $built/prowl --from a --nfd n --json | head -n 1
 child check --require GLVersion=3 -- exit:2 2>&1 | sed '1s/ [0-9.]* s//'
@@ -148,7 +160,12 @@ ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n)");
   const string memory = Say(R"(
 export XDG_STATE_HOME=$PWD
 RIG_FAULT=clGetPlatformIDs=segv $built/prowl --remember >first; echo $?
-$built/prowl memory | sed 's,/.*/,,;s/20.*Z/TIME/'; $built/prowl forget; $built/prowl memory)");
+$built/prowl memory | sed 's,/.*/,,;s/20.*Z/TIME/'; $built/prowl forget; $built/prowl memory
+ask() { $built/prowl --json "$@" | grep -cE "$pattern"; }
+pattern='"alone": true'; for how in --json --no-isolate; do RIG_FAULT=clGetPlatformIDs=segv ask --no-measure $how; done
+RIG_FAULT=clEnqueueCopyBuffer=hang $built/prowl --no-measure >a; echo $?
+pattern='"remembered": true'; ask --no-measure --remember; ask --no-measure --remember --fresh
+ask --no-measure --remember; ask --no-measure)");
   EXPECT_TRUE(AsExpected("prowl.txt", files + "--- Memory\n" + memory));
 }
 
@@ -181,46 +198,39 @@ for option in ask look 'check --require=x' 'diff a' 'diff a b' memory forget $op
 done | awk '!seen[$0]++ {if ($1 != last) printf "\n%s %s", $1, $2; last = $1; printf " %s", $3} END {print ""}')")));
 }
 
+// Of each command the status, and lines that tell what it has done.
 TEST(ProwlTest, DoesWhatItsCommandLineSays) {
-  const struct {
-    const char *arguments, *says, *complains, *ending;
-  } rows[] = {
-      {"look", "\nDrivers\n  OpenGL ", "", "status 0"},
-      {"look --json", "\"schema\": \"gpuprowler-answer-1\"", "", "status 0"},
-      {"look --markdown", "\n#### Drivers\n", "", "status 0"},
-      {"look --html /dev/stdout", "\n<!DOCTYPE html>\n", "", "status 0"},
-      {"memory", "No driver is set aside.\n", "", "status 0"},
-      {"forget", "All answers are forgotten, and 0 drivers that had been set aside.\n", "", "status 0"},
-      {"--timeout 0", "", "--timeout: takes a number of seconds above 0, a million at most\n", "status 1"},
-      {"--timeout 1000001", "", "--timeout: takes a number of seconds above 0, a million at most\n",
-       "status 1"},
-      {"--question-timeout 1000001", "", "--question-timeout: takes a number of seconds, a million at most\n",
-       "status 1"},
-      {"diff --noise 1 --timeout 1000000 --question-timeout 0 /none", "", "prowl: can't read /none\n",
-       "status 2"},
-      {"--question-timeout -1", "", "--question-timeout: takes a number of seconds, a million at most\n",
-       "status 1"},
-      {"diff --noise 0.5 /none", "", "--noise: takes a factor of at least 1\n", "status 2"},
-      {"--from /none", "", "prowl: can't read /none\n", "status 1"},
-      {"--from -", "", "prowl: - isn't a document of prowl --json\n", "status 1"},
-      {"check", "", "RULES or --require is required\n", "status 1"},
-      {"check /none --no-measure", "", "prowl: /none: can't be read\n", "status 10"},
-      {"check --no-measure --require GLVersion>=9", "\nRequirements: warned\n", "", "status 9"},
-      {"check /none --no-measure --require NumGLGPUs=0", "\nRequirements: blocked\n",
-       "prowl: /none: can't be read\n", "status 8"},
-      {"check --no-measure --require GLVersion>=3.3", "\n  glgpu[0] meets them\n", "", "status 0"},
-      {"diff", "", "BEFORE is required\n", "status 2"},
-      {"diff /none", "", "prowl: can't read /none\n", "status 2"},
-      {"diff a --html b", "", "diff excludes --html\n", "status 2"},
-  };
-  for (const auto& row : rows) {
-    const Outcome outcome = RunProwl(Drivers({{"XDG_STATE_HOME", "/none"}}), Words(row.arguments));
-    string text;
-    for (const string& line : outcome.lines) text += "\n" + line;
-    EXPECT_NE((text + "\n").find(row.says), string::npos) << row.arguments << text;
-    EXPECT_EQ(outcome.errors.substr(0, outcome.errors.find('\n') + 1), row.complains) << row.arguments;
-    EXPECT_EQ(outcome.ending, row.ending) << row.arguments;
-  }
+  EXPECT_TRUE(AsExpected("commands.txt", Say(R"(
+export XDG_STATE_HOME=/none
+while read -r words; do
+  $built/prowl $words >out 2>errors </dev/null; echo "prowl $words: $?"; head -n 1 errors
+  grep -Ehs '^Drivers$|^#### Drivers|"schema"|DOCTYPE|^No driver|forgotten|^Requirements|^  glgpu|^x: ' out page
+done <<END
+look
+look --json
+look --markdown
+memory
+forget
+--timeout 0
+--timeout 1000001
+--question-timeout -1
+--question-timeout 1000001
+diff --noise 0.5 /none
+diff --noise 1 --timeout 1000000 --question-timeout 0 /none
+diff /none
+diff
+--from /none
+--from -
+look memory
+check
+check /none --no-measure
+check /none --no-measure --require NumGLGPUs=0
+check --no-measure --require GLVersion>=9
+check --no-measure --require GLVersion>=3.3
+check --no-measure --require GLVersion>=3.3 /none
+check --no-measure --feature x /none --require GLVersion>=3.3
+look --html page
+END)")));
 }
 
 }  // namespace
