@@ -155,6 +155,8 @@ for file in /none/x /dev/full .; do $built/prowl --from a --nfd $file 2>&1 | sed
 $built/prowl --from a --nfd n --json | head -n 1
 child check --require GLVersion=3 -- exit:2 2>&1 | sed '1s/ [0-9.]* s//'
 child check --require GLVersion=3 --json -- exit:2 2>&1 | grep schema
+echo '{"entries": [{"id": 1, "features": ["f"]}]}' >rules
+$built/prowl check rules --from a --feature f --feature g 2>&1; echo $?; $built/prowl check . --from a 2>&1; echo $?
 mkfifo pipe; cat pipe | wc -l & $built/prowl --from a --nfd pipe; wait $!
 ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n)");
   const string memory = Say(R"(

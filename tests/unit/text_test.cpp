@@ -237,13 +237,14 @@ TEST(TextTest, ShowsAnythingInItsPlace) {
   }
 }
 
+string PageOf(const Answer& answer) {
+  string page = WithoutVersion(AsHTML(answer));
+  return page.erase(page.find("<style>"), page.find("</style>") - page.find("<style>"));
+}
+
 TEST(TextTest, ShowsABugReportAndAPage) {
   EXPECT_TRUE(AsExpected("report.md", WithoutVersion(AsMarkdown(Told()))));
-  string page = WithoutVersion(AsHTML(Told()));
-  page.erase(page.find("<style>"), page.find("</style>") - page.find("<style>"));
-  const string none = AsHTML(Answer());
-  page += none.substr(none.find("<title>"), none.find("<style>") - none.find("<title>")) +
-          none.substr(none.find("</style>"));
+  string page = PageOf(Told()) + PageOf(Answer());
   for (int verdict = 0; verdict <= static_cast<int>(gpuprowler::Verdict::kInterrupted); ++verdict) {
     Answer answer;
     answer.text = "x";
@@ -267,10 +268,11 @@ TEST(TextTest, ShowsAsMuchAsCanBeRead) {
     answer.drivers.resize(200, answer.drivers[0]);
     answer.reasons.resize(200, answer.reasons[0]);
     answer.runs.resize(50, answer.runs[1]);
-    const string markdown = AsMarkdown(answer), page = AsHTML(answer);
+    const string markdown = AsMarkdown(answer), page = PageOf(answer);
     EXPECT_LE(markdown.size(), 60000u);
     EXPECT_LE(page.size(), std::size_t{16} << 20);
-    shown += "--- " + text.substr(0, 1) + "\n" +
+    shown += "--- " + text.substr(0, 1) + ": " + std::to_string(markdown.size()) + " bytes of Markdown, " +
+             std::to_string(page.size()) + " of HTML\n" +
              LinesWith({"This is ", ", the first ", ", the last "}, markdown) +
              LinesWith({" more.", " are left out"}, page);
   }
