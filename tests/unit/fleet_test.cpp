@@ -113,8 +113,11 @@ TEST(FleetTest, TellsOfAMachine) {
   answer.adapters[1] = {};
   answer.drivers[1].behaviour = Behaviour::kHung;
   answer.drivers[1].question = "clgpu[0].CLName";
-  answer.reasons = {
-      {"none", "", {}, {}}, {"code!", "", {}, {}}, {"code!", "", {}, {}}, {string(70, 'x'), "", {}, {}}};
+  answer.reasons = {{"none", "", {}, {}},
+                    {"!", "", {}, {}},
+                    {"code!", "", {}, {}},
+                    {"code!", "", {}, {}},
+                    {string(70, 'x'), "", {}, {}}};
   for (std::size_t i = 0; i < 4; ++i) answer.gpus.push_back(answer.gpus[i]);
   // Each is better than what its interface had before it, but the last two.
   answer.gpus[0].software = answer.gpus[1].software = true;

@@ -78,7 +78,12 @@ string Told(const string& row, const Answer& answer) {
   Rules rules;
   if (row.rfind("file ", 0) == 0 && !rules.Add("r", row.substr(5))) return AsText(rules.GetErrors().at(0));
   if (row.rfind("require ", 0) == 0 && !rules.Require(row.substr(8))) return rules.GetErrors().at(0).text;
-  if (row[0] == 'f' || row[0] == 'r') return gpuprowler::OutcomeName(Check(rules, answer).outcome);
+  if (row[0] == 'f' || row[0] == 'r') {
+    const Decision decision = Check(rules, answer);
+    string told = gpuprowler::OutcomeName(decision.outcome);
+    for (const auto& gpu : decision.gpus) told += " " + gpu.name + "=" + gpuprowler::OutcomeName(gpu.outcome);
+    return told;
+  }
   const std::size_t bar = row.find(" | ");
   return bar == string::npos ? OutcomeOf(row, answer)
                              : OutcomeOf(row.substr(bar + 3), Changed(answer, row.substr(0, bar)));

@@ -39,7 +39,7 @@ Answer Told() {
   answer.adapters[0].name = "card\n";
   answer.adapters[0].renderNode = "/dev/dri/renderD128";
   answer.adapters[0].group = "render";
-  answer.adapters[1].driver = "nvidia";
+  answer.adapters[1].driver = "(nvidia)";
   answer.adapters[1].driverVersion = "535";
   answer.adapters[1].memoryBytes = std::uint64_t{512} << 20;
   answer.adapters[1].renderNode = "/dev/nvidiactl";
