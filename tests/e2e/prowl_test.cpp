@@ -127,14 +127,13 @@ TEST(ProwlTest, TellsEventsAsTheyCome) {
 }
 
 // What these commands say, in a folder of their own. `prowl` there is a copy without a prober beside it.
-string Say(const string& commands, const Environment& environment = Drivers()) {
-  const string child = "child() { \"$built/prowl\" --prober " + kChild + " \"$@\"; }\n";
+string Say(const string& commands) {
+  const string first = "built=" + BuildFile("bin") + R"(; cd $(mktemp -d); cp $built/prowl .
+child() { $built/prowl --prober $built/rigchild "$@"; }
+)";
   string told;
   for (const string& line :
-       RunProwl(environment, {"--raw", "--prober", "sh", "--", "-c",
-                              "built=" + BuildFile("bin") + "\ncd $(mktemp -d)\ncp $built/prowl .\n" + child +
-                                  commands + "\nrm -r $PWD"})
-           .lines)
+       RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", first + commands + "\nrm -r $PWD"}).lines)
     told += line + "\n";
   return told;
 }
@@ -157,6 +156,10 @@ child check --require GLVersion=3 -- exit:2 2>&1 | sed '1s/ [0-9.]* s//'
 child check --require GLVersion=3 --json -- exit:2 2>&1 | grep schema
 echo '{"entries": [{"id": 1, "features": ["f"]}]}' >rules
 $built/prowl check rules --from a --feature f --feature g 2>&1; echo $?; $built/prowl check . --from a 2>&1; echo $?
+for words in 'diff a' 'check --require GLVersion=3'; do
+  $built/prowl --prober $built/rigchild $words -- hang >told 2>&1 &
+  until grep -qs . /proc/$!/task/*/children; do sleep 0.1; done; kill $!; wait $!; echo $?; sed '1s/ [0-9.]* s//;1q' told
+done
 mkfifo pipe; cat pipe | wc -l & $built/prowl --from a --nfd pipe; wait $!
 ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n)");
   const string memory = Say(R"(

@@ -262,7 +262,7 @@ TEST(TextTest, ShowsAsMuchAsCanBeRead) {
   for (const string& text : {string(5000, '<'), string(5000, '`'), string(300, 'x')}) {
     Answer answer = Hostile(text);
     answer.runs[0].errors.lines.assign(3000, {1, text});
-    answer.gpus[1].values.resize(20, answer.gpus[1].values[0]);
+    answer.gpus[1].values.resize(45, answer.gpus[1].values[0]);
     answer.gpus.resize(200, answer.gpus[1]);
     answer.adapters.resize(200, answer.adapters[0]);
     answer.drivers.resize(200, answer.drivers[0]);

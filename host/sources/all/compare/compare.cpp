@@ -262,7 +262,6 @@ class Comparer {
   template <class Part>
   static std::vector<Keys> KeysOfAll(const std::vector<Part>& parts, const Answer& answer, bool isAfter) {
     std::vector<Keys> keys;
-    keys.reserve(parts.size());
     for (const Part& part : parts) keys.push_back(KeysOf(part, answer, isAfter));
     return keys;
   }
