@@ -80,9 +80,8 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
   Options options;
   gpuprowler::Request& request = options.request;
   request.seconds = kDefaultSeconds;
-  app.description(kDescription);
-  app.formatter(std::make_shared<Help>());
-  app.allow_windows_style_options(false);  // a file's name may begin with a slash
+  // A file's name may begin with a slash.
+  app.description(kDescription)->formatter(std::make_shared<Help>())->allow_windows_style_options(false);
   app.set_version_flag("--version", std::string("prowl ") + ztutil::kVersion);
 
   CLI::Option* const from =
@@ -159,8 +158,7 @@ Options ParseOptions(CLI::App& app, int argc, char** argv) {
       app.add_subcommand("forget", "Forget all answers, and drivers that were set aside");
   forget->add_option("DRIVER", options.driver, "Part of the name of those; without it all of them");
   for (CLI::App* const verb : {ask, look, check, diff, memory, forget}) verb->fallthrough()->group(kCommands);
-  app.require_subcommand(0, 1);
-  app.footer(kStatuses);
+  app.require_subcommand(0, 1)->footer(kStatuses);
 
   char** const end = argv + argc;
   char** const mark = std::find(argv, end, std::string("--"));
