@@ -185,6 +185,17 @@ TEST(ProwlTest, CountsWhatItsReaderMisses) {
             "1 1\n");
 }
 
+TEST(ProwlTest, EndsWhileItsReaderDoesNotRead) {
+  EXPECT_EQ(Say(R"(mkfifo pipe; sleep 100 <pipe & reader=$!
+for how in --json --raw; do
+  rm -f done; $built/prowl $how --prober sh -- -c 'yes | head -n 50000; touch done' >pipe 2>&1 &
+  until [ -e done ]; do sleep 0.1; done
+  for i in $(seq 100); do kill $! 2>&1 || break; sleep 0.2; done >kills
+  wait $!; echo $?
+done; kill $reader)"),
+            "143\n143\n");
+}
+
 TEST(ProwlTest, ShowsATerminalHowItGoesOn) {
   EXPECT_EQ(Say(R"(script -qec "$built/prowl --prober )" + kChild +
                 R"( -- say:prowlerStart=1 sleep:1000" /dev/null |
