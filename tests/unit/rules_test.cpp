@@ -187,20 +187,7 @@ TEST(RulesTest, DecideByFeature) {
     {"id": 2, "features": ["webgl"], "no": 1},
     {"id": 3, "features": ["webgl"], "cpu_info": ".*"},
     {"id": 4, "disabled_extensions": ["GL_A", "GL_B"]}]})"));
-  const Decision decision = Check(rules, Laptop());
-  EXPECT_EQ(AsText(decision), R"(all: blocked by a.json 1
-video: allowed
-webgl: blocked by a.json 1, a.json 3
-
-a.json 1: a\x1Bb
-  Update it.
-  Fixed in 550
-  A newer driver: https://x.example
-a.json 3: 
-  Can't be decided, not knowing cpu_info
-a.json 4: 
-  Extensions not to be used: GL_A, GL_B
-)");
+  string told = AsText(Check(rules, Laptop())) + "--- With requirements\n";
   EXPECT_TRUE(rules.Add("b.json", R"({"entries": [{"id": 1, "message": "Only a word."}]})"));
   EXPECT_EQ(Check(rules, Laptop(), {"video"}).outcome, gpuprowler::Outcome::kWarned);
   EXPECT_EQ(Check(rules, Answer(), {"video"}).features.at("video").entries.size(), 1u);
@@ -212,7 +199,7 @@ a.json 4:
   Answer answer = Laptop();
   answer.gpus[2].complete = false;
   const Decision all = Check(rules, answer, {"webgl", "else"});
-  string told = AsText(all) + AsJSON(all);
+  told += AsText(all) + AsJSON(all);
   for (const gpuprowler::RuleError& error : all.errors) told += AsText(error) + "\n";
   const string version = ztutil::kVersion;
   told.replace(told.find(version), version.size(), "VERSION");
