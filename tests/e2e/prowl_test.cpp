@@ -132,8 +132,9 @@ string Say(const string& commands) {
 child() { $built/prowl --prober $built/rigchild "$@"; }
 )";
   string told;
-  for (const string& line :
-       RunProwl(Drivers(), {"--raw", "--prober", "sh", "--", "-c", first + commands + "\nrm -r $PWD"}).lines)
+  for (const string& line : RunProwl(Drivers(), {"--raw", "--timeout", "200", "--prober", "sh", "--", "-c",
+                                                 first + commands + "\nrm -r $PWD"})
+                                .lines)
     told += line + "\n";
   return told;
 }
