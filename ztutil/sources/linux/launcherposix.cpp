@@ -21,9 +21,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace ztutil {
@@ -245,7 +246,7 @@ void ReapLater(pid_t pid) {
     std::thread([pid] {
       if (AwaitEnd(pid) == 0) waitpid(pid, nullptr, WNOHANG);
     }).detach();
-  } catch (const std::system_error& e) {
+  } catch (const std::exception& e) {
     ZT_LOG(gConsoleAppLog, "what is left of process " << pid << " stays: " << e.what());
   }
 }
@@ -332,10 +333,10 @@ pid_t LauncherPosix::Run::GetPid() const {
 }
 
 void LauncherPosix::Run::GiveUp() {
-  std::unique_lock lock(fMutex);
-  if (!fIsOurs) return;
-  fIsOurs = false;
-  lock.unlock();
+  {
+    const Lock lock(fMutex);
+    if (!std::exchange(fIsOurs, false)) return;
+  }
   ReapLater(fPid);
 }
 
