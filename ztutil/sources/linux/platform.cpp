@@ -12,6 +12,7 @@
 #include <stdio_ext.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -161,10 +162,9 @@ void NameThreadForDebugger(const std::string& name) {
 void DebugString(const std::string&) {}
 
 std::uint64_t InstalledRAM() {
-  const long pages = sysconf(_SC_PHYS_PAGES);
-  const long pageSize = sysconf(_SC_PAGESIZE);
-  return pages > 0 && pageSize > 0 ? static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize)
-                                   : 0;
+  struct sysinfo info {};
+  sysinfo(&info);
+  return std::uint64_t{info.totalram} * info.mem_unit;
 }
 
 std::size_t WriteToFile(std::FILE* stream, const char* bytes, std::size_t n) {
