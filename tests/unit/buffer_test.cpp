@@ -61,6 +61,12 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
       {g, [&] { g.SeekBy(-kFarthest - 1); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SeekBy(-7); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SetBuffer(nullptr, 0); }, "runtime: Failed requirement: buf != NULL"},
+      {g,
+       [&] {
+         SetFailureHook([](auto...) {});
+         g.SetBuffer(nullptr, 1);
+       },
+       "argument: Buffer::SetState: bad args"},
       {f, [&] { Buffer(f).Grow(1); }, "runtime: not IsGrowable"},  // a copy that is owned
       {f, [&] { f.SetCapacity(200); }, "runtime: Buffer: ownership is required for this operation"},
       {f, [&] { f.SetEnd(); }, "runtime: Buffer: ownership is required for this operation"},
@@ -73,6 +79,9 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
     EXPECT_EQ(Outcome(row.action), row.outcome);
     EXPECT_EQ(StateOf(row.buffer), before) << row.outcome;
   }
+  g.SetBuffer(nullptr, 0);
+  EXPECT_EQ(SizesOf(g), (Sizes{0, 0, 0, 0, 0}));
+  SetFailureHook(nullptr);
   SetMessageHook(nullptr);
 }
 

@@ -136,7 +136,7 @@ TEST(Channel, OwnedDelegatesGoWithTheirOwner) {
 
 TEST(Reader, PreviewersReadAloneAndGiveBack) {
   const std::string active = ": direct read while preview active";
-  Scripted source({6, kThrow});
+  Scripted source({6, kThrow, 2});
   char bytes[6];
   source.SetPreviewer(&source);
   EXPECT_EQ(Outcome([&] { source.SetPreviewer(&source); }), "runtime: Reader: Previewer already active");
@@ -155,7 +155,11 @@ TEST(Reader, PreviewersReadAloneAndGiveBack) {
   seen = new Buffer(more, 3);
   source.TakeBack(seen);  // came from the pushback, which moves back
   EXPECT_EQ(ReadSome(source, 10), "bcdef");
-  EXPECT_EQ(source.pushbacks, 1u);
+  source.SetPreviewer(&source);
+  seen = new Buffer(more, source.PreviewRead(more, 2));
+  source.TakeBack(seen);  // came from the source again
+  EXPECT_EQ(ReadSome(source, 10), "gh");
+  EXPECT_EQ(source.pushbacks, 2u);
 }
 
 // The tests of the roles, over all that there is. A pipe has an object for either end, and nothing that
@@ -240,6 +244,9 @@ TEST_P(Roles, NothingWorksAfterClose) {
   };
   for (const auto& action : actions) EXPECT_EQ(Outcome(action), notOpen);
   EXPECT_EQ(OutcomeOfAll(fIn), notOpen);
+  fIn.SetPreviewer(&fIn);  // which comes first
+  for (const auto& action : {actions[0], actions[1]})
+    EXPECT_EQ(Outcome(action), "runtime: direct read while preview active");
 }
 
 }  // namespace
