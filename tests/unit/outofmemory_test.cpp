@@ -1,8 +1,11 @@
-// What callers of logging and of plain texts get when memory runs out, at whichever of their allocations.
+// What callers of logging, of plain texts and of an app's thread get when memory runs out, at whichever of
+// their allocations, and that buffers keep none.
 #include "memorylogger.h"
 #include "system/standardstreams.h"
 
-#include <ztutil/channelbase.h>
+#include <ztutil/buffer.h>
+#include <ztutil/consoleapp.h>
+#include <ztutil/launchthreadtask.h>
 #include <ztutil/winhandle.h>
 #include <ztutil/ztlogging.h>
 
@@ -17,6 +20,7 @@ namespace {
 
 // How many allocations of this thread succeed until one fails; all where it is negative.
 thread_local int gLeft = -1;
+thread_local int gHeld = 0;  // and how many it has
 
 // By pointers, or the compiler takes one for another's than the other.
 void* (*volatile gAllocate)(std::size_t) = std::malloc;
@@ -28,11 +32,15 @@ void* operator new(std::size_t size) {
   void* const memory = gLeft == 0 ? nullptr : gAllocate(size + 1);
   gLeft -= gLeft >= 0 ? 1 : 0;
   if (memory == nullptr) throw std::bad_alloc();
+  ++gHeld;
   return memory;
 }
 
-void operator delete(void* memory) noexcept { gFree(memory); }
-void operator delete(void* memory, std::size_t) noexcept { gFree(memory); }
+void operator delete(void* memory) noexcept {
+  gHeld -= memory != nullptr ? 1 : 0;
+  gFree(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 namespace {
 
@@ -54,6 +62,7 @@ std::string Outcomes(const std::function<char()>& action) {
 }
 
 TEST(OutOfMemory, FailsTextsAndLinesAndNoCaller) {
+  Outcomes([] { return ztutil::DebugFlagsInitialize(), '-'; });  // without one that leaves it
   const std::string longText(100, 't');
   MemoryLogger logger;
   EXPECT_EQ(Outcomes([&] { return ztutil::WinErrorText(longText.c_str(), 2) == longText ? 't' : '-'; }),
@@ -76,6 +85,39 @@ TEST(OutOfMemory, FailsTextsAndLinesAndNoCaller) {
   EXPECT_EXIT(std::_Exit(Outcomes(log) == "x-" ? 0 : 1), testing::ExitedWithCode(0), "");
   ZT_LOG(gFlag, "still at its depth");
   EXPECT_NE(logger.text.find("\nstill at its depth\n"), std::string::npos);
+}
+
+TEST(OutOfMemory, EndsARunAndLosesAFailureAndIsTold) {
+  MemoryLogger logger;
+  ztutil::DebugFlag flag{"ConsoleAppLog"};
+  ztutil::LaunchThreadTask task(nullptr, nullptr, {});
+  ztutil::ConsoleApp app;
+  const ztutil::consoleapp::Exception failure(ztutil::consoleapp::TaskID::Stdout, "lost");
+  for (int i = 0; i < 2; ++i) app.NotifyFailure(failure);
+  ztutil::DebugFlagValue(flag) = 1;
+  EXPECT_EQ(Outcomes([&] { return task(), app.NotifyFailure(failure), '-'; }), "-");
+  ztutil::DebugFlagValue(flag) = 0;
+  for (const char* const said :
+       {"outer exception=std::bad_alloc", "inner exception=std::bad_alloc", "size()=3"})
+    EXPECT_NE(logger.text.find(said), std::string::npos) << said;
+  EXPECT_EQ(logger.text.find("size()=2\n"), std::string::npos);
+}
+
+TEST(Buffers, GiveBackWhatTheyOwn) {
+  const int before = gHeld;
+  {
+    ztutil::Buffer buffer(1);
+    buffer.Write("abc", 3);
+    buffer.SetEnd();
+    ztutil::Buffer closed(buffer);
+    closed.Close();
+    ztutil::Reader& reader = buffer;
+    for (int i = 0; i < 2; ++i) {  // the second time it came from the first one's
+      auto* seen = new ztutil::Buffer(1);
+      reader.TakeBack(seen);
+    }
+  }
+  EXPECT_EQ(gHeld, before);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include <pwd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/sysinfo.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -48,9 +48,16 @@ void CheckKeptOutput() {
   int ends[2];
   bool kept = pipe(ends) == 0 && dup2(ends[1], 1) == 1;
   ztutil::platform::PrepareProberProcess();
-  for (const char c : {'a', 'b'}) {
+  constexpr int kKept = 100;
+  const pid_t left = fork();  // by a driver
+  if (left == 0) _exit(fcntl(kKept, F_GETFD));
+  int status = 0;
+  kept = kept && waitpid(left, &status, 0) == left && WEXITSTATUS(status) == 255;  // hasn't got it
+  ztutil::WriteStderrLine("elsewhere");
+  for (const char c : {'a', 'b', 'c'}) {
     close(1);
     if (c == 'b') kept = kept && open("/dev/null", O_WRONLY) == 1;
+    if (c == 'c') kept = kept && close(kKept) == 0 && dup2(ends[1], 1) == 1;
     char line[3] = "";
     kept =
         kept && ztutil::WriteStdoutLine({c}) && read(ends[0], line, 3) == 2 && line == std::string{c, '\n'};
@@ -109,6 +116,7 @@ TEST(StandardStreams, TakeWhatStandsInTheirPlace) {
   std::FILE* const memory = fmemopen(bytes, sizeof bytes, "w");
   EXPECT_TRUE(ztutil::WriteWhole(memory, "ab\n"));
   EXPECT_FALSE(ztutil::WriteWhole(memory, "too long\n"));
+  EXPECT_EQ(std::ferror(memory), 0);
   std::rewind(memory);
   EXPECT_TRUE(ztutil::WriteWhole(memory, "c\n"));  // behind the piece of the line that is lost
   std::fclose(memory);
@@ -127,13 +135,16 @@ TEST(StdioLogger, APieceOfALostLineIsEndedByTheNext) {
          {std::pair("whole", former.rlim_cur), {"cut", 8}, {"lost", 8}, {"next", former.rlim_cur}}) {
       const rlimit now{limit, former.rlim_max};
       setrlimit(RLIMIT_FSIZE, &now);
+      if (*line == 'l') std::fputs("somebody else's, lost with it", file);
       logger.Print("", 0, "%s", line);
+      EXPECT_EQ(std::ferror(file), 0);
     }
+    logger.Write("end", 3);  // is flushed as the logger goes
   }
   std::rewind(file);
   char text[32] = "";
-  EXPECT_EQ(std::fread(text, 1, sizeof text, file), 14u);
-  EXPECT_STREQ(text, "whole\ncu\nnext\n");
+  EXPECT_EQ(std::fread(text, 1, sizeof text, file), 17u);
+  EXPECT_STREQ(text, "whole\ncu\nnext\nend");
   std::fclose(file);
 }
 
@@ -151,6 +162,7 @@ TEST(FileToAddTo, IsNoWayToAnother) {
     EXPECT_EQ(ztutil::platform::OpenForAppending(path), nullptr);
     std::remove(path.c_str());
   }
+  EXPECT_EQ(ztutil::platform::OpenForAppending("/dev/null"), nullptr);
   // Another's file is theirs in their own folder alone.
   if (chown(other.c_str(), 1, 1) != 0) GTEST_SKIP() << "may not give files away";
   EXPECT_EQ(ztutil::platform::OpenForAppending(other), nullptr);
@@ -163,9 +175,8 @@ TEST(FileToAddTo, IsNoWayToAnother) {
 }
 
 TEST(InstalledRAM, IsTheSystems) {
-  struct sysinfo info {};
-  ASSERT_EQ(sysinfo(&info), 0);
-  EXPECT_EQ(ztutil::platform::InstalledRAM(), info.totalram * info.mem_unit);
+  const auto bytes = std::uint64_t(sysconf(_SC_PHYS_PAGES)) * std::uint64_t(sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(ztutil::platform::InstalledRAM(), bytes);
 }
 
 TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
@@ -189,11 +200,13 @@ TEST(HomeOfSettings, IsFoundByTheFileOfTheUsersFoldersAndByTheUserDatabase) {
 
 TEST(ThreadName, IsCutToTheSystemsRoom) {
   boost::thread([] {
-    for (const auto& [name, expected] : {std::pair("a name longer than the system's", "a name longer t"),
-                                         {"1a2c(app.Launcher)", "app.Launcher"},
-                                         {"main()", "main()"},
-                                         {"a long function()", "a long function"},
-                                         {"vierzehn Byte \u00e4", "vierzehn Byte "}}) {
+    for (const auto& [name, expected] :
+         {std::pair("a name longer than the system's", "a name longer t"),
+          {"1a2c(app.Launcher)", "app.Launcher"},
+          {"main()", "main()"},
+          {"a long function()", "a long function"},
+          {"vierzehn Byte \u00e4", "vierzehn Byte "},
+          {"\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80", ""}}) {
       ztutil::platform::NameThreadForDebugger(name);
       char shown[16] = "";
       pthread_getname_np(pthread_self(), shown, sizeof shown);
