@@ -3,7 +3,7 @@
 //
 // Exits with 1 if bytes get lost, never for a time.
 #include "median.h"
-#include "refusewrites.h"
+#include "refusecalls.h"
 
 #include <ztutil/buffer.h>
 #include <ztutil/winhandle.h>

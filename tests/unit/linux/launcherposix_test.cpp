@@ -3,6 +3,7 @@
 #include "../outcome.h"
 #include "../ownhome.h"
 #include "../testchild.h"
+#include "refusecalls.h"
 
 #include <ztutil/debugflag.h>
 #include <ztutil/widetext.h>
@@ -122,6 +123,49 @@ TEST(LauncherPosix, TheLogTellsOfThePipesAndWhatTheSystemSaysOfAFailure) {
           closings + closings);
 }
 
+// Each by a thread of its own, whose calls stay refused.
+TEST(LauncherPosix, TheLogTellsWhatTheSystemRefuses) {
+  const MemoryLogger logger;
+  ztutil::DebugFlag flag{"ConsoleAppLog"};
+  ztutil::DebugFlagValue(flag) = 1;
+  using Action = void (*)(ztutil::Launcher&);
+  const auto launch = [](ztutil::Launcher& launcher) { launcher.Launch(TestChild(), {"drain"}); };
+  const struct {
+    Action before;
+    unsigned call, error;
+    Action refused;
+    const char* outcome;
+  } rows[] = {
+      {[](auto&) {}, SYS_pipe2, EMFILE, launch, "runtime: CreatePipe failed"},
+      {[](auto&) {}, SYS_clone, EAGAIN, launch, kCreateProcessFailed},
+      {launch, SYS_waitid, EPERM, [](auto& own) { WaitFor(own); }, "runtime: WaitForSingleObject failed"},
+      {launch, SYS_kill, EPERM, [](auto& own) { own.Kill(); }, "runtime: TerminateProcess failed"},
+      {launch, SYS_clone3, EAGAIN, [](auto& own) { own.GiveUp(); }, ""},
+  };
+  for (const auto& row : rows)
+    std::thread([&row] {
+      const auto launcher = CreateLauncher();
+      row.before(*launcher);
+      ASSERT_TRUE(RefuseCalls(row.call, row.error));
+      EXPECT_EQ(Outcome([&] { row.refused(*launcher); }), row.outcome);
+    }).join();
+  ztutil::DebugFlagValue(flag) = 0;
+  EXPECT_EQ(std::regex_replace(logger.text, std::regex("process \\d+"), "process #"),
+            "CreatePipe failed: pipe2 failed: Too many open files\n"
+            "CreateProcessW failed: clone failed: Resource temporarily unavailable\n"
+            "WaitForSingleObject failed: waitid failed: Operation not permitted\n"
+            "TerminateProcess failed: kill failed: Operation not permitted\n"
+            "what is left of process # stays: Resource temporarily unavailable\n");
+}
+
+TEST(LauncherPosix, AChildThatSomebodyElseReapsIsLeftAlone) {
+  const auto launcher = CreateLauncher();
+  launcher->Launch(TestChild(), {});
+  EXPECT_GT(waitpid(static_cast<pid_t>(launcher->GetProcessID()), nullptr, 0), 0);
+  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "");
+  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
+}
+
 TEST(LauncherPosix, SignalsDoNotInterruptAWait) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
@@ -152,14 +196,19 @@ TEST(LauncherPosix, AStopOfATracedChildIsNotItsEnd) {
 }
 
 TEST(LauncherPosix, WhatNobodyWaitsForIsReapedAtItsEnd) {
-  const auto launcher = CreateLauncher();
-  launcher->Launch(TestChild(), {"hang"});
-  const auto pid = static_cast<pid_t>(launcher->GetProcessID());
-  launcher->Kill();
-  launcher->GiveUp();
-  for (int tries = 0; tries < 10000 && kill(pid, 0) == 0; ++tries)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  EXPECT_EQ(kill(pid, 0), -1);
+  using Owned = boost::shared_ptr<ztutil::Launcher>;
+  for (void (*const leave)(Owned&) : {+[](Owned& own) { own->GiveUp(); }, +[](Owned& own) { own.reset(); },
+                                      +[](Owned& own) { Outcome([&] { own->Launch(L"/none", {}); }); }}) {
+    auto launcher = CreateLauncher();
+    launcher->Launch(TestChild(), {"hang"});
+    const auto pid = static_cast<pid_t>(launcher->GetProcessID());
+    errno = ECHILD;  // of something before
+    launcher->Kill();
+    leave(launcher);
+    for (int tries = 0; tries < 10000 && kill(pid, 0) == 0; ++tries)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(kill(pid, 0), -1);
+  }
 }
 
 // Orphans come to the test, which sees how they end.
@@ -167,6 +216,8 @@ TEST(LauncherPosix, AChildEndsWithItsHostWhereItIsToAndRunsOnElsewhere) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   while (waitpid(-1, nullptr, 0) > 0) {  // what other tests have left
   }
+  EXPECT_EQ(Outcome([] { CreateLauncher()->Launch(L"/none", {}); }), kCreateProcessFailed);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
   // The one waits for its host's end, of which its input tells, and for a while more.
   for (const auto& [launch, action, end] :
        {std::tuple(&ztutil::Launcher::Launch, "drain", 0),

@@ -151,7 +151,11 @@ TEST(StdioLogger, APieceOfALostLineIsEndedByTheNext) {
 TEST(RegularFile, IsNoPipeThatWouldHaveToBeWaitedFor) {
   const std::string fifo = OwnHome() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const int next = dup(STDERR_FILENO);
+  close(next);
   EXPECT_EQ(ztutil::platform::OpenRegularFile(fifo), nullptr);
+  EXPECT_EQ(dup(STDERR_FILENO), next);  // so it is closed again
+  close(next);
 }
 
 TEST(FileToAddTo, IsNoWayToAnother) {

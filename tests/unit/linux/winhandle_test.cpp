@@ -1,7 +1,7 @@
 #include "../outcome.h"
 #include "../ownhome.h"
 #include "../testsystem.h"
-#include "refusewrites.h"
+#include "refusecalls.h"
 
 #include <boost/filesystem.hpp>
 #include <fcntl.h>
@@ -33,6 +33,9 @@ TEST(TempFile, HasANameOfItsOwnAndTheUsersRights) {
   EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
   unsetenv("TMPDIR");
   EXPECT_EQ(ztutil::GetTempDirectory(), "/tmp");
+  UseForTemporaryFiles("/none");
+  EXPECT_EQ(Outcome([] { ztutil::MakeTempPath("x"); }),
+            "other: GetTempFileNameW failed: No such file or directory");
   const boost::filesystem::path former = boost::filesystem::current_path(), gone = OwnHome() + "/gone";
   boost::filesystem::create_directory(gone);
   boost::filesystem::current_path(gone);
@@ -50,6 +53,29 @@ TEST(OpenFile, EmptiesNothingForReadingOnly) {
   EXPECT_EQ(Outcome([&] { ztutil::OpenFile(path, ztutil::kRead, ztutil::kTruncateExisting, false); }),
             "other: " + ztutil::WinErrorText("CreateFileW", EINVAL));
   EXPECT_EQ(ReadInHome("old"), "content");
+}
+
+// The number that the next one gets.
+int NextDescriptor() {
+  const int next = dup(STDERR_FILENO);
+  close(next);
+  return next;
+}
+
+TEST(WinHandle, NothingStaysOpenOfWhatIsGivenToNobody) {
+  const int next = NextDescriptor();
+  ztutil::MakeTempPath("x");
+  EXPECT_NE(Outcome([] { ztutil::OpenFile(OwnHome(), ztutil::kRead, ztutil::kOpenExisting, false); }), "");
+  ztutil::StdErr().Write("\n", 1);  // the first one asks the kernel for its means
+  EXPECT_EQ(NextDescriptor(), next);
+}
+
+TEST(WinHandle, ABrokenPipeIsTheEndOfWhatIsRead) {
+  std::thread([] {
+    Pipe pipe;
+    ASSERT_TRUE(RefuseCalls(SYS_read, EPIPE));
+    EXPECT_EQ(pipe.in.ReadByte(), -1);
+  }).join();
 }
 
 void ExpectNoSigpipe() {
