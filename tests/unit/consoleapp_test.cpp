@@ -92,7 +92,7 @@ class Task : public OutputTask {
   void DoBegin(Lock&) override { fStep("begin"); }
   void DoRun() override {
     fStep("run");
-    text += ReadAll(*GetReader());
+    if (HasReader()) text += ReadAll(*GetReader());
   }
   void DoEnd(Lock&) override { fStep("end"); }
 
@@ -230,6 +230,13 @@ class ThreadLog : public MemoryLogger {
     MemoryLogger::Flush();
   }
 
+  // What isn't the app's.
+  void Say(const std::string& what) {
+    const std::string line = "=> " + what + '\n';
+    Write(line.data(), line.size());
+    Flush();
+  }
+
   // Waits until a text was said so many times.
   void Await(const std::string& said, int times) {
     const auto count = [&] {
@@ -265,39 +272,64 @@ class ThreadLog : public MemoryLogger {
   std::vector<Thread> fThreads;
 };
 
-// What calls by hand come to, and what an app says of them.
-std::string LogByHand(int level) {
+// An app whose run waits for its child up to that gate.
+boost::shared_ptr<App> HungApp(const Gate& end) {
+  const Patience patience;
+  const Gate waiting = NewGate();
+  const auto fake = boost::make_shared<FakeLauncher>();
+  fake->wait = [=](std::int32_t*) { return waiting->count_down(), end->wait(), 0; };
+  const auto app = boost::make_shared<App>(Ignore, fake);
+  ConsoleAppLauncher(LaunchParams(), app).Launch();
+  waiting->wait();
+  return app;
+}
+
+// What calls by hand come to, and what an app says of them. The threads that it gives up wait for that gate.
+std::string LogByHand(int level, const Gate& end) {
+  const boost::shared_ptr<App> hung[] = {HungApp(end), HungApp(end), HungApp(end), HungApp(end)};
   ThreadLog log(level, 0);
-  auto app = boost::make_shared<App>(Ignore, boost::make_shared<FakeLauncher>());
+  auto app = boost::make_shared<App>([&](const std::string& name) { log.Say(name); },
+                                     boost::make_shared<FakeLauncher>());
   const auto tell = [&](auto action) {
-    const std::string told = Told(action), line = "=> " + (told.empty() ? "done" : told) + '\n';
-    log.Write(line.data(), line.size());
+    const std::string told = Told(action);
+    log.Say(told.empty() ? "done" : told);
   };
   const auto look = [&] { tell([&] { return app->GetState(0.0); }); };
   const auto wait = [&] { tell([&] { return app->Wait(nullptr, 0.0); }); };
   const auto kill = [&] { tell([&] { app->Kill(); }); };
   const auto fail = [&](TaskID party, const char* text) { app->NotifyFailure(Exception(party, text)); };
-  const auto finish = [&](State state) { app->NotifyFinished(TaskID::Launcher, 7, state); };
+  const auto launching = [&] { tell([&] { app->NotifyLaunching(); }); };
+  const auto launched = [&] { tell([&] { app->NotifyLaunched(); }); };
   const auto run = [&] { tell([&] { app->NotifyRunning(nullptr); }); };
+  const auto finish = [&](State state) { tell([&] { app->NotifyFinished(TaskID::Launcher, 7, state); }); };
 
   // Failures are told in their order, and a fault fires once.
   fail(TaskID::Stdout, "older"), fail(TaskID::Stderr, nullptr), look(), kill(), fail(TaskID::Stderr, "x"),
       wait();
   app->InjectFault(Fault::NotifyRunning), app->Reset(), run(), run(), app->Reset(), wait();
   // The states of a run. At first there is no process to be killed, and at the end no thread to be joined.
-  app->NotifyLaunching(), look(), kill(), app->NotifyLaunched(), wait(), run(), look(), wait(), kill();
-  finish(State::Finished), kill(), wait(), finish(State::Undefined), look();
+  app->InjectFault(Fault::NotifyLaunching), launching(), launching(), look(), kill();
+  app->InjectFault(Fault::NotifyLaunched), launched(), kill(), launched(), wait(), run(), look(), wait(),
+      kill();
+  app->InjectFault(Fault::NotifyFinished), finish(State::Finished), finish(State::Finished), kill(), wait();
+  finish(State::Undefined), look();
   for (const char* const text : {"text", static_cast<const char*>(nullptr)})
     tell([&] { app->WritelnAppStdin(text); });
   app->CloseAppStdin(), app->NotifyOutputTaskBegin(TaskID::Stdout), app->GetTasksRunning();
+  tell([&] { app->NotifyOutputTaskBegin(TaskID::Client); });
   tell([&] { app->NotifyOutputTaskEnd(TaskID::Launcher); });
-  app.reset();
+  // A run's thread that doesn't end is given up, where the app is reset, the child has ended, a run has
+  // failed, and one that was waited for in vain.
+  app = hung[0], app->Reset();
+  app = hung[1], finish(State::Finished), wait();
+  app = hung[2], fail(TaskID::Client, "x"), wait();
+  app = hung[3], launched(), look(), fail(TaskID::Client, "x"), wait();
   return log.Table();
 }
 
 // The last log's lines, each with the first level that has it.
-std::string WithLevels(const std::string& first, const std::string& second, const std::string& third) {
-  std::istringstream one(first), two(second), three(third);
+std::string WithLevels(const std::function<std::string(int level)>& logOf) {
+  std::istringstream one(logOf(1)), two(logOf(2)), three(logOf(3));
   std::string all, lineOfOne, lineOfTwo, line;
   std::getline(one, lineOfOne);
   std::getline(two, lineOfTwo);
@@ -310,48 +342,58 @@ std::string WithLevels(const std::string& first, const std::string& second, cons
   return all;
 }
 
-// A whole run in which nothing depends on who is faster: each thread goes on when the others wait for it.
-std::string LogOfRun(const boost::shared_ptr<FakeLauncher>& fake, bool readsErrors) {
-  ThreadLog log(3, 30);
+// A whole run in which nothing depends on who is faster: each thread goes on when the others wait for it, and
+// it is waited for behind what it says last.
+std::string LogOfRun(int level, FakeLauncher fake, bool readsErrors, const std::string& last) {
+  ThreadLog log(level, 30);
   const Gate running = NewGate(), launched = NewGate();
-  fake->wait = [=, wait = fake->wait](std::int32_t* exitCode) { return launched->wait(), wait(exitCode); };
+  const auto step = [&](const std::string& name) {
+    log.Say("task's " + name);
+    if (name == "run") running->wait();
+  };
   const auto hook = [&](const std::string& name) {
-    if (name == "OnLaunching") log.Await("timed_wait for", 2);
-    if (name == "OnOutputTaskBegin stdout") log.Await("timed_wait for", 3);
-    if (name == "OnOutputTaskBegin stdout") log.Await("IsRunningLocked stdout waitSeconds", 1);
-    if (name == "OnOutputTaskBegin stderr") log.Await("IsRunningLocked stderr waitSeconds", 1);
+    const std::string& thread = ztutil::ManagedThread::GetCurrentThreadName();
+    log.Say(name + " in " + thread.substr(thread.find('(')));
+    if (level > 1 && name == "OnLaunching") log.Await("timed_wait for", 2);
+    if (level > 1 && name == "OnOutputTaskBegin stdout") log.Await("timed_wait for", 3);
+    if (level > 2 && name == "OnOutputTaskBegin stdout") log.Await("IsRunningLocked stdout waitSeconds", 1);
+    if (level > 2 && name == "OnOutputTaskBegin stderr") log.Await("IsRunningLocked stderr waitSeconds", 1);
     if (name == "OnRunning") running->count_down();
   };
-  struct Silent : OutputTask {
-    explicit Silent(Gate gate) : fGate(std::move(gate)) {}
-    void DoRun() override { fGate->wait(); }
-    const Gate fGate;
-  };
-  const auto out = boost::make_shared<Silent>(running), errors = boost::make_shared<Silent>(running);
+  fake.wait = [=, wait = fake.wait](std::int32_t* exitCode) { return launched->wait(), wait(exitCode); };
+  const auto out = boost::make_shared<Task>(step), errors = boost::make_shared<Task>(step);
+  log.Say("Launch");
   ConsoleAppLauncher host(LaunchParams(L"", {}, out, readsErrors ? errors : nullptr),
-                          boost::make_shared<App>(hook, fake));
+                          boost::make_shared<App>(hook, boost::make_shared<FakeLauncher>(fake)));
   Outcome([&] {
     host.Launch();
-    log.Await("NotifyOutputTaskEnd channel", readsErrors ? 2 : 1);
+    log.Await("=> OnOutputTaskEnd", readsErrors ? 2 : 1);
     launched->count_down();
-    log.Await("CleanupLaunchThreadTask mustKill", 1);
+    log.Await(last, 1);
     host.Wait(nullptr, kLong);
   });
   return log.Table();
 }
 
 TEST(ConsoleApp, TableOfItsLog) {
-  const auto crash = boost::make_shared<FakeLauncher>(), noLaunch = boost::make_shared<FakeLauncher>(),
-             noWait = boost::make_shared<FakeLauncher>();
-  crash->wait = [](std::int32_t* exitCode) { return *exitCode = 256, 1; };
-  noLaunch->launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
-  noWait->wait = [](std::int32_t*) -> std::int32_t { throw 1; };
-  noWait->kill = [] { throw 2; };  // and what it says is read all the same
-  EXPECT_TRUE(AsExpected("hostlog.txt", "By hand, each line of the log with its level:\n" +
-                                            WithLevels(LogByHand(1), LogByHand(2), LogByHand(3)) +
-                                            "\nA crash:\n" + LogOfRun(crash, true) +
-                                            "\nA launch that fails:\n" + LogOfRun(noLaunch, false) +
-                                            "\nA wait that fails:\n" + LogOfRun(noWait, false)));
+  FakeLauncher crash, noLaunch, ownFailure, noWait;
+  crash.wait = [](std::int32_t* exitCode) { return *exitCode = 256, 1; };
+  noLaunch.launch = [](auto&...) -> LaunchResult { throw std::runtime_error("CreatePipe failed"); };
+  ownFailure.launch = [](auto&...) -> LaunchResult { throw Exception(TaskID::Stderr, "x"); };
+  noWait.wait = [](std::int32_t*) -> std::int32_t { throw 1; };
+  noWait.kill = [] { throw 2; };  // and what it says is read all the same
+  const Gate end = NewGate();
+  const auto byHand = [&](int level) { return LogByHand(level, end); };
+  const auto logOf = [](const FakeLauncher& fake, bool readsErrors, const std::string& last) {
+    return WithLevels([&](int level) { return LogOfRun(level, fake, readsErrors, last); });
+  };
+  EXPECT_TRUE(AsExpected(
+      "hostlog.txt", "Each line of the log has its level. By hand:\n" + WithLevels(byHand) + "\nA crash:\n" +
+                         logOf(crash, true, "=> OnFinished") +  //
+                         "\nA launch that fails:\n" + logOf(noLaunch, false, "") +
+                         "\nA launch that fails as an app does:\n" + logOf(ownFailure, false, "") +
+                         "\nA wait that fails:\n" + logOf(noWait, false, "calling fLauncher->Kill()")));
+  end->count_down();
 }
 
 // --- Accessor and launcher ---------------------------------------------------------------------------------
