@@ -111,7 +111,7 @@ class FakeLauncher : public ztutil::Launcher {
   LaunchResult LaunchToEndWithHost(const std::wstring& program, const Actions& arguments) override {
     return launch(program, arguments);
   }
-  void GiveUp() override {}
+  void GiveUp() override { giveUp(); }
   std::uint32_t GetProcessID() const override { return 0; }
   std::string GetStartError() const override { return {}; }
 
@@ -119,7 +119,7 @@ class FakeLauncher : public ztutil::Launcher {
     return LaunchResult();
   };
   std::function<std::int32_t(std::int32_t*)> wait = [](std::int32_t*) { return 0; };
-  std::function<void()> kill = [] {};
+  std::function<void()> kill = [] {}, giveUp = [] {};
 };
 
 LaunchParams Params(const Actions& actions, const boost::shared_ptr<OutputTask>& task = nullptr,
@@ -393,7 +393,9 @@ TEST(ConsoleApp, TableOfItsLog) {
                          "\nA launch that fails:\n" + logOf(noLaunch, false, "") +
                          "\nA launch that fails as an app does:\n" + logOf(ownFailure, false, "") +
                          "\nA wait that fails:\n" + logOf(noWait, false, "calling fLauncher->Kill()")));
+  ThreadLog log(2, 1);
   end->count_down();
+  log.Await("CleanupLaunchThreadTask mustKill", 12);  // so that they speak in nobody else's log
 }
 
 // --- Accessor and launcher ---------------------------------------------------------------------------------
@@ -401,7 +403,8 @@ TEST(ConsoleApp, TableOfItsLog) {
 TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
   auto app = boost::make_shared<App>();
   const boost::weak_ptr<OutputTask> noTask;
-  const auto record = boost::make_shared<ExecutionData>(app, noTask, noTask);
+  const auto task = boost::make_shared<OutputTask>();
+  const auto record = boost::make_shared<ExecutionData>(app, noTask, task);
   ConsoleAppAccessor none(TaskID::Undefined, nullptr), output(TaskID::Stdout, record),
       launcher(TaskID::Launcher, record);
   const struct {
@@ -416,6 +419,7 @@ TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
        "runtime: ConsoleAppAccessor::GetConsoleAppIf condition not ok"},
       {[&] { ztutil::LaunchOutputThreadTask(TaskID::Stdout, record)(), app->ThrowIfFailurePending(); },
        "other: stdout: no output task"},
+      {[&] { EXPECT_EQ(record->GetOutputTask(TaskID::Stderr), task); }, ""},
       {[&] { record->Clear(), app->NotifyRunning(nullptr, record.get()); },
        "other: Launcher: no console app"},
       {[&] { app->NotifyFailure(Exception(TaskID::Stdout, "late"), record.get()); },
@@ -429,6 +433,7 @@ TEST(ConsoleAppAccessor, RefusesWhatIsNotThere) {
       log.text,
       "ConsoleAppAccessor::NotifyFailure exc=stderr: lost could not notify app because stdout: no console "
       "app\n");
+  EXPECT_EQ(record->GetOutputTask(TaskID::Stderr), nullptr);
   EXPECT_EQ(output.GetTasksRunning(), 0);
   EXPECT_EQ(output.GetState(), State::Idle);
   EXPECT_FALSE(output.HasExecutionData());
@@ -446,6 +451,7 @@ TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
   launcher.SetConsoleApp(app);
   ConsoleAppLauncher other(launcher);
   launcher.Launch();
+  ConsoleAppAccessor former(launcher);
   EXPECT_EQ(launcher.Wait(&exitCode, 0.01), State::Timeout);
   EXPECT_EQ(Outcome([&] { launcher.Launch(); }), "runtime: ConsoleAppLauncher::Launch: already launched");
   EXPECT_EQ(Outcome([&] { launcher.SetConsoleApp(app); }),
@@ -459,9 +465,11 @@ TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
   EXPECT_EQ(launcher.Wait(&exitCode, kLong), State::Killed);
   launcher = other;
   launcher.Launch();
+  EXPECT_EQ(former.GetState(), State::Idle);
   // The app itself takes a second launch for the end of the first.
   EXPECT_EQ(Outcome([&] { other.Launch(); }), "runtime: ConsoleApp: must be idle");
   EXPECT_EQ(Told([&] { return launcher.Wait(nullptr, 0.0); }), "other: Client: no console app");
+  EXPECT_FALSE(launcher.HasExecutionData());
   EXPECT_EQ(launcher.GetState(), State::Idle);
 }
 
@@ -506,6 +514,33 @@ TEST(ConsoleAppRun, HandsStandardInputOver) {
   EXPECT_EQ(exitCode, 4);
   EXPECT_EQ(out->text, "abc\n");
   EXPECT_EQ(app->GetTasksRunning(), 0);
+}
+
+// Whoever else may have them.
+TEST(ConsoleAppRun, ClosesAndLetsGoOfTheChildsStreams) {
+  struct Stream : ztutil::RandomAccess {
+    bool DoIsOpen() const override { return said += '?', true; }
+    bool DoClose() override { return said += 'c', true; }
+    std::size_t DoReadSome(void*, std::size_t) override { return said += 'r', 0; }
+    std::size_t DoWriteSome(const void*, std::size_t n) override { return said += 'w', n; }
+    void Flush() override { said += 'f'; }
+    mutable std::string said;
+  };
+  const auto input = boost::make_shared<Stream>(), output = boost::make_shared<Stream>();
+  const auto fake = boost::make_shared<FakeLauncher>();
+  fake->launch = [=](auto&...) { return LaunchResult{input, {nullptr, output, nullptr}}; };
+  const auto app = boost::make_shared<App>(Ignore, fake);
+  const auto run = [&] { return RunToEnd(app, Params({}, boost::make_shared<Task>())); };
+  const auto held = input.use_count();
+  EXPECT_EQ(run(), "Finished 0");
+  app->WritelnAppStdin("x");
+  EXPECT_EQ(input.use_count(), held + 1);
+  for (int i = 0; i < 2; ++i) app->CloseAppStdin();
+  EXPECT_EQ(input->said + '|' + output->said, "?w?f?c|?r?c");
+  EXPECT_EQ(input.use_count(), held);
+  EXPECT_EQ(run(), "Finished 0");
+  app->Reset();
+  EXPECT_EQ(input.use_count(), held);
 }
 
 TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {
@@ -597,7 +632,9 @@ TEST(ConsoleAppRun, ALateLaunchCleansUpBehindItself) {
     return result;
   };
   launcher->wait = [=](std::int32_t* exitCode) { return platform->Wait(exitCode); };
-  launcher->kill = [=] { platform->Kill(), killed->count_down(); };
+  const auto isKilled = std::make_shared<bool>(false);
+  launcher->kill = [=] { platform->Kill(), *isKilled = true; };
+  launcher->giveUp = [=] { *isKilled ? killed->count_down() : static_cast<void>(ADD_FAILURE()); };
   ConsoleAppLauncher host(Params({"drain", "exit:3"}), boost::make_shared<App>(Ignore, launcher));
   host.Launch();
   EXPECT_EQ(host.GetState(), State::Timeout);
@@ -630,6 +667,7 @@ TEST(ConsoleAppRun, NoKillMeansTheChildOfAnEarlierRun) {
   host.Launch();
   EXPECT_EQ(host.GetState(), State::Running);
   host.Reset();
+  EXPECT_EQ(app->GetTasksRunning(), 0);
   reset->count_down();
   EXPECT_EQ(waiting->wait_for(boost::chrono::seconds(30)), boost::cv_status::no_timeout);
   host.Launch();
