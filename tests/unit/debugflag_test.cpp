@@ -38,7 +38,7 @@ TEST(Settings, LinesAreTakenToTheLetter) {
       {"A=99999999999", {{"A", 2147483647}}},
       {"A=-99999999999999999999", {{"A", -2147483647 - 1}}},
       {"#A=1\nB\n=3\nC=\n\nD=4\n", {{"D", 4}}},
-      {"A=1\r\n\r\nC=\r\n#\r\nA=2\r\nlast=5", {{"A", 1}, {"A", 2}, {"last", 5}}},
+      {"A=1\r\n\r\nC=\r\n#\r\nA=2\r\nlast=\r", {{"A", 1}, {"A", 2}, {"last", 0}}},
       {std::string("A\0B=7\nD=3", 9), {{"A", 7}, {"D", 3}}},
       {longName + "=1\n" + longName + "\nA=2\n", {{longName, 1}, {"A", 2}}},
       {tooLong, {}},
@@ -60,6 +60,7 @@ void CheckFlags() {
   EXPECT_EQ(Value("A"), 3);
   EXPECT_EQ(Value("K1023"), 1023);
   EXPECT_EQ(Value("K1024"), 0);
+  EXPECT_EQ(flag.fIndex, 1);
   ztutil::DebugFlag verbose{"GPUProwler"};
   ztutil::DebugFlagValue(verbose) = 5;
   EXPECT_EQ(Value("K1024"), 5);

@@ -44,7 +44,12 @@ TEST(ManagedThread, AbandonedThreadsStayCountedAndAreTold) {
   ztutil::DebugFlag flag{"ManagedThreadLog"}, appsFlag{"ConsoleAppLog"};
   ztutil::DebugFlagValue(flag) = 1;
   std::promise<void> go;
-  const auto wait = [until = go.get_future().share()] { until.wait(); };
+  std::atomic<int> ended{0};
+  const auto wait = [&ended, until = go.get_future().share()] {
+    until.wait();
+    boost::this_thread::sleep_for(boost::chrono::milliseconds(5));
+    ++ended;
+  };
   {
     ManagedThread thread("first");
     thread.Start(wait);
@@ -53,6 +58,7 @@ TEST(ManagedThread, AbandonedThreadsStayCountedAndAreTold) {
     EXPECT_EQ(ManagedThread::GetThreadCount(), before + 2);
     go.set_value();
     thread.Join();
+    EXPECT_GE(ended, 1);
     EXPECT_EQ(ManagedThread::GetThreadCount(), before + 1);
   }
   EXPECT_EQ(ManagedThread::GetThreadCount(), before + 1);

@@ -3,6 +3,7 @@
 #include "ownhome.h"
 #include "testsystem.h"
 
+#include <ztutil/calendar.h>
 #include <ztutil/managedthread.h>
 #include <ztutil/ztlogging.h>
 
@@ -10,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <iomanip>
 #include <memory>
@@ -73,13 +76,23 @@ TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
 
 TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {
   const std::pair<std::uint32_t, const char*> rows[] = {
-      {ZTLogger::kLogAll, R"(00000_\d{4}/\d\d/\d\d_\d\d:\d\d:\d\d\.\d{3}\(\+00\.000\)\[[^\]]+\] x\n)"},
+      {ZTLogger::kLogAll, R"(00000_2026/11/13_21:05:0\d\.\d{3}\(\+00\.000\)\[[^\]]+\] x\n)"},
       {0, "x\n"},
-      {ZTLogger::kLogSequence | ZTLogger::kLogMonth | ZTLogger::kLogMinute, R"(00000_\d\d_\d\d x\n)"},
-      {ZTLogger::kLogHour, R"(\d\d x\n)"},
       {0x400, " x\n"},
-      {ZTLogger::kLogYear | ZTLogger::kLogDay | ZTLogger::kLogSecond, R"(\d{4}/\d\d_\d\d\.\d{3} x\n)"},
+      {ZTLogger::kLogYear, "2026 x\n"},
+      {ZTLogger::kLogMonth, "11 x\n"},
+      {ZTLogger::kLogDay, "13 x\n"},
+      {ZTLogger::kLogHour, "21 x\n"},
+      {ZTLogger::kLogMinute, "05 x\n"},
+      {ZTLogger::kLogSecond, R"(0\d\.\d{3} x\n)"},
+      {ZTLogger::kLogYear | ZTLogger::kLogHour, "2026_21 x\n"},
+      {ZTLogger::kLogSequence | ZTLogger::kLogMonth | ZTLogger::kLogMinute, "00000_11_05 x\n"},
+      {ZTLogger::kLogDay | ZTLogger::kLogSecond, R"(13_0\d\.\d{3} x\n)"},
   };
+  SetZone("UTC0");
+  ztutil::LocalCalendarTime(ztutil::Now());  // ties the clock to the calendar before it is put off
+  const std::chrono::duration<double> utc = std::chrono::system_clock::now().time_since_epoch();
+  ztutil::SetClockBias(1794603900.5 - utc.count());
   for (const auto& [flags, expression] : rows) {
     MemoryLogger logger(flags);
     ZT_LOG(gFlag, "x");
@@ -87,6 +100,7 @@ TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {
     EXPECT_EQ(logger.SetFormatFlags(0xFFFFFFFF), flags);
     EXPECT_EQ(logger.GetFormatFlags(), 0xFFFFFDFFu);
   }
+  ztutil::SetClockBias(0.0);
 }
 
 TEST(Logging, TheDeltaIsTheTimeSinceTheMessageBefore) {
@@ -94,18 +108,23 @@ TEST(Logging, TheDeltaIsTheTimeSinceTheMessageBefore) {
   std::string expected = "(+00.000) a\n";  // the first one has none before
   EXPECT_EQ(ztutil::SetClockBias(123.5), 0.0);
   ZT_LOG(gFlag, "a");
-  for (const double bias : {0.0, 7.5}) {
+  constexpr double kFar = 281474976710656.0;  // where the clock knows sixteenths of a second only
+  for (const double bias : {0.0, 7.5, kFar, kFar + 0.0625, kFar + 0.25}) {
     const double former = ztutil::SetClockBias(bias);
     ZT_LOG(gFlag, "b");
     double previous = 0.0, current = 0.0;
     logger.GetPreviousTime(previous);
     logger.GetCurrentTime(current);
-    EXPECT_GE(current - previous, bias - former);
-    char text[32];
-    std::snprintf(text, sizeof text, "(%+07.3f) b\n", current - previous);
+    const double delta = current - previous;
+    EXPECT_GE(delta, bias - former - 0.0625);
+    const long double whole = std::nearbyint(std::abs(static_cast<long double>(delta)) * 1000.0L);  // to even
+    const auto milliseconds = static_cast<long long>(whole);
+    char text[64];
+    std::snprintf(text, sizeof text, "(%c%02lld.%03lld) b\n", delta < 0.0 ? '-' : '+', milliseconds / 1000,
+                  milliseconds % 1000);
     expected += text;
   }
-  EXPECT_EQ(ztutil::SetClockBias(0.0), 7.5);
+  EXPECT_EQ(ztutil::SetClockBias(0.0), kFar + 0.25);
   EXPECT_EQ(logger.text, expected);
 }
 
@@ -168,6 +187,7 @@ TEST(Logging, ASingleLineIsGatheredAboveTheLoggerBeneath) {
     ztutil::SingleLineLogger line;
     for (const char* const text : {"a", "b", "c"}) ZT_LOG(gFlag, text);
   }
+  EXPECT_EQ(below.text.back(), '\n');
   { const ztutil::SingleLineLogger silent("silent"); }
   {
     const ztutil::SingleLineLogger lost("lost");
@@ -203,12 +223,13 @@ TEST(Logging, ScopesIndentWhatIsSaidInThem) {
 }
 
 TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
-  MemoryLogger logger;
+  MemoryLogger logger(ZTLogger::kLogSequence);
   logger.broken = true;
   {
     ZT_LOG_SCOPE(gFlag, "scope");
     ZT_LOG(gFlag, "text");
   }
+  { const ztutil::ZTNullLogger above; }
   logger.broken = false;
   for (int i = 0; i < 2; ++i)  // below 0, where it stays
     EXPECT_EQ(Outcome([&] { logger.Outdent(); }), "other: string too long");
@@ -216,7 +237,7 @@ TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
   EXPECT_EQ(Outcome([&] { logger.Indent(); }), "other: string too long");
   logger.Indent();
   ZT_LOG(gFlag, "text");
-  EXPECT_EQ(logger.text, "BEGIN scope\ntext\n");
+  EXPECT_EQ(logger.text, "00000 BEGIN scope\n00001 text\n");
 }
 
 // Nobody has made a logger here, so that the first message makes the default one, which stays.
@@ -224,6 +245,11 @@ TEST(Logging, TheFileBeginsAnewOnceInAProcessAndLosesOnlyWhatCannotBeWritten) {
   const std::string end = std::string(kCarriageReturn) + "\n";
   const std::string path = WriteInHome("ztlog.txt", "of an earlier run\n");
   { const ztutil::ZTFileLogger unused; }
+  EXPECT_EQ(ReadInHome("ztlog.txt"), "missing");
+  {
+    const ztutil::ZTFileLogger unused;
+    WriteInHome("ztlog.txt", "");
+  }
   EXPECT_EQ(ReadInHome("ztlog.txt"), "missing");
   ZT_LOG(gFlag, "a");
   {
@@ -251,6 +277,12 @@ TEST(Logging, NobodyGetsBehindTheEndOfASharedLine) {
   for (int i = 0; i < 20000; ++i) {
     const ztutil::SingleLineLogger line("line");
     ZT_LOG(gFlag, "a");
+  }
+  for (int i = 0; i < 500; ++i) {  // nor into one that goes
+    const ztutil::ZTFileLogger file;
+    const ztutil::ZTNullLogger silence;
+    const ztutil::ZTDebugStrLogger debugger;
+    const ztutil::ZTStdioLogger stream(nullptr);
   }
   stop = true;
   other.join();
