@@ -23,25 +23,11 @@ TEST(Fmt, EachTypeHasItsForm) {
 }
 
 TEST(Fmt, EachTypeHasAFormatOfItsOwn) {
-  using F = FmtFormats;
   Fmt own(Fmt::Head());
   own.fCharFunc = [](std::string& out, char value, char quote) { out += {value, quote}; };
-  for (const auto& [field, format] : {std::pair(&F::fBool, "n\0y"),
-                                      {&F::fInt8, "a%d"},
-                                      {&F::fUInt8, "b%u"},
-                                      {&F::fInt16, "c%d"},
-                                      {&F::fUInt16, "d%u"},
-                                      {&F::fInt32, "e%d"},
-                                      {&F::fUInt32, "f%u"},
-                                      {&F::fLong, "g%ld"},
-                                      {&F::fULong, "h%lu"},
-                                      {&F::fInt64, "i%lld"},
-                                      {&F::fUInt64, "j%llu"},
-                                      {&F::fFloat, "k%g"},
-                                      {&F::fDouble, "l%g"},
-                                      {&F::fString, "m%s"},
-                                      {&F::fPointer, "n%llu"}})
-    own.*field = format;
+  own.fBool = "n\0y", own.fInt8 = "a%d", own.fUInt8 = "b%u", own.fInt16 = "c%d", own.fUInt16 = "d%u";
+  own.fInt32 = "e%d", own.fUInt32 = "f%u", own.fLong = "g%ld", own.fULong = "h%lu", own.fInt64 = "i%lld";
+  own.fUInt64 = "j%llu", own.fFloat = "k%g", own.fDouble = "l%g", own.fString = "m%s", own.fPointer = "n%llu";
   EXPECT_EQ(FmtBool(true) + FmtChar('"') + FmtInt8(1) + FmtUInt8(2) + FmtInt16(3) + FmtUInt16(4) +
                 FmtInt32(5) + FmtUInt32(6) + FmtLong(7) + FmtULong(8) + FmtInt64(9) + FmtUInt64(10) +
                 FmtFloat(0.5f) + FmtDouble(1.5) + FmtString("x\n") + FmtPointer(nullptr) + FmtFourCC(11),

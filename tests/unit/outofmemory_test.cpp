@@ -109,13 +109,9 @@ TEST(Buffers, GiveBackWhatTheyOwn) {
     ztutil::Buffer buffer(1);
     buffer.Write("abc", 3);
     buffer.SetEnd();
-    ztutil::Buffer closed(buffer);
-    closed.Close();
-    ztutil::Reader& reader = buffer;
-    for (int i = 0; i < 2; ++i) {  // the second time it came from the first one's
-      auto* seen = new ztutil::Buffer(1);
-      reader.TakeBack(seen);
-    }
+    ztutil::Buffer(buffer).Close();
+    for (ztutil::Buffer* seen : {new ztutil::Buffer(1), new ztutil::Buffer(1)})
+      buffer.TakeBack(seen);  // the second is of the first one's bytes
   }
   EXPECT_EQ(gHeld, before);
 }

@@ -16,7 +16,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <regex>
 #include <thread>
@@ -123,32 +122,24 @@ TEST(LauncherPosix, TheLogTellsOfThePipesAndWhatTheSystemSaysOfAFailure) {
           closings + closings);
 }
 
-// Each by a thread of its own, whose calls stay refused.
+// Each in a thread of its own, to which the call stays refused.
 TEST(LauncherPosix, TheLogTellsWhatTheSystemRefuses) {
   const MemoryLogger logger;
   ztutil::DebugFlag flag{"ConsoleAppLog"};
   ztutil::DebugFlagValue(flag) = 1;
-  using Action = void (*)(ztutil::Launcher&);
-  const auto launch = [](ztutil::Launcher& launcher) { launcher.Launch(TestChild(), {"drain"}); };
-  const struct {
-    Action before;
-    unsigned call, error;
-    Action refused;
-    const char* outcome;
-  } rows[] = {
-      {[](auto&) {}, SYS_pipe2, EMFILE, launch, "runtime: CreatePipe failed"},
-      {[](auto&) {}, SYS_clone, EAGAIN, launch, kCreateProcessFailed},
-      {launch, SYS_waitid, EPERM, [](auto& own) { WaitFor(own); }, "runtime: WaitForSingleObject failed"},
-      {launch, SYS_kill, EPERM, [](auto& own) { own.Kill(); }, "runtime: TerminateProcess failed"},
-      {launch, SYS_clone3, EAGAIN, [](auto& own) { own.GiveUp(); }, ""},
-  };
-  for (const auto& row : rows)
-    std::thread([&row] {
+  const auto refused = [](unsigned call, unsigned error, void (*act)(ztutil::Launcher&)) {
+    std::thread([=] {
       const auto launcher = CreateLauncher();
-      row.before(*launcher);
-      ASSERT_TRUE(RefuseCalls(row.call, row.error));
-      EXPECT_EQ(Outcome([&] { row.refused(*launcher); }), row.outcome);
+      launcher->Launch(TestChild(), {"drain"});
+      ASSERT_TRUE(RefuseCalls(call, error));
+      Outcome([&] { act(*launcher); });
     }).join();
+  };
+  for (const auto& [call, error] : {std::pair(SYS_pipe2, EMFILE), {SYS_clone, EAGAIN}})
+    refused(call, error, [](ztutil::Launcher& own) { own.Launch(TestChild(), {}); });
+  refused(SYS_waitid, EPERM, [](ztutil::Launcher& own) { WaitFor(own); });
+  refused(SYS_kill, EPERM, [](ztutil::Launcher& own) { own.Kill(); });
+  refused(SYS_clone3, EAGAIN, [](ztutil::Launcher& own) { own.GiveUp(); });
   ztutil::DebugFlagValue(flag) = 0;
   EXPECT_EQ(std::regex_replace(logger.text, std::regex("process \\d+"), "process #"),
             "CreatePipe failed: pipe2 failed: Too many open files\n"
@@ -158,41 +149,21 @@ TEST(LauncherPosix, TheLogTellsWhatTheSystemRefuses) {
             "what is left of process # stays: Resource temporarily unavailable\n");
 }
 
-TEST(LauncherPosix, AChildThatSomebodyElseReapsIsLeftAlone) {
-  const auto launcher = CreateLauncher();
-  launcher->Launch(TestChild(), {});
-  EXPECT_GT(waitpid(static_cast<pid_t>(launcher->GetProcessID()), nullptr, 0), 0);
-  EXPECT_EQ(Outcome([&] { launcher->Kill(); }), "");
-  EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
-}
-
-TEST(LauncherPosix, SignalsDoNotInterruptAWait) {
+TEST(LauncherPosix, NeitherSignalsNorATracedChildsStopEndAWait) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   sigaction(SIGUSR1, &action, nullptr);
   const auto launcher = CreateLauncher();
-  launcher->Launch(TestChild(), {"sleep:100", "exit:6"});
-  std::atomic<bool> done{false};
-  std::thread disturber([&done, waiting = pthread_self()] {
-    for (; !done; std::this_thread::sleep_for(std::chrono::milliseconds(1))) pthread_kill(waiting, SIGUSR1);
-  });
-  EXPECT_EQ(WaitFor(*launcher), "0 6");
-  done = true;
-  disturber.join();
-}
-
-TEST(LauncherPosix, AStopOfATracedChildIsNotItsEnd) {
-  const auto launcher = CreateLauncher();
   launcher->Launch(TestChild(), {"hang"});
   const auto pid = static_cast<pid_t>(launcher->GetProcessID());
-  if (ptrace(PTRACE_SEIZE, pid, 0, 0) != 0) GTEST_SKIP() << "may not trace";
-  ASSERT_EQ(ptrace(PTRACE_INTERRUPT, pid, 0, 0), 0);
-  std::thread killer([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  if (ptrace(PTRACE_SEIZE, pid, 0, 0) == 0) ptrace(PTRACE_INTERRUPT, pid, 0, 0);  // where one may trace
+  std::thread disturber([&, waiting = pthread_self()] {
+    for (int i = 0; i < 50; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+      pthread_kill(waiting, SIGUSR1);
     launcher->Kill();
   });
   EXPECT_EQ(WaitFor(*launcher), "2 77");
-  killer.join();
+  disturber.join();
 }
 
 TEST(LauncherPosix, WhatNobodyWaitsForIsReapedAtItsEnd) {

@@ -70,14 +70,6 @@ TEST(WinHandle, NothingStaysOpenOfWhatIsGivenToNobody) {
   EXPECT_EQ(NextDescriptor(), next);
 }
 
-TEST(WinHandle, ABrokenPipeIsTheEndOfWhatIsRead) {
-  std::thread([] {
-    Pipe pipe;
-    ASSERT_TRUE(RefuseCalls(SYS_read, EPIPE));
-    EXPECT_EQ(pipe.in.ReadByte(), -1);
-  }).join();
-}
-
 void ExpectNoSigpipe() {
   sigset_t sigpipe, pending, mask;
   sigemptyset(&sigpipe);
