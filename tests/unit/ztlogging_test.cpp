@@ -261,7 +261,6 @@ TEST(Logging, TheFileBeginsAnewOnceInAProcessAndLosesOnlyWhatCannotBeWritten) {
   EXPECT_TRUE(Matches(ReadInHome("ztlog.txt"), kPrefix + "kept" + end));
 }
 
-// All log and open scopes, and two of them come and go on top of the stack. Every line stays whole.
 TEST(Logging, NobodyGetsBehindTheEndOfASharedLine) {
   MemoryLogger below;
   std::atomic<bool> stop{false};
@@ -284,6 +283,7 @@ TEST(Logging, NobodyGetsBehindTheEndOfASharedLine) {
   EXPECT_EQ(below.text.back(), '\n');
 }
 
+// All log and open scopes, and two of them come and go on top of the stack.
 TEST(Logging, ManyThreadsLeaveNoLineTorn) {
   const std::regex line(kPrefix +
                         " *(text|BEGIN scope|END scope, duration=.*|Activating new logger memory)\n");
