@@ -3,6 +3,7 @@
 #include "system/xdguserdirs.h"
 
 #include <ztutil/debugflag.h>
+#include <ztutil/logger.h>
 
 #include <gtest/gtest.h>
 
@@ -54,6 +55,7 @@ void CheckFlags() {
   std::string settings = "A=1\nA=2\n";
   for (int i = 1; i < 1100; ++i) settings += "K" + std::to_string(i) + "=" + std::to_string(i) + "\n";
   WriteInHome("ztlogSettings.txt", settings);
+  EXPECT_NE(ztutil::CurrentLogger().get(), nullptr);  // has the flags read, too
   EXPECT_EQ(Value("A"), 1);
   ztutil::DebugFlag flag{"A"};
   ztutil::DebugFlagValue(flag) = 3;

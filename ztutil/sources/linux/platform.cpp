@@ -47,7 +47,7 @@ std::string HomeDirectory() {
   passwd* found = nullptr;
   std::vector<char> buffer(16384);
   getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
-  return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
+  return found != nullptr ? found->pw_dir : "";
 }
 
 // What the system knows of an open file; nothing where it isn't open.
