@@ -52,23 +52,38 @@ TEST(AdapterText, FieldsAndNumbers) {
 TEST(SysfsText, DatesOfBuilds) {
   const string nvidia =
       "NVRM version: NVIDIA UNIX Open Kernel Module for x86_64  550.90.07  Release Build  (a@b)  ";
-  for (const auto& [text, day] : Table{{nvidia + "Wed Dec  6 01:15:15 UTC 2023", "20231206"},
-                                       {nvidia + "Tue Jun  4 01:42:09 PM CST 2024", "20240604"},
-                                       {nvidia + "Tue  4 Jun 13:42:09 BST 2024", "20240604"},
-                                       {nvidia, ""},
-                                       {nvidia + "Sat anF 19 01:15:15 UTC 2023", ""},
-                                       {nvidia + "Sat Aug 32 01:15:15 UTC 2023", ""},
-                                       {"#1 SMP Debian 6.1.55-1 (2023-09-29)", "20230929"},
-                                       {"#1 SMP Debian 6.1.55-1 (2023-13-29)", ""},
-                                       {"#1 SMP Debian 6.1.55-1 (2023-09-2)", ""},
-                                       {"#49-Ubuntu SMP Mon Nov  4 02:06:24 UTC 2024", "20241104"},
-                                       {"#28~24.04.1-Ubuntu SMP Wed Jul  1 15:50:57 UTC 2", ""},
-                                       {"#1 SMP Wed Oct 9 07:25:53 UTC 2024 (d75a4ab)", "20241009"},
-                                       {"#1 SMP PREEMPT Sat, 13 Feb 2021 20:50:18 +0000", "20210213"},
-                                       {"#1 SMP PMX 6.8.12-9 (2025-03-16T19:18Z)", "20250316"},
-                                       {"#1 SMP PVE 5.15.74-1 (Mon, 14 Nov 2022 20:17:15 +0100)", "20221114"},
-                                       {"#1-NixOS SMP Tue Jan  1 00:00:00 UTC 1980", ""}})
+  for (const auto& [text, day] :
+       Table{{nvidia + "Wed Dec  6 01:15:15 UTC 2023", "20231206"},
+             {nvidia + "Sun Mar 31 01:42:09 PM CST 9999", "99990331"},
+             {nvidia + "Tue  4 Jun 13:42:09 BST 2024", "20240604"},
+             {nvidia + "Fri Jan  4 13:42:09 BST 10000", ""},
+             {"Jun 2024", ""},
+             {nvidia, ""},
+             {nvidia + "Sat anF 19 01:15:15 UTC 2023", ""},
+             {nvidia + "Sat Aug 32 01:15:15 UTC 2023", ""},
+             {"#1 SMP Debian 6.1.55-1 (2023-09-29)", "20230929"},
+             {"1991-01-31", "19910131"},
+             {"(1990-12-31)", ""},
+             {"(2023-00-29) (2023-13-29) (2023-09-00) (2023-09-32) (2023-09-2)", ""},
+             {"(202-09-29) (20230-09-29) (2023-9-29) (2023-009-29) (2023-09-029)", ""},
+             {"#49-Ubuntu SMP Mon Nov  4 02:06:24 UTC 2024", "20241104"},
+             {"#28~24.04.1-Ubuntu SMP Wed Jul  1 15:50:57 UTC 2", ""},
+             {"#1 SMP Wed Oct 9 07:25:53 UTC 2024 (d75a4ab)", "20241009"},
+             {"#1 SMP Sun Sep 1 07:25:53 UTC 2024", "20240901"},
+             {"#1 SMP PREEMPT Sat, 13 Feb 2021 20:50:18 +0000", "20210213"},
+             {"#1 SMP PMX 6.8.12-9 (2025-03-16T19:18Z)", "20250316"},
+             {"#1 SMP PVE 5.15.74-1 (Mon, 14 Nov 2022 20:17:15 +0100)", "20221114"},
+             {"#1-NixOS SMP Tue Jan  1 00:00:00 UTC 1980", ""}})
     EXPECT_EQ(ztutil::DateOfBuild(text), day.empty() ? "" : day + "000000.000000-000") << text;
+}
+
+TEST(SysfsText, SlotsInOneNumber) {
+  EXPECT_EQ(ztutil::PackedSlot("0000:03:00.0"), 0x300u);
+  EXPECT_EQ(ztutil::PackedSlot("ffffffff:ff:1f.7"), 0xffffffffffffu);
+  for (const char* bad : {"", "1:01:01.1", "001:01:01.1", "1fffffff1:01:01.1", "0001:1:01.1", "0001:001:01.1",
+                          "0001:01:1.1", "0001:01:001.1", "0001:01:01.", "0001:01:01.11", "0001:01:01.8",
+                          "0001:01:20.1", "0001:0g:01.1", "0001.01:01.1", "0001:01.01.1", "0001:01:01:1"})
+    EXPECT_EQ(ztutil::PackedSlot(bad), 0u) << bad;
 }
 
 // The head of an answer of i915 or xe, which begins with the count of regions, and a region.

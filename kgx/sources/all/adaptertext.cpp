@@ -19,22 +19,21 @@ std::string_view Trimmed(std::string_view text) {
 
 // True if the line begins so, and then that is taken off it.
 bool TakePrefix(std::string_view& line, std::string_view prefix) {
-  if (line.substr(0, prefix.size()) != prefix) return false;
+  if (!StartsWith(line, prefix)) return false;
   line.remove_prefix(prefix.size());
   return true;
 }
 
-// From the first line that begins so on, without its beginning. The text's first line is a comment, and isn't
-// looked at.
-std::string_view FromLine(std::string_view text, const std::string& prefix) {
-  const std::size_t found = text.find('\n' + prefix);
-  return found == std::string_view::npos ? "" : text.substr(found + 1 + prefix.size());
+// What stands behind the first of these marks. They begin a line, but not the first, which is a comment.
+std::string_view Behind(std::string_view text, const std::string& mark) {
+  const std::size_t found = text.find(mark);
+  return found == std::string_view::npos ? "" : text.substr(found + mark.size());
 }
 
 // A number that is the whole text.
 template <class Number>
 std::optional<Number> WholeNumber(std::string_view text, int base) {
-  Number number = 0;
+  Number number{};
   const char* const end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, number, base);
   if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
@@ -49,6 +48,10 @@ std::string Printed(const char* format, Values... values) {
 }
 
 }  // namespace
+
+bool StartsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
 
 std::string_view TakeLine(std::string_view& text) {
   const std::string_view line = text.substr(0, text.find('\n'));
@@ -80,7 +83,7 @@ std::string_view FieldValue(std::string_view text, std::string_view name) {
 }
 
 std::string_view NameInPCIIds(std::string_view ids, std::uint64_t vendor, std::uint64_t device) {
-  std::string_view section = FromLine(ids, Printed("%04llx  ", vendor));
+  std::string_view section = Behind(ids, Printed("\n%04llx  ", vendor));
   const std::string prefix = Printed("\t%04llx  ", device);
   TakeLine(section);  // the vendor's name
   while (!section.empty() && (section.front() == '\t' || section.front() == '#')) {
@@ -95,7 +98,7 @@ std::string_view NameInPCIIds(std::string_view ids, std::uint64_t vendor, std::u
 }
 
 std::string_view NameInAMDGPUIds(std::string_view ids, std::uint64_t device, std::uint64_t revision) {
-  std::string_view rest = FromLine(ids, Printed("%04llX,\t%02llX,\t", device, revision));
+  std::string_view rest = Behind(ids, Printed("\n%04llX,\t%02llX,\t", device, revision));
   return Trimmed(TakeLine(rest));
 }
 

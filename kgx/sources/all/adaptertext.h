@@ -10,6 +10,8 @@
 
 namespace KGX {
 
+bool StartsWith(std::string_view text, std::string_view prefix);
+
 // Takes the next line off the text, without its line feed.
 std::string_view TakeLine(std::string_view& text);
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -19,7 +20,6 @@ namespace KGX {
 
 namespace {
 
-constexpr std::uint32_t kNVIDIA = 0x10DE;
 constexpr std::uint32_t kAMD = 0x1002;
 constexpr std::size_t kDatabaseLimit = 16777216;
 
@@ -28,6 +28,7 @@ bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 // True for the adapter on which the firmware showed the machine's start.
 bool IsBootAdapter(const std::string& directory) { return ReadAttribute(directory + "/boot_vga") == "1"; }
 
+// Empty for other adapters, which NVIDIA's driver has no file for.
 std::string NVIDIAName(const std::string& directory, const SystemRoots& roots) {
   const std::string information =
       ReadSystemFile(roots.proc + "/driver/nvidia/gpus/" + AdapterSlot(directory) + "/information");
@@ -58,7 +59,7 @@ std::string IdDatabases::AMDGPUName(std::uint64_t device, std::uint64_t revision
 }
 
 std::string ReadSystemFile(const std::string& path, std::size_t limit) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0) return {};
   std::string content;
   char buffer[16384];
@@ -91,10 +92,8 @@ std::vector<std::string> ListDirectory(const std::string& path) {
 }
 
 std::string ResolvedPath(const std::string& path) {
-  char* const resolved = realpath(path.c_str(), nullptr);
-  std::string result = resolved != nullptr ? resolved : "";
-  std::free(resolved);
-  return result;
+  const std::unique_ptr<char, void (*)(void*)> resolved(realpath(path.c_str(), nullptr), std::free);
+  return resolved != nullptr ? resolved.get() : "";
 }
 
 std::vector<AdapterPlace> ListAdapters(const SystemRoots& roots) {
@@ -105,22 +104,22 @@ std::vector<AdapterPlace> ListAdapters(const SystemRoots& roots) {
     const std::string directory = AdapterDirectory(entry, roots);
     if (directory.empty()) continue;
     AdapterPlace& adapter = found[directory];
-    if (!card) {
+    if (card) {
+      adapter.card = std::min(*card, adapter.card.value_or(*card));
+    } else {
       adapter.renderNode = entry;
-    } else if (!adapter.card || *card < *adapter.card) {
-      adapter.card = card;
     }
   }
   const std::string pci = roots.sys + "/bus/pci/devices/";
   for (const std::string& slot : ListDirectory(pci)) {
-    constexpr char kDisplayClass[] = "0x03";
-    if (ReadAttribute(pci + slot + "/class").rfind(kDisplayClass, 0) == 0) found[ResolvedPath(pci + slot)];
+    if (StartsWith(ReadAttribute(pci + slot + "/class"), "0x03")) found[ResolvedPath(pci + slot)];
   }
 
-  std::map<std::tuple<bool, bool, unsigned, std::string>, AdapterPlace> sorted;
+  constexpr unsigned kNoCard = std::numeric_limits<unsigned>::max();
+  std::map<std::tuple<bool, unsigned, std::string>, AdapterPlace> sorted;
   for (auto& [directory, adapter] : found) {
     adapter.directory = directory;
-    sorted[{!IsBootAdapter(directory), !adapter.card, adapter.card.value_or(0), directory}] = adapter;
+    sorted[{!IsBootAdapter(directory), adapter.card.value_or(kNoCard), directory}] = adapter;
   }
   std::vector<AdapterPlace> adapters;
   std::transform(sorted.begin(), sorted.end(), std::back_inserter(adapters),
@@ -137,9 +136,8 @@ std::string AdapterDirectory(const std::string& deviceFile, const SystemRoots& r
   if (isPCI(directory)) return directory;
   // The device of a virtio card is a child of its PCI device. So is the framebuffer that the firmware has
   // left, whose card isn't the adapter's own.
-  const std::size_t slash = directory.rfind('/');
-  if (slash == std::string::npos || directory.compare(slash + 1, 6, "virtio") != 0) return {};
-  const std::string parent = directory.substr(0, slash);
+  if (!StartsWith(AdapterSlot(directory), "virtio")) return {};
+  const std::string parent = ResolvedPath(directory + "/..");
   return isPCI(parent) ? parent : "";
 }
 
@@ -157,8 +155,7 @@ std::string AdapterName(const std::string& directory, IdDatabases& databases, bo
   const auto device = ReadPCIId(directory + "/device");
   if (!vendor || !device) return "unknown adapter";
   std::string name;
-  if (*vendor == kNVIDIA && (mayWake || !IsAsleep(directory)))
-    name = NVIDIAName(directory, databases.Roots());
+  if (mayWake || !IsAsleep(directory)) name = NVIDIAName(directory, databases.Roots());
   if (*vendor == kAMD) name = AMDName(directory, *device, databases);
   if (name.empty()) name = databases.PCIName(*vendor, *device);
   if (!name.empty()) return name;

@@ -59,7 +59,7 @@ std::string SystemTree::AddDevice(const std::string& slot, const std::string& id
     SetDriver(device, "virtio-pci");
     Write("sys/module/virtio-pci/version", "1\n");
     owner += "/" + driver.substr(0, slash);
-    Write(owner + "/features", "");
+    Write(owner + "/vendor", "0x1af4\n");
   }
   if (!name.empty()) SetDriver(owner, name);
   return owner;
@@ -78,7 +78,8 @@ void SystemTree::AddCard(const std::string& device, int card, int renderNode, co
     const bool isConnected = status == "connected";
     Write(folder + "/status", status + "\n");
     Write(folder + "/enabled", isConnected ? "enabled\n" : "disabled\n");
-    Write(folder + "/modes", isConnected ? "1920x1080\n1680x1050\n" : "");
+    Write(folder + "/modes",
+          isConnected ? connector.back() + std::string("920x1080\n1680x1050\n") : "640x480\n");
     Link("sys/class/drm/" + name + "-" + connector, folder);
   }
 }

@@ -30,7 +30,7 @@ class SystemTree {
                         const Files& files = {});
 
   // A DRM card of the device at that path, with its connectors' states by name, and with a render node unless
-  // the number is 0.
+  // the number is 0. A connected one has a mode of its own: that of "DP-2" is "2920x1080".
   void AddCard(const std::string& device, int card, int renderNode, const Files& connectors = {});
 
  private:

@@ -58,10 +58,8 @@ constexpr int kAnswerLimit = 65536;
 class DeviceNode {
  public:
   explicit DeviceNode(const std::string& path)
-      : fDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-  ~DeviceNode() {
-    if (fDescriptor >= 0) close(fDescriptor);
-  }
+      : fDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK)) {}
+  ~DeviceNode() { close(fDescriptor); }
   DeviceNode(const DeviceNode&) = delete;
   DeviceNode& operator=(const DeviceNode&) = delete;
 

@@ -5,10 +5,10 @@
 #include "inventory/sysfstext.h"
 #include "system/platform.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace ztutil {
 
@@ -16,16 +16,13 @@ namespace {
 
 using KGX::ReadAttribute;
 using KGX::ReadPCIId;
+using KGX::StartsWith;
 using KGX::SystemRoots;
-
-bool StartsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
 // The last part of what a link leads to; empty where there is no link.
 std::string NameOfTarget(const std::string& link) {
-  char target[4096];
-  const ssize_t size = readlink(link.c_str(), target, sizeof target);
-  const std::string path(target, size > 0 ? static_cast<std::size_t>(size) : 0);
-  return path.substr(path.rfind('/') + 1);
+  std::error_code error;
+  return std::filesystem::read_symlink(link, error).filename();
 }
 
 // The link to the driver of the PCI device. That of a virtio card is the driver of a bus, whose child has the
@@ -113,7 +110,7 @@ class AdapterFiles {
     source = "physical_vram_size_bytes";
     const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles(source) : 0;
     if (tiles != 0) return tiles;
-    if (fPlace.renderNode.empty() || !fMayWake) return std::nullopt;
+    if (!fMayWake) return std::nullopt;
     source = "driver";
     return DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
   }

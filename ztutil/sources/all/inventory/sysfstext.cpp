@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <sstream>
 #include <vector>
 
@@ -41,7 +40,7 @@ std::vector<std::string> Words(std::string_view line) {
 constexpr unsigned kFirstYear = 1991;  // of Linux
 
 std::string WMIDate(unsigned year, unsigned month, unsigned day) {
-  if (year < kFirstYear || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31) return {};
+  if (year < kFirstYear || month < 1 || month > 12 || day < 1 || day > 31) return {};
   std::string text;
   FmtPrintf(text, "%04u%02u%02u000000.000000-000", year, month, day);
   return text;
@@ -76,7 +75,7 @@ unsigned Decimal(const std::string& word) {
 template <class Value>
 Value ValueAt(std::string_view bytes, std::size_t offset) {
   Value value{};
-  if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
+  bytes.copy(reinterpret_cast<char*>(&value), sizeof value, offset);
   return value;
 }
 
@@ -103,8 +102,8 @@ std::string DateOfBuild(std::string_view version) {
     const auto word = [&](std::size_t index) { return index < words.size() ? Decimal(words[index]) : 0; };
     const unsigned behind = word(i + 1);
     const unsigned day = behind >= 1 && behind <= 31 ? behind : word(i - 1);
-    std::size_t year = i + 1;
-    while (year < words.size() && word(year) < kFirstYear) ++year;
+    std::size_t year = i;
+    while (++year < words.size() && word(year) < kFirstYear) continue;
     return WMIDate(word(year), month, day);
   }
   return {};
