@@ -96,7 +96,9 @@ TEST(FaultsTest, SomeErrorsAreAnswers) {
            {"glgpu[0].HasGLNPOTSupport", "glgpu[0].GLFrameBufferOK=0", "glGetString#1=err:0x500"},
            {"glgpu[0].extension[KGX::OGL::GL_ARB_VERTEX_SHADER]", "", "glGetString#1=err:0x500"},
            {"glgpu[0].GLRectTextureSize", "glgpu[0].GLRectTextureSize=0", "glGetIntegerv#1=ret:0"},
-           {"clgpu[0].IsIntegratedCLGPU", "clgpu[0].IsIntegratedCLGPU=0", "clGetDeviceInfo#1=fail:-30"},
+           {"clgpu[0].IsIntegratedCLGPU", "clgpu[0].IsIntegratedCLGPU=0",
+            "clGetDeviceInfo#1=fail:-30 clGetDeviceInfo#1=ret:0"},
+           {kProgramKey, string(kProgramKey) + "=[0]", "glGetProgramivARB#1=ret:0"},
            {"", "clgpu[0].CLBandwidth=0 clgpu[0].CLCompute=0", "clGetEventProfilingInfo=fail:-7"},
            {"", "",
             "eglDestroyContext=ret:0 clReleaseEvent=fail:-58 clReleaseMemObject=fail:-38 "

@@ -38,11 +38,11 @@ class InventoryTest : public testing::Test {
 TEST_F(InventoryTest, TableOfEachGPU) {
   fTree.AddCard(fTree.AddDevice("0000:00:02.0", "8086:fffe 030000", "i915",
                                 {{"boot_vga", "1"}, {"mem_info_gtt_total", "104857600"}}),
-                1, 129, {{"eDP-1", "connected"}});
+                1, 129, {{"eDP-on-a-dock-that-has-a-long-name-1", "connected"}});
   fTree.AddCard(fTree.AddDevice("0000:03:00.0", "1002:fffd 030000", "amdgpu",
                                 {{"product_name", "Radeon \"Pro\""}, {"mem_info_vram_total", "17163091968"}}),
                 0, 128);
-  fTree.AddDevice("0000:65:00.0", "10de:fffc 030200", "nvidia");
+  fTree.AddDevice("0000:65:00.0", "10de:fffc 030200", "nvidia", {{"power/runtime_status", "suspended"}});
   fTree.Write("sys/module/nvidia/version", "535.104.05\n");
   fTree.Write("proc/driver/nvidia/gpus/0000:65:00.0/information",
               "Model: \t\t NVIDIA H200\nGPU UUID: \t GPU-00112233-4455-6677-8899-aabbccddeeff\n");
@@ -50,9 +50,10 @@ TEST_F(InventoryTest, TableOfEachGPU) {
   Environment machine = Machine(
       "software::,C:/dev/dri/card9:,A:/dev/dri/card0:/dev/dri/renderD128,B::/dev/dri/renderD129,NVIDIA::,"
       "Other::",
-      "eglCreatePbufferSurface@5=ret:0;glCreateShader@2=ret:0;glCompileShader@2=ret:0;glLinkProgram@1=ret:0;"
+      "eglCreatePbufferSurface@5=ret:0;glCreateShader@2=ret:0;glCreateProgram@2=ret:0;glLinkProgram@1=ret:0;"
       "glClear@1=err:0x505;glDeleteTextures@3=err:0x501;glCheckFramebufferStatusEXT@3=ret:0x8cd6;"
-      "glGetProgramivARB=err:0x502;clBuildProgram@2=ret:-11");
+      "glGetIntegerv@1=err:0x500;glGetProgramivARB@1=err:0x502;eglMakeCurrent@53=ret:0;"
+      "eglQueryDeviceStringEXT@3=ret:0;eglQueryDeviceStringEXT@6=text:;clCreateProgramWithSource@2=fail:-6");
   machine["OCL_ICD_VENDORS"] = BuildFile("e2e/icd/pocl");
   machine["POCL_DEVICES"] = "pthread pthread";
   // An old driver, which has neither contexts without a configuration nor OpenGL's own framebuffers.

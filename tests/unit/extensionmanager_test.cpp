@@ -15,6 +15,8 @@ TEST(Layer, IsOfNoUseBeforeItIsInitialized) {
   EXPECT_EQ(ExtensionManager::Instance(), nullptr);
   EXPECT_EQ(Message([] { Program(); }), "OpenGL isn't initialized");
   EXPECT_EQ(Message([] { Framebuffer(); }), "OpenGL isn't initialized");
+  DisplayDeviceKey key;
+  EXPECT_FALSE(Context::DisplayDevice(0, key));
 #ifndef _WIN32  // there the system itself is asked for it
   EXPECT_EQ(Message([] { ContextOffscreen({"card0", "Card", "slot"}); }), "no display device card0");
 #endif
@@ -25,9 +27,8 @@ TEST(ExtensionManager, VersionComesFromTheVersionText) {
   const struct {
     const char* text;
     int versions;  // how many there are, of the 13 from 1.2 to 4.1
-  } rows[] = {{"1.1.0", 0}, {"1.2", 2},   {"3.3.0 NVIDIA 340.108", 11},
-              {"4.10", 13}, {"10.0", 13}, {"OpenGL ES 3.2", 0},
-              {"4", 0},     {nullptr, 0}};
+  } rows[] = {{"1.1.0", 0}, {"1.2", 2},  {"3.9.0 NVIDIA 340.108", 11}, {"4.10", 13}, {"19.0", 13},
+              {"4.0A", 12}, {"4A.1", 0}, {"OpenGL ES 3.2", 0},         {"4", 0},     {nullptr, 0}};
   FakeGL gl;
   const ExtensionManager manager;
   for (const auto& row : rows) {

@@ -1,15 +1,19 @@
 #include "fakedrivers.h"
+#include "memorylogger.h"
+#include "outcome.h"
 
 #include <kgx/exception.h>
 #include <kgx/framebuffer.h>
 #include <kgx/program.h>
 #include <kgx/texture.h>
+#include <ztutil/debugflag.h>
 #include <ztutil/gpuimplhardware.h>
 #include <ztutil/gpuimplwin.h>
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 
 namespace {
@@ -42,11 +46,29 @@ TEST(GLGetters, RunInTheirOwnContextAndPutTheFormerOneBack) {
   EXPECT_EQ(gpuA.GetVendor(), "Vendor");
   EXPECT_EQ(events, (Texts{"current a", "none"}));
   EXPECT_EQ(Hardware(a).WithoutInventory(), (Texts{"Renderer", "", "", "", "0.000000"}));
+  EXPECT_EQ(Outcome([&] { gpuA.GetVersion(); }),
+            "runtime: KGX::OGL::ExtensionManager::Instance() returned NULL");
   events.clear();
   a->makeCurrent();
+  EXPECT_EQ(gpuA.GetVendor(), "Vendor");
   EXPECT_EQ(gpuB.GetVendor(), "Vendor");
   EXPECT_THROW(gpuB.GetRectTextureSize(), std::runtime_error);  // a name that the driver doesn't know
-  EXPECT_EQ(events, (Texts{"current a", "current b", "current a", "current b", "current a"}));
+  EXPECT_EQ(events, (Texts{"current a", "current a", "current b", "current a", "current b", "current a"}));
+}
+
+TEST(GLContexts, AreCurrentAsLongAsTheyLiveOrAreReleased) {
+  Texts events;
+  {
+    FakeContext context("", events);
+    {
+      const ScopedContextWrapper left(false);
+      context.makeCurrent();
+    }
+    FakeContext("another", events);
+    EXPECT_EQ(Context::Current(), &context);
+  }
+  EXPECT_EQ(Context::Current(), nullptr);
+  Context::ReleaseCurrent();
 }
 
 // A real driver, but for the functions that it hasn't.
@@ -57,14 +79,31 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
     void glDeleteTextures(const char*, int, GLsizei, const GLuint*) override { throw Exception(); }
     void glDeleteFramebuffers(const char*, int, GLsizei, const GLuint*) override { throw Exception(); }
     void glDeleteShader(const char*, int, GLuint) override { throw Exception(); }
+    void glGetShaderiv(const char* file, int line, GLuint shader, GLenum name, GLint* out) override {
+      OpenGLInterceptor::glGetShaderiv(file, line, shader, name, out);
+      if (name == kGL_INFO_LOG_LENGTH) *out = logLength;
+    }
+    void glGetShaderInfoLog(const char*, int, GLuint, GLsizei size, GLsizei*, GLchar* log) override {
+      std::fill_n(log, size, '\r');
+    }
+    GLint logLength = 65537;
   };
   Library::Initialize({});
+  const unsigned devices = Context::NumDisplayDevice();
+  Library::Initialize({});  // does nothing
+  DisplayDeviceKey key;
+  EXPECT_TRUE(Context::NumDisplayDevice() == devices && !Context::DisplayDevice(devices, key));
   const GLGPU gpu(
       boost::make_shared<Hardware>(boost::make_shared<ContextOffscreen>(Context::PrimaryDisplayDevice())));
   Undeleting gl;
   const auto former = OpenGLInterceptor::SetInstance(&gl);
+  const MemoryLogger log;
+  ztutil::DebugFlag flag{"GPUProwler"};
+  ztutil::DebugFlagValue(flag) = 1;
   EXPECT_TRUE(gpu.GLFrameBufferOK());
   EXPECT_FALSE(gpu.CanCompileProgramGLSL());  // the program's linking ends with a deletion
+  ztutil::DebugFlagValue(flag) = 0;
+  EXPECT_EQ(log.text, "DoCompileProgramGLSL: <NULL>\n");
   OpenGLInterceptor::SetInstance(former);
   {
     ContextOffscreen current(Context::PrimaryDisplayDevice());
@@ -79,18 +118,27 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
     const std::string shader = Message([&] { program.loadVertexShader(1, &bad, nullptr); });
     program.loadVertexShader(1, &lacking, nullptr);
     const std::string linked = Message([&] { program.link(true); });
-    // And the lines of the driver's log.
+    // And the lines of the driver's log, as many as there may be.
     EXPECT_TRUE(std::regex_match(shader, std::regex("vertex shader refused: .*error.*"))) << shader;
     EXPECT_TRUE(std::regex_match(linked, std::regex("program refused: .*error.*"))) << linked;
+    OpenGLInterceptor::SetInstance(&gl);
+    for (const auto& [length, words] : {std::pair(65537, ": " + std::string(65536, ' ')), {-1, ""}}) {
+      gl.logLength = length;
+      EXPECT_EQ(Message([&] { program.loadVertexShader(1, &bad, nullptr); }),
+                "vertex shader refused" + words);
+    }
+    OpenGLInterceptor::SetInstance(former);
   }
   EXPECT_EQ(former->glGetString(KGX_HERE, kGL_VERSION), nullptr);  // it has been released
 }
 
 TEST(GLObjects, TellWhatTheyRefuse) {
   Library::Initialize({});
-  const FakeGL gl;  // of no version
+  FakeGL gl;  // of no version
   EXPECT_EQ(Message([] { Program(); }), "no GLSL programs");
   EXPECT_EQ(Message([] { Framebuffer(); }), "no framebuffer objects");
+  gl.texts[kGL_EXTENSIONS] = "GL_ARB_framebuffer_object";
+  EXPECT_NE(Message([] { Framebuffer(); }), "no framebuffer objects");
   EXPECT_EQ(Message([] { Texture2D(Texture::kRGBA8, 1, 1, true, nullptr, -1); }),
             "mipmapped textures aren't supported");
   EXPECT_EQ(Message([] { Texture2D(Texture::InternalFormat{}, 1, 1, false, nullptr, -1); }),
@@ -122,7 +170,7 @@ TEST(CLTexts, AreCutAtANULAndTakenApart) {
     const char* text;
   } rows[] = {
       {CL_DEVICE_NAME, "Card\0\0more\0"s, &CLGPU::GetName, "Card"},
-      {CL_DRIVER_VERSION, "442.50", &CLGPU::GetDriverVersion, "442.50"},  // without a NUL
+      {CL_DRIVER_VERSION, "4", &CLGPU::GetDriverVersion, "4"},  // without a NUL
       {CL_DEVICE_VERSION, "\0"s, &CLGPU::GetCLDeviceVersion, ""},
       {CL_DEVICE_VERSION, "OpenCL 1.2 CUDA\0junk"s, &CLGPU::GetCLDeviceVersion, "1.2 CUDA"},
       {CL_PLATFORM_VERSION, "OpenCL 2.1 AMD-APP (3004.6)\0"s, &CLGPU::GetVersion, "2.1 AMD-APP (3004.6)"},
@@ -139,6 +187,8 @@ TEST(CLTexts, AreCutAtANULAndTakenApart) {
   FakeCL::answers[CL_DRIVER_VERSION] = FakeCL::answers[CL_DEVICE_NAME] = std::string(1048577, '9');
   for (const auto get : {&CLGPU::GetDriverVersion, &CLGPU::GetName})
     EXPECT_EQ(Message([&] { (gpu.*get)(); }), "clGetDeviceInfo gives a size of 1048577");
+  FakeCL::answers[CL_DEVICE_NAME].pop_back();
+  EXPECT_EQ(gpu.GetName().size(), 1048576u);
 }
 
 }  // namespace

@@ -13,10 +13,16 @@ TEST(OpenCLDevice, TypedInfoChecksTheTypeAndStartsAtZero) {
   const Device device(nullptr);
   FakeCL::answers[CL_DEVICE_GLOBAL_MEM_SIZE] = "";  // agreed to, and nothing written
   EXPECT_EQ(device.GetInfo<std::uint64_t>(CL_DEVICE_GLOBAL_MEM_SIZE), 0u);
-  EXPECT_EQ(Message([&] { device.GetInfo<std::uint32_t>(CL_DEVICE_GLOBAL_MEM_SIZE); }),
-            "property_typename == type_name (kgx/source/kgx/kgx_ocl/device:122)");
+  for (const cl_device_info property : {CL_DEVICE_GLOBAL_MEM_SIZE, CL_DEVICE_NAME})
+    EXPECT_EQ(Message([&] { device.GetInfo<std::uint32_t>(property); }),
+              "property_typename == type_name (kgx/source/kgx/kgx_ocl/device:122)");
   EXPECT_EQ(Message([&] { device.GetInfo<std::uint32_t>(CL_DEVICE_VENDOR_ID); }),
             "clGetDeviceInfo failed: -30");
+  for (const std::string text : {"x", ""}) {
+    FakeCL::answers[CL_DEVICE_NAME] = text + std::string(2, '\0');
+    FakeCL::answers[CL_DEVICE_VENDOR] = text;
+    EXPECT_EQ(device.name() + device.vendor(), text + std::string(1, '\0') + text);
+  }
 }
 
 // The second of the two calls that an enumeration makes may tell another number than the first.
@@ -45,8 +51,8 @@ TEST(OpenCL, ListsWhatTheDriverGaveAndNoMore) {
   } rows[] = {{0, 0, "0", "0"},
               {0, 4096, "1", "1"},
               {0, 4097, "clGetDeviceIDs gives a size of 4097", "clGetPlatformIDs gives a size of 4097"},
-              {-1, 2, "0", "clGetPlatformIDs failed: -1"},
-              {-1001, 2, "clGetDeviceIDs failed: -1001", "0"}};
+              {-1, 4097, "0", "clGetPlatformIDs failed: -1"},
+              {-1001, 4097, "clGetDeviceIDs failed: -1001", "0"}};
   for (const auto& row : rows) {
     status = row.status;
     promised = row.promised;

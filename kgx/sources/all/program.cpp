@@ -4,7 +4,6 @@
 #include <kgx/program.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 namespace KGX::OGL {
@@ -39,8 +38,8 @@ void RequireStatus(const char* what, GLuint object, GLenum status, GetParameter 
   if (size > 0) (gl->*getInfoLog)(KGX_HERE, object, size, nullptr, log.data());
   std::replace_if(
       log.begin(), log.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  log.resize(std::strlen(log.c_str()));
-  throw LogicalException(std::string(what) + " refused" + (log.empty() ? "" : ": " + log));
+  const char* const words = log.c_str();
+  throw LogicalException(std::string(what) + " refused" + (*words == '\0' ? "" : ": ") + words);
 }
 
 }  // namespace

@@ -99,7 +99,6 @@ void Sort(std::vector<EGLDisplayDevice>& devices) {
 std::vector<EGLDisplayDevice> FindDisplayDevices() {
   EGLint count = 0;
   if (!EGL().eglQueryDevicesEXT(0, nullptr, &count)) throw LogicalException(EGLFailure("eglQueryDevicesEXT"));
-  if (count <= 0) return {};
   RequireAtMost(static_cast<std::size_t>(count), kMaxObjects, "eglQueryDevicesEXT");
   std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
   if (!EGL().eglQueryDevicesEXT(count, devices.data(), &count)) {

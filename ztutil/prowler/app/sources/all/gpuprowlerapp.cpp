@@ -173,9 +173,9 @@ void GPUProwlerApp::RunTester(std::list<std::string>& args) {
 }
 
 void GPUProwlerApp::Hang() const {
-  const double seconds = static_cast<std::uint32_t>(fHang) / 1000.0;
-  ZT_LOG_SCOPE(gGPUProwler, "GPUProwlerApp::Run() hang=" << seconds);
-  std::this_thread::sleep_for(std::chrono::milliseconds(static_cast<std::uint32_t>(seconds * 1000.0 + 0.5)));
+  const auto milliseconds = static_cast<std::uint32_t>(fHang);
+  ZT_LOG_SCOPE(gGPUProwler, "GPUProwlerApp::Run() hang=" << milliseconds / 1000.0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 std::int32_t GPUProwlerApp::GetCrashAfter() const {

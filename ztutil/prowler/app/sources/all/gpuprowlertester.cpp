@@ -7,10 +7,9 @@
 #include <kgx/context.h>
 #include <kgx/exception.h>
 #include <kgx/opencltable.h>
-#include <ztutil/classicstream.h>
+#include <ztutil/fmt.h>
 #include <ztutil/ztlogging.h>
 
-#include <iomanip>
 #include <stdexcept>
 
 namespace {
@@ -108,9 +107,8 @@ void GPUProwlerTester::DoRunAnyGLGPU() {
 
 void GPUProwlerTester::DoRunEnumerateGLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateGLGPUs");
-  const GLGPUList gpus = CreateGPUImpl()->GetGPUs();
-  PutValue(ProwlerKey::kNumGLGPUs, gpus.size());
-  fGLGPUs = Tagged(ProwlerKey::kGLGPU, gpus);
+  fGLGPUs = Tagged(ProwlerKey::kGLGPU, CreateGPUImpl()->GetGPUs());
+  PutValue(ProwlerKey::kNumGLGPUs, fGLGPUs.size());
   CountStep();
 }
 
@@ -124,9 +122,8 @@ void GPUProwlerTester::DoRunKGXOCLInitialize() {
 
 void GPUProwlerTester::DoRunEnumerateCLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateCLGPUs");
-  const CLGPUList gpus = CreateGPUImpl()->GetCLGPUs();
-  PutValue(ProwlerKey::kNumCLGPUs, gpus.size());
-  fCLGPUs = Tagged(ProwlerKey::kCLGPU, gpus);
+  fCLGPUs = Tagged(ProwlerKey::kCLGPU, CreateGPUImpl()->GetCLGPUs());
+  PutValue(ProwlerKey::kNumCLGPUs, fCLGPUs.size());
   CountStep();
 }
 
@@ -150,11 +147,10 @@ void GPUProwlerTester::DoCrash() { throw std::runtime_error("programmed failure"
 
 std::string GPUProwlerTester::GetTimestamp() const {
   const ztutil::CalendarTime time = ztutil::LocalCalendarTime(ztutil::Now());
-  ztutil::ClassicStream text;
-  text << std::setfill('0') << std::setw(4) << time.year << "-" << std::setw(2) << time.month << "-"
-       << std::setw(2) << time.day << "_" << std::setw(2) << time.hour << ":" << std::setw(2) << time.minute
-       << ":" << std::setw(2) << static_cast<int>(time.second + 0.5);
-  return text.str();
+  std::string text;
+  ztutil::FmtPrintf(text, "%04d-%02d-%02d_%02d:%02d:%02d", time.year, time.month, time.day, time.hour,
+                    time.minute, static_cast<int>(time.second + 0.5));
+  return text;
 }
 
 void GPUProwlerTester::DoRunTimestamp(const std::string& key) {
@@ -169,10 +165,10 @@ void GPUProwlerTester::RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test) {
       ++current;
       continue;
     } catch (...) {
+      AddFailure();
       ztutil::WriteStderrLine(TextOfCurrentException());
     }
     ZT_LOG(gGPUProwler, "Testing terminated for " << current->fTag);
-    AddFailure();
     current = list.erase(current);
   }
 }

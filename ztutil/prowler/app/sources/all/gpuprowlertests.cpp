@@ -202,11 +202,8 @@ void GPUProwlerTester::DoRunCUDAVersion(const std::string& tag, const CLGPU& gpu
 
 void GPUProwlerTester::DoRunCLBandwidth(const std::string& tag, const CLGPU& gpu) {
   ZT_LOG_SCOPE(gGPUProwler, "GPUProwlerTester::DoRunCLBandwidth");
-  if (const std::int32_t delay = ztutil::DebugFlagValue(gGPUProwlerOCLDelay); delay > 0) {
-    const double end = ztutil::Now() + delay;
-    while (ztutil::Now() < end) {
-    }
-  }
+  const double end = ztutil::Now() + ztutil::DebugFlagValue(gGPUProwlerOCLDelay);
+  while (ztutil::Now() < end) continue;
   PutValue(tag, ProwlerKey::kCLBandwidth, gpu.GetCLBandwidth());
   CountStep();
 }
