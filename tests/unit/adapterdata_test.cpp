@@ -19,8 +19,9 @@ RowProperty Text(const std::u16string& text) { return {0, RowProperty::kText, 0,
 
 struct FakeRow : ztutil::AdapterRow {
   explicit FakeRow(std::map<std::string, RowProperty> values) : properties(std::move(values)) {}
-  RowProperty Get(const char* name) override { return properties[name]; }
+  RowProperty Get(const char* name) override { return asked += std::string(" ") + name, properties[name]; }
   std::map<std::string, RowProperty> properties;
+  std::string asked;
 };
 
 // 'd' is a display, 'o' isn't attached to the desktop, 'x' can't be read.
@@ -159,6 +160,8 @@ TEST_F(AdapterData, ARowIsReadByTypeAndEscaped) {
   EXPECT_EQ(data.GetMemory(), 4293918720u);
   EXPECT_EQ(data.GetName(), " ~\\x0019\\x007f\\x00ae\\x2122\"\\");
   EXPECT_EQ(data.fCaption + data.fDriverVersion + data.fDriverDate, "10");
+  EXPECT_EQ(row.asked,
+            " AdapterRAM Name Caption InstalledDisplayDrivers VideoModeDescription DriverVersion DriverDate");
   EXPECT_EQ(fLog.text,
             "WIData::GetProperty L\"Caption\": hr=-2147217406, type=8\n"
             "WIData::GetProperty L\"InstalledDisplayDrivers\": hr=0, type=1\n"

@@ -77,15 +77,18 @@ TEST(Tester, TestsAlternateBetweenGPUsAndAFailureEndsOne) {
 TEST(App, HasItsOptionsOneLoggerAndOneTester) {
   struct App : GPUProwlerApp {
     GPUProwlerTester* CreateTester() override { return nullptr; }  // then there is the usual one
+    void GetUsage(std::vector<std::string>&) const override { throw 1; }
   } app;
-  EXPECT_EQ(app.GetTimeout(), 4);
+  const auto numbers = [&] {
+    return std::vector{app.GetCrashAfter(), app.GetThrowAfter(), app.GetExitCode(),
+                       app.GetVerbose(),    app.GetTimeout(),    app.GetHang()};
+  };
+  EXPECT_EQ(numbers(), (std::vector{-1, -1, 0, 0, 4, 0}));
   std::list<std::string> arguments{"-crashAfter=3", "-exit=5", "a",          "-throwAfter=4",
                                    "-verbose=6",    "-app=H",  "-timeout=7", "-hang=8"};
   app.ParseArgs(arguments);
   EXPECT_EQ(arguments, std::list<std::string>{"a"});
-  EXPECT_EQ((std::vector{app.GetCrashAfter(), app.GetThrowAfter(), app.GetExitCode(), app.GetVerbose(),
-                         app.GetTimeout(), app.GetHang()}),
-            (std::vector{3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(numbers(), (std::vector{3, 4, 5, 6, 7, 8}));
   EXPECT_EQ(app.GetApp() + app.GetProgram(), "H");
   GPUProwlerTester* const tester = app.GetTester();
   EXPECT_TRUE(tester != nullptr && app.GetTester() == tester);
@@ -100,6 +103,8 @@ TEST(App, HasItsOptionsOneLoggerAndOneTester) {
   std::streambuf* const output = std::cout.rdbuf(nullptr);
   std::streambuf* const errors = std::cerr.rdbuf(nullptr);
   app.PutComment("lost");
+  arguments = {"host", "-help"};
+  EXPECT_EQ(app.Run(arguments), 3);
   EXPECT_EQ(Outcome([&] { app.PutStdout("lost"); }), "runtime: PutStdout failed");
   EXPECT_EQ(Outcome([&] { app.PutStderr("lost"); }), "runtime: PutStderr failed");
   std::cout.rdbuf(output);
