@@ -31,7 +31,8 @@ Outcome Expected(const string& findings) {
 string Reasons(const Texts& lines) {
   string reasons;
   for (const string& line : lines)
-    for (const string mark : {"initialize() failed: ", "Cannot create default ContextOffscreen: "})
+    for (const string mark :
+         {"KGX::OGL::Library::initialize() failed: ", "Cannot create default ContextOffscreen: "})
       if (const auto at = line.find(mark); at != string::npos) reasons += line.substr(at + mark.size()) + ";";
   return reasons;
 }
@@ -42,6 +43,8 @@ TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
   for (const auto& [variable, value, findings, reasons] : Table<string, string, string, string>{
            {"LD_LIBRARY_PATH", BuildFile("e2e/nolibegl"), "00010",
             "libEGL.so.1 can't be loaded;no display device;"},
+           {"LD_LIBRARY_PATH", BuildFile("e2e/otherlibegl"), "00010",
+            "libEGL has no eglGetProcAddress;no display device;"},
            {"__EGL_VENDOR_LIBRARY_FILENAMES", BuildFile("nosuchfile"), "00010",
             "no EGL driver that lists devices;no display device;"},
            {"RIG_FAULT", "eglQueryString=text:EGL_EXT_platform_device", "00010",

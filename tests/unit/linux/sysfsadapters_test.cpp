@@ -18,7 +18,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <numeric>
 #include <set>
 #include <string>
 #include <tuple>
@@ -90,10 +89,7 @@ Texts Records(const SystemTree& tree) {
 
 void AddNVIDIA(SystemTree& tree, const string& slot) {
   tree.AddDevice(slot, "10de:2206 030200", "nvidia",
-                 {{"subsystem_vendor", "0x10de"},
-                  {"subsystem_device", "0x1"},
-                  {"revision", "0xa1"},
-                  {"power/runtime_status", "suspending"}});
+                 {{"subsystem_vendor", "0x10de"}, {"subsystem_device", "0x1"}, {"revision", "0xa1"}});
   tree.Write("sys/module/nvidia/version", "535.104.05\n");
   tree.Write("proc/driver/nvidia/version",
              "NVRM version: NVIDIA UNIX x86_64 Kernel Module  535.104.05  Sat Aug 19 01:15:15 UTC 2023\n");
@@ -130,6 +126,7 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
                                   "AMD Radeon RX 6800 XT|1002:73bf|16368|00000000 c1 300",
                                   "NVIDIA GeForce RTX 3080|10de:2206|0|000110de a1 100000100"}));
 
+  tree.Write("sys/devices/pci0000:00/10000:01:00.0/power/runtime_status", "suspending\n");
   EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree), false).at(2).name, "PCI 10de:2206");
 
   // The databases may be missing, stand elsewhere, or be too large.
@@ -138,14 +135,10 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
   EXPECT_EQ(nameOfAMD(), "PCI 1002:73bf");
   tree.Write("share/hwdata/pci.ids", "#\n1002  AMD\n\t73bf  Navi [Radeon]\n");
   const string database = tree.Path("share/hwdata/pci.ids");
-  for (const auto& [size, read, name] :
-       std::vector<std::tuple<std::size_t, std::size_t, string>>{{65536, 65536, "Radeon"},
-                                                                 {65537, 0, "Radeon"},
-                                                                 {16777216, 0, "Radeon"},
-                                                                 {16777217, 0, "PCI 1002:73bf"}}) {
+  for (const std::size_t size : {65536, 65537, 16777216, 16777217}) {
     std::filesystem::resize_file(database, size);
-    EXPECT_EQ(KGX::ReadSystemFile(database).size(), read);
-    EXPECT_EQ(nameOfAMD(), name);
+    EXPECT_EQ(KGX::ReadSystemFile(database).size(), size == 65536 ? size : 0);
+    EXPECT_EQ(nameOfAMD(), size > 16777216 ? "PCI 1002:73bf" : "Radeon");
   }
   tree.Write("sys/devices/pci0000:00/0000:03:00.0/product_name", "Instinct \"MI\"" + string(200, '3') + "\n");
   EXPECT_EQ(Records(tree).at(4).find("|"), 127u);
@@ -166,11 +159,7 @@ TEST(SysfsAdapters, TheOrderOfAServerAndWhatDrivesADisplay) {
                  {{"DP-1", card == 10 ? "connected" : "disconnected"}, {"Writeback-1", "connected"}});
   const string virtio = tree.AddDevice("0000:00:05.0", "1af4:1050 038000", "virtio2/virtio_gpu");
   for (const int card : {4, 3, 5})
-    tree.AddCard(virtio, card, 128,
-                 {{"Virtual-4", "connected"},
-                  {"Virtual-1", "disconnected"},
-                  {"Virtual-2", "connected"},
-                  {"Virtual-3", "connected"}});
+    tree.AddCard(virtio, card, 128, {{"DP-2", "connected"}, {"DP-3", "connected"}, {"DP-4", "connected"}});
   tree.AddCard(tree.AddDevice("0000:02:00.0", "1a03:2000 030000", "ast", {{"boot_vga", "1"}}), 11, 0,
                {{"VGA-1", "disconnected"}});
   tree.AddDevice("0000:80:00.0", "10de:20b0 030200", "");
@@ -182,14 +171,13 @@ TEST(SysfsAdapters, TheOrderOfAServerAndWhatDrivesADisplay) {
   tree.AddCard("sys/devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0", 1, 0, {{"DVI-1", "connected"}});
 
   Texts adapters;
-  for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree)))
-    adapters.push_back(std::accumulate(adapter.displays.begin(), adapter.displays.end(),
-                                       adapter.driver + (adapter.isDriven ? "" : " undriven"),
-                                       [](const string& a, const string& b) { return a + " " + b; }));
-  EXPECT_EQ(
-      adapters,
-      (Texts{"ast", "nouveau renderD130", "virtio_gpu card3-Virtual-2 card3-Virtual-3 card3-Virtual-4",
-             "nouveau card10-DP-1", " undriven", "nvidia nvidia", "nvidia nvidia", "vfio-pci undriven"}));
+  for (const auto& adapter : ztutil::FindSysfsAdapters(Roots(tree))) {
+    adapters.push_back(adapter.driver + (adapter.isDriven ? "" : " undriven"));
+    for (const string& display : adapter.displays) adapters.back() += " " + display;
+  }
+  EXPECT_EQ(adapters, (Texts{"ast", "nouveau renderD130", "virtio_gpu card3-DP-2 card3-DP-3 card3-DP-4",
+                             "nouveau card10-DP-1", " undriven", "nvidia nvidia", "nvidia nvidia",
+                             "vfio-pci undriven"}));
   EXPECT_EQ(KGX::ListAdapters(Roots(tree)).size(), adapters.size());
   EXPECT_EQ(KGX::ListDirectory(tree.Path("proc/driver")), Texts{"nvidia"});
   EXPECT_EQ(Records(tree).at(2), "PCI 1af4:1050|1af4:1050|0|virtio_gpu 6.1.0-test 20230929|2920x1080");
@@ -210,10 +198,8 @@ TEST(SysfsAdapters, MemoryByFilesAndByTheDriversAnswers) {
   } rows[] = {{"amdgpu", "0000:01:00.0", 1, "7 mem_info_vram_total"},
               {"xe", "0000:03:00.0", 0, "16385 physical_vram_size_bytes"},
               {"xe", "0000:00:02.0", 1, "0 integrated"},
-              {"xe", "0000:03:00.0", 2, "2 driver"},
               {"xe", "0000:03:00.0", 2, "2 driver", {65536}},
               {"xe", "0000:03:00.0", 2, "0 ", {65537}},
-              {"i915", "0000:03:00.0", 3, "3 driver"},
               {"i915", "0000:03:00.0", 3, "3 driver", {65536, 1}},
               {"i915", "0000:03:00.0", 3, "0 ", {65537}},
               {"i915", "0000:03:00.0", 3, "0 ", {UINT32_MAX}},
