@@ -72,7 +72,6 @@ TEST(CommandLineTest, HangSleepsBehindTheReport) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(Same(RunProber(NoDrivers(), {"-hang=0x12c", "-exit=5"}), WholeRun({}, "", "status 5")));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
-  // The log tells the beginning of the sleep, and its end if there is one.
   const std::size_t count = RunProber(NoDrivers(), {"-verbose=1", "-hang=1"}).lines.size() - 1;
   ProberProcess hangs(NoDrivers(), {"-verbose=1", "-hang=-1"});
   EXPECT_TRUE(hangs.WaitForLines(count, 0) && hangs.StaysSilent(200));

@@ -85,9 +85,6 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
     GLint logLength = 65537;
   };
   Library::Initialize({});
-  const unsigned devices = Context::NumDisplayDevice();
-  Library::Initialize({});  // does nothing
-  EXPECT_EQ(Context::NumDisplayDevice(), devices);
   const GLGPU gpu(
       boost::make_shared<Hardware>(boost::make_shared<ContextOffscreen>(Context::PrimaryDisplayDevice())));
   Undeleting gl;
@@ -182,8 +179,6 @@ TEST(CLTexts, AreCutAtANULAndTakenApart) {
   FakeCL::answers[CL_DRIVER_VERSION] = FakeCL::answers[CL_DEVICE_NAME] = std::string(1048577, '9');
   for (const auto get : {&CLGPU::GetDriverVersion, &CLGPU::GetName})
     EXPECT_EQ(Message([&] { (gpu.*get)(); }), "clGetDeviceInfo gives a size of 1048577");
-  FakeCL::answers[CL_DEVICE_NAME].pop_back();
-  EXPECT_EQ(gpu.GetName().size(), 1048576u);
 }
 
 }  // namespace

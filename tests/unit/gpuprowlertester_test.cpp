@@ -104,7 +104,7 @@ TEST(App, HasItsOptionsOneLoggerAndOneTester) {
   std::streambuf* const errors = std::cerr.rdbuf(nullptr);
   app.PutComment("lost");
   arguments = {"host", "-help"};
-  EXPECT_EQ(app.Run(arguments), 3);
+  EXPECT_EQ(std::to_string(app.Run(arguments)) + app.GetApp(), "3host");
   EXPECT_EQ(Outcome([&] { app.PutStdout("lost"); }), "runtime: PutStdout failed");
   EXPECT_EQ(Outcome([&] { app.PutStderr("lost"); }), "runtime: PutStderr failed");
   std::cout.rdbuf(output);

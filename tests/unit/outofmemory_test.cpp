@@ -1,10 +1,12 @@
-// What callers of logging, of plain texts and of an app's thread get when memory runs out, at whichever of
-// their allocations, and that buffers keep none.
+// What callers get when memory runs out, at whichever of their allocations, and that buffers keep none.
+#include "fakedrivers.h"
 #include "memorylogger.h"
 #include "system/standardstreams.h"
 
 #include <ztutil/buffer.h>
+#include <ztutil/channelbase.h>
 #include <ztutil/consoleapp.h>
+#include <ztutil/gpuimpl.h>
 #include <ztutil/launchthreadtask.h>
 #include <ztutil/winhandle.h>
 #include <ztutil/ztlogging.h>
@@ -114,6 +116,15 @@ TEST(Buffers, GiveBackWhatTheyOwn) {
       buffer.TakeBack(seen);  // the second is of the first one's bytes
   }
   EXPECT_EQ(gHeld, before);
+}
+
+// The list of platforms, then that of a platform's devices, then one of these.
+TEST(OutOfMemory, LosesTheDeviceOfOpenCLThatItHits) {
+  const FakeCL cl;
+  FakeCL::Table().clGetPlatformIDs = [](auto, auto, auto count) { return *count = 1, CL_SUCCESS; };
+  FakeCL::Table().clGetDeviceIDs = [](auto, auto, auto, auto, auto count) { return *count = 3, CL_SUCCESS; };
+  const auto impl = CreateGPUImpl();
+  EXPECT_EQ(Outcomes([&] { return static_cast<char>('0' + impl->GetCLGPUs().size()); }), "x02");
 }
 
 }  // namespace
