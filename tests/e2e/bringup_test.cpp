@@ -49,6 +49,8 @@ TEST(BringUpTest, LibrariesAndDriversMayBeMissing) {
             "no EGL driver that lists devices;no display device;"},
            {"RIG_FAULT", "eglQueryString=text:EGL_EXT_platform_device", "00010",
             "no EGL driver that lists devices;no display device;"},
+           {"RIG_FAULT", "eglQueryString=text:EGL_EXT_platform_device EGL_EXT_device_enumeration", "11110",
+            ""},
            {"RIG_FAULT", "eglQueryDevicesEXT=ret:0", "10010", "no display device;"},
            {"RIG_FAULT", "eglGetPlatformDisplay=ret:0", "10012", "eglGetPlatformDisplayEXT failed: 0x3000;"},
            {"RIG_FAULT", "eglInitialize=ret:0", "10012", "eglInitialize failed: 0x3000;"},

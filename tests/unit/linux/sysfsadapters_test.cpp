@@ -237,7 +237,6 @@ TEST(SysfsAdapters, VersionAndDateOfTheDriver) {
            {"i915", "", "", "i915 6.1.0-test 20230929"},
            {"vmwgfx", "2.20.0.0", "", "vmwgfx 2.20.0.0 20230929"},
            {"amdgpu", "6.8.5", "OE", "amdgpu 6.8.5 "},
-           {"virtio-pci", "", "", "virtio-pci 6.1.0-test 20230929"},
            {"virtio1/virtio_gpu", "", "", "virtio_gpu 6.1.0-test 20230929"}}) {
     SystemTree tree;
     tree.AddDevice("0000:00:05.0", "1af4:1050 038000", driver);

@@ -49,9 +49,7 @@ std::string WMIDate(unsigned year, unsigned month, unsigned day) {
 // By "2023-09-29", with a bracket in front or one or a "T" behind; an empty text for another word.
 std::string ISODate(std::string_view word) {
   TakeChar(word, '(');
-  unsigned year = 0;
-  unsigned month = 0;
-  unsigned day = 0;
+  unsigned year{}, month{}, day{};
   const bool ok = TakeNumber(word, 4, 4, 10, year) && TakeChar(word, '-') &&
                   TakeNumber(word, 2, 2, 10, month) && TakeChar(word, '-') &&
                   TakeNumber(word, 2, 2, 10, day) &&
@@ -82,10 +80,7 @@ Value ValueAt(std::string_view bytes, std::size_t offset) {
 }  // namespace
 
 std::uint64_t PackedSlot(std::string_view slot) {
-  unsigned domain = 0;
-  unsigned bus = 0;
-  unsigned device = 0;
-  unsigned function = 0;
+  unsigned domain{}, bus{}, device{}, function{};
   const bool ok = TakeNumber(slot, 4, 8, 16, domain) && TakeChar(slot, ':') &&
                   TakeNumber(slot, 2, 2, 16, bus) && TakeChar(slot, ':') &&
                   TakeNumber(slot, 2, 2, 16, device) && TakeChar(slot, '.') &&
