@@ -60,7 +60,7 @@ TEST(GLContexts, AreCurrentUntilTheyAreReleasedOrGone) {
   Texts events;
   auto context = boost::make_shared<FakeContext>("", events);
   ScopedContextWrapper(false), context->makeCurrent();
-  FakeContext("another", events);
+  boost::make_shared<FakeContext>("another", events);
   EXPECT_EQ(Context::Current(), context.get());
   context.reset();
   EXPECT_EQ(Context::Current(), nullptr);
