@@ -141,7 +141,7 @@ TEST(SysfsAdapters, TheRecordsOfALaptop) {
     EXPECT_EQ(nameOfAMD(), size > 16777216 ? "PCI 1002:73bf" : "Radeon");
   }
   tree.Write("sys/devices/pci0000:00/0000:03:00.0/product_name", "Instinct \"MI\"" + string(200, '3') + "\n");
-  EXPECT_EQ(Records(tree).at(4).find("|"), 127u);
+  EXPECT_EQ(Records(tree).at(4).find('|'), 127u);
   EXPECT_EQ(nameOfAMD().substr(0, 12), "Instinct MI3");
   tree.Write("proc/driver/nvidia/gpus/10000:01:00.0/information", "Model: \t\t Unknown\n");
   EXPECT_EQ(ztutil::FindSysfsAdapters(Roots(tree)).at(2).name, "PCI 10de:2206");
