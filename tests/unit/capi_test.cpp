@@ -1,4 +1,6 @@
 // The C interface: what goes in, what comes out, and several threads at once. The prober is the rig's child.
+#include "fullreport.h"
+#include "ownhome.h"
 #include "testchild.h"
 
 #include <ztutil/clock.h>
@@ -49,7 +51,7 @@ void Tell(void* context, const gpuprowler_event* event) {
   if (event->kind == GPUPROWLER_RUN_BEGINS) told.events += "begins ";
   if (event->kind == GPUPROWLER_QUESTION) told.events += event->question + string(" ");
   if (event->kind == GPUPROWLER_LINE && event->is_output) ++told.lines;
-  if (event->kind == GPUPROWLER_RUN_ENDS) told.events += "ends";
+  if (event->kind == GPUPROWLER_RUN_ENDS) told.events += event->seconds < 0.3 ? "early" : "ends";
 }
 
 // With an apostrophe in it an argument's double quotes arrive on Windows too.
@@ -86,6 +88,8 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
   const std::unique_ptr<gpuprowler_decision, decltype(&gpuprowler_decision_free)> decision(
       gpuprowler_check(rules.get(), read.get(), "f"), gpuprowler_decision_free);
   EXPECT_EQ(gpuprowler_decision_outcome(decision.get()), GPUPROWLER_BLOCKED);
+  EXPECT_STREQ(gpuprowler_decision_text(decision.get()), "f: blocked by r 1\n\nr 1: \n  No.\n");
+  EXPECT_EQ(gpuprowler_rules_require(rules.get(), "GLVersion>=4"), 1);
   EXPECT_EQ(gpuprowler_decision_message(decision.get(), 0, &told_of), 1);
   EXPECT_STREQ(told_of, "No.");
   EXPECT_EQ(nlohmann::json::parse(gpuprowler_decision_json(decision.get()))["outcome"], "blocked");
@@ -132,6 +136,26 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
             string("Lost\n  gpu OpenGL glgpu[0], a': glVersion: 4.1 -> 3.3\n"));
   EXPECT_EQ(nlohmann::json::parse(gpuprowler_comparison_json(comparison))["changes"][0]["key"], "glVersion");
   gpuprowler_comparison_free(comparison);
+}
+
+// One behind the other.
+TEST(CInterfaceTest, DoesWhatIsSet) {
+  const string memory = OwnHome() + "/memory";
+  const string report = "half:#'\n" + Until("clgpu[0].CUDASup", FullReport(0, 1));  // ' for Windows' quoting
+  const RequestPtr request = RequestFor({report.c_str(), "hang"});
+  gpuprowler_set_memory(request.get(), memory.c_str());
+  gpuprowler_set_question_seconds(request.get(), 20);
+  gpuprowler_set_seconds(request.get(), 3);
+  string told;
+  for (const unsigned options : {1u, 1u, 1u | GPUPROWLER_FRESH, 0u}) {
+    gpuprowler_set_options(request.get(), GPUPROWLER_NO_ISOLATE | options);
+    const AnswerPtr answer = Ask(request);
+    told +=
+        std::to_string(gpuprowler_verdict(answer.get())) + (gpuprowler_remembered(answer.get()) ? "!" : " ");
+  }
+  EXPECT_EQ(told, "0 0!0 5 ");
+  EXPECT_EQ(gpuprowler_forget(memory.c_str(), nullptr), 0u);
+  EXPECT_EQ(gpuprowler_remembered(Ask(request).get()), 0);
 }
 
 // One request, asked with by eight threads, is cancelled while callbacks take their time.

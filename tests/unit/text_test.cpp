@@ -37,6 +37,8 @@ Answer Told() {
   answer.adapters.resize(2);
   answer.adapters[0].address = "0000:01:00.0";
   answer.adapters[0].name = "card\n";
+  answer.adapters[0].vendorID = 0x1002;
+  answer.adapters[0].deviceID = 0x3f;
   answer.adapters[0].renderNode = "/dev/dri/renderD128";
   answer.adapters[0].group = "render";
   answer.adapters[1].driver = "(nvidia)";
@@ -81,11 +83,12 @@ Answer Told() {
                            {"glDriverVersion", "GLDriverVersion", "1.2"},
                            {"canCompileProgramGLSL", "CanCompileProgramGLSL", false},
                            {"glMemoryMB", "GLMemoryMB", std::int64_t{0}},
-                           {"real", "Real", 2.5},
+                           {"flag", "Flag", true},
+                           {"real", "Real", 1234567.8},
                            {"list", "List", std::vector<std::int64_t>{1, -1}}};
   answer.runs.resize(2);
   answer.runs[0].text = "The prober crashed: signal 11";
-  answer.runs[0].asked = {"glgpu[0].GLMemoryMB"};
+  answer.runs[0].asked = {"glgpu[0].GLMemoryMB", "b", "c", "d", "e"};
   answer.runs[0].standsIn = "f of libA.so";
   answer.runs[0].notes = {"a note"};
   answer.runs[0].seconds = 2;
@@ -107,8 +110,31 @@ Answer Told() {
   answer.runs[1].text = "The prober finished";
   answer.runs[1].seconds = 0.9995;
   answer.runs[1].alone = true;
-  answer.runs[1].drivers = {1};
+  answer.runs[1].drivers = {1, 2};
   return answer;
+}
+
+string Events() {
+  using Kind = gpuprowler::Event::Kind;
+  const gpuprowler::Line line{0.5, "a\xFF", 0, gpuprowler::LineKind::kOther};
+  const std::vector<gpuprowler::Event> events = {{Kind::kRunBegins, 1, 0.12345678, true, nullptr, ""},
+                                                 {Kind::kLine, 1, 1, true, &line, "Tester"},
+                                                 {Kind::kLine, 2, 2, false, &line, ""},
+                                                 {Kind::kQuestion, 0, 3, false, nullptr, "exit"},
+                                                 {Kind::kTick, 0, 4, false, nullptr, "exit"},
+                                                 {Kind::kRunEnds, 0, 5, false, nullptr, ""}};
+  string lines;
+  for (const gpuprowler::Event& event : events) lines += AsJSONLine(event);
+  return lines;
+}
+
+// What the steps are, by their plain keys.
+string Keys() {
+  string keys;
+  for (const gpuprowler::Step& step : gpuprowler::Steps())
+    keys += step.PlainKey() + " " + "FNRTL"[static_cast<int>(step.form)] +
+            (step.optional ? " optional" : "") + (step.IsMeasurement() ? " measurement" : "") + "\n";
+  return keys;
 }
 
 // All questions, with what a person is told of each, and then of as many.
@@ -142,6 +168,7 @@ string LinesWith(std::initializer_list<const char*> parts, const string& text) {
 
 TEST(TextTest, TellsAPerson) {
   EXPECT_TRUE(AsExpected("text.txt", AsText(Told()) + "\n--- All\n" + AsText(Told(), true) +
+                                         "\n--- Events\n" + Events() + "\n--- Keys\n" + Keys() +
                                          "\n--- Questions\n" + Summary(Questions())));
   EXPECT_EQ(AsText(Answer()), "");
 }

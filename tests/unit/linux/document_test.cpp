@@ -13,6 +13,7 @@
 #include <tell/privacy.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ namespace {
 
 using gpuprowler::Answer;
 using std::string;
+namespace fs = std::filesystem;
 
 using JSON = nlohmann::ordered_json;
 
@@ -94,7 +96,7 @@ void PutPlaces(const JSON& part, const JSON::json_pointer& at, std::vector<JSON:
 // What becomes of it with one part of it changed.
 std::vector<JSON> Changed(const JSON& document, const JSON::json_pointer& place) {
   std::vector<JSON> changed;
-  for (const JSON& other : std::initializer_list<JSON>{nullptr, true, -1, 1, 1.5, 1e300,
+  for (const JSON& other : std::initializer_list<JSON>{nullptr, true, -1, 1, 1.5, 2e9, 1e300,
                                                        std::numeric_limits<std::uint64_t>::max(), "x",
                                                        JSON::array(), JSON::array({1}), JSON::object()}) {
     changed.push_back(document);
@@ -142,6 +144,12 @@ TEST(DocumentTest, IsReadStrictly) {
   }
   EXPECT_GT(taken, places.size());
   EXPECT_LT(taken, count / 4);
+  JSON many = document;
+  JSON& keys = many["reportKeys"];
+  while (keys.size() < 512) keys[std::to_string(keys.size())] = "x";
+  EXPECT_TRUE(gpuprowler::AnswerOf(many.dump()));
+  keys["one more"] = "x";
+  EXPECT_FALSE(gpuprowler::AnswerOf(many.dump()));
   const string text = document.dump();
   for (const string& other :
        {string(), text + text, text.substr(1), string(900000, '['), "[" + string(900000, '1') + "]"})
@@ -174,7 +182,12 @@ TEST(DocumentTest, TellsNoNames) {
 
 // Wherever a text can stand, in whatever is given away.
 TEST(DocumentTest, TellsNobodysNames) {
-  setenv("USER", "annsmith", 1);
+  const string home = OwnHome() + "/home";
+  fs::create_directory(home + "s");
+  fs::create_symlink(home + "s", home);
+  setenv("HOME", (home + "//").c_str(), 1);
+  for (const char* const variable : {"USER", "LOGNAME", "SUDO_USER"})
+    setenv(variable, (string("annsmith") + variable[0]).c_str(), 1);
   const string host = "@" + gpuprowler::GetOwnNames().hosts[0];
   JSON document = JSON::parse(AsPrivateJSON(FullAnswer()));
   std::vector<JSON::json_pointer> places;
@@ -183,7 +196,8 @@ TEST(DocumentTest, TellsNobodysNames) {
   for (const auto& place : places) {
     if (!document[place].is_string() || place.parent_pointer().to_string() == "/reportKeys") continue;
     JSON changed = document;
-    changed[place] = document[place].get<string>() + " " + OwnHome() + "/x annsmith" + host;
+    changed[place] =
+        document[place].get<string>() + " " + home + "/x " + home + "s annsmithU annsmithL annsmithS" + host;
     if (!gpuprowler::AnswerOf(changed.dump())) continue;
     document = changed;
     ++count;
@@ -194,8 +208,9 @@ TEST(DocumentTest, TellsNobodysNames) {
        {AsJSON(answer), AsJSONLine(answer), AsText(answer), AsText(answer, true), Summary(answer),
         AsMarkdown(answer), AsHTML(answer), AsPrometheus(answer), AsNFD(answer),
         AsJSON(Compare(answer, Answer())), AsJSON(Compare(Answer(), answer))})
-    for (const string& name : {OwnHome(), string("annsmith"), host})
+    for (const string& name : {home, string("annsmith"), host})
       EXPECT_EQ(output.find(name), string::npos) << name << "\n" << output;
+  setenv("HOME", OwnHome().c_str(), 1);
 }
 
 // A run that says too much takes nothing from another.
@@ -208,12 +223,12 @@ TEST(DocumentTest, HasABound) {
     while (words.size() < length) words += text;
     noisy.output.lines.assign(length > 0 ? 500 : 100000, {0.5, words});
     noisy.errors = noisy.output;
-    noisy.asked.assign(10000, words);
+    noisy.asked.assign(length > 0 ? 1000 : 20000, words);
     gpuprowler::GPU gpu = answer.gpus[0];
     gpu.run = answer.runs.size() - 1;
     for (int i = 0; i < 60; ++i)
       gpu.values.push_back({"key" + std::to_string(i), "Key", std::vector<std::int64_t>(length / 16, 1)});
-    for (int i = 0; i < 100; ++i) answer.gpus.push_back(gpu);
+    for (int i = 0; i < (length > 0 ? 40 : 200); ++i) answer.gpus.push_back(gpu);
   }
   const string document = AsJSON(answer);
   EXPECT_LE(document.size(), gpuprowler::kMaxDocumentBytes);
@@ -224,6 +239,17 @@ TEST(DocumentTest, HasABound) {
   EXPECT_EQ(read->runs[0].output.lines.size(), 1u);
   const gpuprowler::Stream& output = read->runs[1].output;
   EXPECT_EQ(output.linesDropped + output.lines.size(), 7 + 100000u);
+  string left;
+  for (std::size_t run = 1; run < 3; ++run) {
+    std::size_t gpus = 0, values = 0;
+    for (const gpuprowler::GPU& gpu : read->gpus)
+      if (gpu.run == run) gpus += 1, values += gpu.values.size();
+    left += std::to_string(read->runs[run].output.lines.size()) + " lines, " +
+            std::to_string(read->runs[run].asked.size()) + " asked, " + std::to_string(gpus) + " GPUs, " +
+            std::to_string(values) + " values\n";
+  }
+  EXPECT_EQ(left,
+            "4493 lines, 16046 asked, 196 GPUs, 12687 values\n19 lines, 935 asked, 28 GPUs, 180 values\n");
 }
 
 }  // namespace

@@ -28,7 +28,8 @@ namespace fs = std::filesystem;
 constexpr char kNoFolder[] =
     "drivers can't be hidden: there is no folder for temporary files: No such file or directory";
 
-// OpenGL's a and b, OpenCL's c and d; those of them that the machine has, each as a file of its own.
+// OpenGL's a and b, OpenCL's c, d and e, whose library isn't there; those of them that the machine has, each
+// as a file of its own.
 void SetMachine(const string& drivers) {
   fs::remove_all(OwnHome() + "/icd");
   fs::create_directory(OwnHome() + "/icd");
@@ -37,6 +38,7 @@ void SetMachine(const string& drivers) {
     const string library = WriteInHome(string("lib") + driver + ".so", "x");
     if (driver >= 'c') {
       WriteInHome(string("icd/") + driver + ".icd", library + "\n");
+      if (driver == 'e') fs::remove(library);
       continue;
     }
     manifests +=
@@ -45,6 +47,7 @@ void SetMachine(const string& drivers) {
   }
   setenv("__EGL_VENDOR_LIBRARY_FILENAMES", manifests.c_str(), 1);
   setenv("OCL_ICD_VENDORS", (OwnHome() + "/icd").c_str(), 1);
+  for (const char* const other : {"OCL_ICD_FILENAMES", "OPENCL_VENDOR_PATH"}) setenv(other, "none", 1);
 }
 
 // Ends the way that the case of the shell says for what is shown, such as "/a.json /libc.so /libd.so". It
@@ -56,6 +59,7 @@ Request MakeRequest(const string& endings) {
   Request request;
   request.prober = "sh";
   request.arguments = {"-c", "cd " + OwnHome() + R"(
+    test $OCL_ICD_VENDORS = $PWD/icd || test -z "$OCL_ICD_FILENAMES$OPENCL_VENDOR_PATH" || exit 9
     shown=$__EGL_VENDOR_LIBRARY_FILENAMES gl=0 cl=0
     for icd in "$OCL_ICD_VENDORS"/*.icd; do test -e "$icd" && read -r library <"$icd" && shown="$shown $library"; done
     for name in a b; do case $shown in */$name.json*) gl=$((gl + 1)) ;; esac; done
@@ -75,16 +79,19 @@ string Told(const Answer& answer) {
   string told = VerdictName(answer.verdict) + (" " + std::to_string(answer.runs.size())) + ":";
   for (const Driver& driver : answer.drivers)
     told += string(" ") + driver.library[driver.library.size() - 4] + " " + BehaviourName(driver.behaviour) +
-            (driver.question.empty() ? "" : " " + driver.question);
+            (driver.question.empty() ? "" : " " + driver.question) +
+            std::regex_replace(driver.since, std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ"), "!");
   told += ";";
   for (const gpuprowler::GPU& gpu : answer.gpus)
     told += " " + gpu.tag + std::to_string(gpu.run) + (gpu.complete ? "" : "-");
-  for (string note : answer.runs[0].notes) {
-    note = std::regex_replace(note, std::regex(OwnHome() + "/"), "");
-    note = std::regex_replace(note, std::regex("/\\S+/gpuprowler-\\w{6}"), "FOLDER");
-    told += "; " + note;
+  for (const gpuprowler::Run& run : answer.runs) {
+    for (string note : run.notes) {
+      note = std::regex_replace(note, std::regex("/\\S+/gpuprowler-\\w{6}"), "FOLDER");
+      told += "; " + std::regex_replace(note, std::regex(OwnHome() + "/"), "");
+    }
   }
-  return told + (answer.remembered ? "; remembered" : "");
+  return told + answer.text.substr(std::min(answer.text.find(';'), answer.text.size())) +
+         (answer.remembered ? "; remembered" : "");
 }
 
 // To so many bytes.
@@ -130,6 +137,24 @@ TEST(IsolationTest, NamesTheCulprit) {
        "it's "
        "none of these"},
       {"a", "*/a.json*) dies prowlerStart", "crashed 2: a crashed KGXCoreInitialized;"},
+      {"ace", "*) true", "finished 1: a sound c sound e unknown; glgpu[0]0 clgpu[0]0"},
+      // OpenCL's library is itself the driver.
+      {"a", "*/a.json*) dies prowlerStart",
+       "crashed 3: a crashed KGXCoreInitialized s unknown;; OpenCL's driver libOpenCL.so.1 can't be hidden, "
+       "and was part of this run; OpenCL's driver libOpenCL.so.1 can't be hidden, and was part of this run",
+       [](Request&) {
+         setenv("LD_LIBRARY_PATH", (OwnHome() + "/own").c_str(), 1);
+         fs::create_directory(OwnHome() + "/own");
+         WriteInHome("own/libOpenCL.so.1", "\177ELF");
+       }},
+      {"ac", "*/a.json*) dies prowlerStart",
+       "interrupted 2: a unknown c unknown;; what was to follow was interrupted",
+       [](Request& request) {
+         request.cancellation = std::make_shared<gpuprowler::Cancellation>();
+         request.event = [=](const gpuprowler::Event& event) {
+           if (event.run == 1) request.cancellation->Cancel();
+         };
+       }},
       {"", "*) dies prowlerStart", "crashed 1:;"},
       {"ac", "*/a.json*) dies prowlerStart", "crashed 1: a unknown c unknown;",
        [](Request& request) { request.isolate = false; }},
@@ -150,25 +175,32 @@ TEST(IsolationTest, NamesTheCulprit) {
        "time left for it",
        [](Request& request) { request.seconds = 4; }},
   };
+  const string folder = OwnHome() + "/temporary";
+  fs::create_directory(folder);
   for (const auto& row : rows) {
+    setenv("TMPDIR", folder.c_str(), 1);
     SetMachine(row.drivers);
     Request request = MakeRequest(row.endings);
     row.change(request);
     EXPECT_EQ(Told(Ask(request)), row.told) << row.drivers << " " << row.endings;
-    unsetenv("TMPDIR");
+    unsetenv("LD_LIBRARY_PATH");
     LimitFiles(RLIM_INFINITY);
+    EXPECT_TRUE(fs::is_empty(folder)) << row.endings;
   }
 }
 
 TEST(IsolationTest, LoadsACulpritNoMoreUntilItChanges) {
-  SetMachine("ac");
+  SetMachine("abce");
   WriteInHome("bad", "");
   Request request = MakeRequest("*/libc.so*) test -e bad && dies NumCLGPUs");
   request.remember = true;
-  request.memoryFolder = OwnHome() + "/memory";
-  const string crash = "crashed 3: a sound c crashed clgpu[0].CLPlatformVersion; glgpu[0]1",
-               without = "finished 1: a sound c set-aside clgpu[0].CLPlatformVersion; glgpu[0]0",
-               sound = "finished 1: a sound c sound; glgpu[0]0 clgpu[0]0";
+  const string
+      crash =
+          "crashed 4: a sound b sound c crashed clgpu[0].CLPlatformVersion! e unknown; glgpu[0]1 glgpu[0]2",
+      without =
+          "finished 1: a sound b sound c set-aside clgpu[0].CLPlatformVersion! e unknown; glgpu[0]0 "
+          "glgpu[1]0",
+      sound = "finished 1: a sound b sound c sound e unknown; glgpu[0]0 glgpu[1]0 clgpu[0]0";
   const struct {
     const char* what;
     std::function<void()> before;
@@ -180,8 +212,10 @@ TEST(IsolationTest, LoadsACulpritNoMoreUntilItChanges) {
       {"file changed", [] { fs::last_write_time(OwnHome() + "/libc.so", fs::file_time_type()); }, crash},
       {"another request", [&] { request.measure = true, request.seconds *= 2; }, without},
       {"can't be hidden", [&] { setenv("TMPDIR", "/none", 1), request.seconds *= 2; },
-       "crashed 1: a unknown c unknown; glgpu[0]0-; " + string(kNoFolder)},
-      {"forgotten", [&] { unsetenv("TMPDIR"), gpuprowler::Forget("c.icd", request.memoryFolder); }, crash},
+       "crashed 1: a unknown b unknown c unknown e unknown; glgpu[0]0- glgpu[1]0-; " + string(kNoFolder)},
+      {"forgotten",
+       [&] { unsetenv("TMPDIR"), gpuprowler::Forget("c.icd", OwnHome() + "/.local/state/gpuprowler"); },
+       crash},
       {"fresh", [&] { request.fresh = true; }, crash},
       {"mended", [] { fs::remove(OwnHome() + "/bad"); }, sound},
       {"another request", [&] { request.fresh = false, request.seconds *= 2; }, sound},

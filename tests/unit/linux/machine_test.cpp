@@ -5,9 +5,11 @@
 #include "systemtree.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <link.h>
 #include <sys/stat.h>
+#include <tell/words.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -49,7 +51,10 @@ class MadeMachine : public SystemTree {
     const string intel = AddDevice("0000:00:02.0", "8086:3ea0 030000", "i915", {{"boot_vga", "1"}});
     AddCard(intel, 1, 129, {{"eDP-1", "connected"}, {"DP-1", "disconnected"}});
     AddCard(AddDevice("0000:03:00.0", "1002:73bf 030000", "amdgpu",
-                      {{"revision", "0xc1"}, {"mem_info_vram_total", "17163091968"}}),
+                      {{"revision", "0xc1"},
+                       {"subsystem_vendor", "0x1"},
+                       {"subsystem_device", "0x2"},
+                       {"mem_info_vram_total", "17163091968"}}),
             0, 128);
     AddDevice("0000:01:00.0", "10de:2206 030200", "nvidia", {{"power/runtime_status", "active"}});
     Write("sys/module/nvidia/version", "535.104.05\n");
@@ -117,13 +122,15 @@ TEST(MachineTest, EachMachineHasItsReason) {
     Change change;
   } rows[] = {
       {"", [](Made&) {}},
-      {"no-card", [](Made& m) { m.Remove("sys"); }},
-      {"no-kernel-driver", [](Made& m) { m.Rebind("0000:03:00.0", ""); }},
+      {"no-card", [](Made& m) { m.Remove("sys"), m.Write(".dockerenv", ""); }},
+      {"", [](Made& m) { m.Remove("sys"), m.Write("sys/class/drm/renderD128/x", ""); }},
+      {"no-kernel-driver", [](Made& m) { m.Rebind("0000:03:00.0", ""), m.Write(".dockerenv", ""); }},
       {"no-kernel-driver", [](Made& m) { m.AddDevice("0000:05:00.0", "1af4:1050 030000", "virtio2/"); }},
-      {"held-for-guest", [](Made& m) { m.Rebind("0000:03:00.0", "vfio-pci"); }},
+      {"held-for-guest", [](Made& m) { m.Rebind("0000:03:00.0", "vfio-pci"), m.Write(".dockerenv", ""); }},
       {"held-for-guest", [](Made& m) { m.Rebind("0000:01:00.0", "pci-stub"); }},
       {"no-device-node", [](Made& m) { m.Remove("dev/dri/renderD128"); }},
       {"no-device-node", [](Made& m) { m.Remove("dev/nvidia0"); }},
+      {"no-device-node", [](Made& m) { m.AddDevice("0000:08:00.0", "1414:008e 030200", "dxgkrnl"); }},
       {"", [](Made& m) { m.Remove("dev/nvidia0"), m.Write("usr/bin/nvidia-modprobe", ""); }},
       {"no-device-node no-device-node no-device-node sandbox",
        [](Made& m) { m.Remove("dev"), m.Write(".dockerenv", ""); }},
@@ -144,6 +151,12 @@ TEST(MachineTest, EachMachineHasItsReason) {
       {"nvidia-version-mismatch",
        [](Made& m) {
          m.Write("proc/driver/nvidia/version", "NVRM version: NVIDIA UNIX Open x86_64  550.90.07  Release\n");
+       }},
+      {"no-kernel-driver driver-library-missing nvidia-version-mismatch",
+       [](Made& m) {
+         m.Remove(kFolder + "libEGL_nvidia.so.0"), m.Rebind("0000:01:00.0", "");
+         m.Write("lib/libnvidia-opencl.so.1.2", "");
+         fs::create_symlink("libnvidia-opencl.so.1.2", m.Path("lib/libnvidia-opencl.so.1"));
        }},
       {"nvidia-version-mismatch",
        [](Made& m) {
@@ -188,50 +201,53 @@ TEST(MachineTest, NamesTheGroupThatMayOpenTheNode) {
   MadeMachine made;
   const string node = made.Path("dev/dri/renderD128");
   const bool isRoot = getuid() == 0;
-  ASSERT_EQ(chmod(node.c_str(), 0060), 0);
-  if (isRoot) {
-    ASSERT_TRUE(chown(node.c_str(), 0, 4242) == 0 && setreuid(65534, 0) == 0);
+  for (const auto& [mode, group, who] :
+       std::vector<std::tuple<mode_t, string, string>>{{0060, isRoot ? "render" : "mine", ""},
+                                                       {0040, "", "only its owner may."},
+                                                       {0020, "", "only its owner may."}}) {
+    ASSERT_EQ(chmod(node.c_str(), mode), 0);
+    if (isRoot) {
+      ASSERT_TRUE(chown(node.c_str(), 0, 4242) == 0 && setreuid(65534, 0) == 0);
+    }
+    const Machine machine = LookAt(made.system);
+    if (isRoot) {
+      ASSERT_EQ(setreuid(0, 0), 0);
+    }
+    EXPECT_EQ(Codes(machine), "node-not-allowed");
+    EXPECT_EQ(machine.reasons.at(0).adapter, 1u);
+    EXPECT_FALSE(machine.adapters.at(1).mayOpen);
+    EXPECT_EQ(machine.adapters.at(1).group, group);
+    EXPECT_EQ(machine.reasons[0].text,
+              "This user may not open /dev/dri/renderD128, and so not use AMD Radeon RX 6800 XT: " +
+                  (who.empty() ? "members of the group " + group + " may." : who));
   }
-  const Machine machine = LookAt(made.system);
-  if (isRoot) {
-    ASSERT_EQ(setreuid(0, 0), 0);
-  }
-  EXPECT_EQ(Codes(machine), "node-not-allowed");
-  EXPECT_EQ(machine.reasons.at(0).adapter, 1u);
-  EXPECT_FALSE(machine.adapters.at(1).mayOpen);
-  const string group = isRoot ? "render" : "mine";
-  EXPECT_EQ(machine.adapters.at(1).group, group);
-  EXPECT_EQ(
-      machine.reasons[0].text,
-      "This user may not open /dev/dri/renderD128, and so not use AMD Radeon RX 6800 XT: members of the "
-      "group " +
-          group + " may.");
 }
 
-TEST(MachineTest, TellsOfAdapters) {
+TEST(MachineTest, TellsAll) {
   MadeMachine made;
-  const auto adapters = [&] {
-    std::ostringstream out;
-    for (const gpuprowler::Adapter& a : LookAt(made.system).adapters) {
-      out << a.address << "|" << a.name << "|" << a.driver << " " << a.driverVersion << " " << a.driverDate
-          << "|" << a.memoryBytes << " " << a.memorySource << "|" << a.renderNode << (a.mayOpen ? "" : " no")
-          << (a.asleep ? "|asleep" : "|");
+  made.system.variables = {{"EGL_PLATFORM", "a=b"}, {"HOME", "x"}};
+  const timespec times[] = {{1, 1}, {1700000000, 5}};
+  utimensat(AT_FDCWD, made.Path("opt/pocl/libpocl.so.2").c_str(), times, 0);
+  std::ostringstream out;
+  // What would wake a sleeping card isn't read.
+  for (const char* const power : {"active\n", "suspended\n"}) {
+    made.Write("sys/devices/pci0000:00/0000:01:00.0/power/runtime_status", power);
+    const Machine machine = LookAt(made.system);
+    out << machine.systemType << "|" << machine.system << "\n";
+    for (const auto& [name, value] : machine.variables) out << name << "|" << value << "\n";
+    for (const gpuprowler::Adapter& a : machine.adapters) {
+      out << a.address << "|" << std::hex << a.vendorID << ":" << a.deviceID << " " << a.subsystemID << " "
+          << a.revision << std::dec << "|" << a.name << "|" << a.driver << " " << a.driverVersion << " "
+          << a.driverDate << "|" << a.memoryBytes << " " << a.memorySource << "|" << a.renderNode
+          << (a.mayOpen ? "" : " no") << (a.asleep ? "|asleep" : "|");
       for (const string& output : a.outputs) out << " " << output;
       out << "\n";
     }
-    return out.str();
-  };
-  const string others =
-      "0000:00:02.0|UHD Graphics 620|i915 6.1.0-test 2023-09-29|0 integrated|/dev/dri/renderD129| eDP-1\n"
-      "0000:03:00.0|AMD Radeon RX 6800 XT|amdgpu 6.1.0-test 2023-09-29|17163091968 mem_info_vram_total|"
-      "/dev/dri/renderD128|\n";
-  EXPECT_EQ(
-      adapters(),
-      others + "0000:01:00.0|NVIDIA GeForce RTX 3080|nvidia 535.104.05 2023-08-19|0 |/dev/nvidiactl|\n");
-  // What would wake a sleeping card isn't read.
-  made.Write("sys/devices/pci0000:00/0000:01:00.0/power/runtime_status", "suspended\n");
-  EXPECT_EQ(adapters(),
-            others + "0000:01:00.0|PCI 10de:2206|nvidia 535.104.05 2023-08-19|0 |/dev/nvidiactl|asleep\n");
+    for (const gpuprowler::Driver& d : machine.drivers)
+      out << InWords(d.interface) << "|" << d.manifest << "|" << d.library << "|" << d.path << "|" << d.bytes
+          << (d.modified < 1700000001000000000 ? " " + std::to_string(d.modified) : "") << "\n";
+  }
+  EXPECT_TRUE(AsExpected("looked.txt", out.str()));
 }
 
 TEST(MachineTest, FindsTheDriversThatLoadersFind) {
@@ -241,6 +257,8 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
   made.Write("etc/glvnd/egl_vendor.d/96_broken.json", "{");
   made.Write("etc/glvnd/egl_vendor.d/97_later.json",
              R"({"file_format_version": "2.0", "ICD": {"library_path": "x"}})");
+  made.Write("etc/glvnd/egl_vendor.d/97_minor.json",
+             R"({"file_format_version": "1.1", "ICD": {"library_path": "x"}})");
   made.Write("etc/glvnd/egl_vendor.d/98_odd.json", R"({"file_format_version": "1.0", "ICD": []})");
   made.Write("etc/OpenCL/vendors/a.icd", "libother.so\nsecond line\n");
   made.Write("etc/OpenCL/vendors/empty.icd", "");
@@ -250,12 +268,12 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
   const string path = "/mine/nothing.json::/usr/share/glvnd/egl_vendor.d/10_nvidia.json";
   const string other = "/opt/other/libother.so";
   const struct {
-    const string& loader;
+    const string loader;
     std::map<string, string> variables;
     string drivers;
   } rows[] = {
       {kOCLICD, {}, gl + " libother.so? libpocl.so.2"},
-      {kOCLICD, {{"LD_LIBRARY_PATH", "/none:/opt/other"}}, gl + " libother.so libpocl.so.2"},
+      {kOCLICD, {{"LD_LIBRARY_PATH", "/none;/opt/other"}}, gl + " libother.so libpocl.so.2"},
       {kOCLICD,
        {{"__EGL_VENDOR_LIBRARY_FILENAMES", path}, {"OCL_ICD_VENDORS", "pocl.icd"}},
        " libEGL_nvidia.so.0| libpocl.so.2"},
@@ -274,11 +292,39 @@ TEST(MachineTest, FindsTheDriversThatLoadersFind) {
        gl + " a.so? libother.so libother.so"},
       {kKhronos, {{"OCL_ICD_VENDORS", ""}}, gl.substr(0, gl.size() - 1)},
       {kLibrary, {{"OCL_ICD_VENDORS", "/mine"}}, gl + " libOpenCL.so.1"},
+      {kOCLICD + string(4194304, ' '), {}, gl + " libOpenCL.so.1"},  // too large for a loader
   };
   for (const auto& row : rows) {
     made.Write(kFolder + "libOpenCL.so.1", row.loader);
     EXPECT_EQ(made.Drivers(row.variables), row.drivers) << "row " << &row - rows;
   }
+}
+
+// In the linker's cache, between libraries for other machines, and then in its folders, the first in front.
+TEST(MachineTest, FindsLibrariesAsTheLinkerDoes) {
+  MadeMachine made;
+  const auto find = [&] { return gpuprowler::LibraryFinder(made.system).Find("libx.so.1"); };
+  for (const string folder :
+       {"usr/lib/", "lib/", "usr/lib64/", "lib64/", "usr/lib/x86_64-linux-gnu/", "lib/x86_64-linux-gnu/"}) {
+    made.Write(folder + "libx.so.1", "");
+    EXPECT_EQ(find(), "/" + folder + "libx.so.1");
+  }
+  string cache = "glibc-ld.so.cache1.1", texts("libx.so.1\0", 10);
+  const auto put = [&](std::uint32_t number) { cache.append(reinterpret_cast<const char*>(&number), 4); };
+  for (int i = 0; i < 7; ++i) put(4);  // entries
+  for (const auto& [kind, processor, name, path] :
+       std::vector<std::tuple<unsigned, unsigned, unsigned, string>>{
+           {3, 0, 0, "/32"},
+           {0x303, 1, 0, "/new"},
+           {0x303, 0, 1, "/ibx"},
+           {0x303, 0, 0, "/opt/cached/libx.so.1"}}) {
+    for (const unsigned number : {kind, 144 + name, 144 + unsigned(texts.size()), 0u, processor, 0u})
+      put(number);
+    texts += path + '\0';
+  }
+  made.Write("etc/ld.so.cache", "old" + cache + texts);
+  made.Write("opt/cached/libx.so.1", "");
+  EXPECT_EQ(find(), "/opt/cached/libx.so.1");
 }
 
 // A library that this process has loaded, found without asking the linker.

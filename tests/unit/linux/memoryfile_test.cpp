@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 #include <remember/memoryfile.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <map>
 #include <string>
 
 namespace {
@@ -38,6 +40,14 @@ TEST(MemoryFileTest, IsTheUsersAlone) {
   EXPECT_TRUE(Write(folder, "b"));
   EXPECT_EQ(ReadMemoryFile(folder, 2), "ab");
   EXPECT_EQ(ReadMemoryFile(folder, 1), "");
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit small{2, limit.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_FALSE(Write(folder, "c"));
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(ReadMemoryFile(folder, 2), "ab");
+  EXPECT_EQ(ModeOf(file + ".new"), 0u);
   EXPECT_EQ(ModeOf(folder), S_IFDIR | 0700u);
   EXPECT_EQ(ModeOf(file), S_IFREG | 0600u);
 
@@ -63,6 +73,27 @@ TEST(MemoryFileTest, IsTheUsersAlone) {
   mkfifo(file.c_str(), 0600);
   EXPECT_EQ(ReadMemoryFile(folder, 2), "");
   EXPECT_TRUE(Write(folder, "e"));
+
+  // Nothing is made in what is another user's.
+  unlink(file.c_str());
+  if (chown(folder.c_str(), 65534, 0) != 0) return;  // not by a user
+  EXPECT_FALSE(Write(folder, "f") || Write(folder + "/deep/memory", "f"));
+  EXPECT_EQ(ModeOf(folder + "/deep") + ModeOf(file), 0u);
+}
+
+TEST(MemoryFileTest, FindsTheProgram) {
+  const string file = WriteInHome("program", "xx"), path = std::getenv("PATH");
+  const timespec times[] = {{1, 1}, {3, 5}};
+  utimensat(AT_FDCWD, file.c_str(), times, 0);
+  setenv("PATH", ("/:/none:" + OwnHome()).c_str(), 1);
+  for (const auto& [program, found] :
+       std::map<string, string>{{file, file}, {"program", file}, {"none", ""}, {"dev", ""}}) {
+    const FileFacts facts = FactsOfProgram(program);
+    EXPECT_EQ(facts.path, found.empty() ? program : found);
+    EXPECT_TRUE(facts.bytes == (found.empty() ? 0 : 2) && facts.modified == (found.empty() ? 0 : 3000000005))
+        << program;
+  }
+  setenv("PATH", path.c_str(), 1);
 }
 
 }  // namespace
