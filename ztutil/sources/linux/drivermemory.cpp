@@ -59,7 +59,9 @@ class DeviceNode {
  public:
   explicit DeviceNode(const std::string& path)
       : fDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK)) {}
-  ~DeviceNode() { close(fDescriptor); }
+  ~DeviceNode() {
+    if (fDescriptor >= 0) close(fDescriptor);
+  }
   DeviceNode(const DeviceNode&) = delete;
   DeviceNode& operator=(const DeviceNode&) = delete;
 

@@ -110,7 +110,7 @@ class AdapterFiles {
     source = "physical_vram_size_bytes";
     const std::uint64_t tiles = fDriver == "xe" ? MemoryOfTiles(source) : 0;
     if (tiles != 0) return tiles;
-    if (!fMayWake) return std::nullopt;
+    if (fPlace.renderNode.empty() || !fMayWake) return std::nullopt;
     source = "driver";
     return DedicatedMemoryFromDriver(fDriver, fRoots.dev + "/dri/" + fPlace.renderNode);
   }
