@@ -62,6 +62,12 @@ TEST(GLContexts, AreCurrentUntilTheyAreReleasedOrGone) {
   ScopedContextWrapper(false), context->makeCurrent();
   boost::make_shared<FakeContext>("another", events);
   EXPECT_EQ(Context::Current(), context.get());
+  class Refused : public FakeContext {
+    using FakeContext::FakeContext;
+    void DoMakeCurrent() override { throw KGX::LogicalException(); }
+  };
+  EXPECT_THROW(Refused("", events).makeCurrent(), KGX::LogicalException);
+  EXPECT_EQ(Context::Current(), context.get());
   context.reset();
   EXPECT_EQ(Context::Current(), nullptr);
   Context::ReleaseCurrent();
