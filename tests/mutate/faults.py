@@ -255,17 +255,22 @@ def movable(source, statement):
 
 
 def are_apart(left, right):
-    """Statements that set one thing each, neither of which uses the other's: their order doesn't matter."""
-    setter = r"(?:std::swap\()?([\w.>\[\]*-]+?)(?: = |\.(?:reset|clear|swap)\(|, )"
+    """Statements that change one thing each, neither of which uses the other's: their order doesn't matter."""
+    change = r"(?:\.|->)(?:reset|clear|swap|store|Set|(?:push|emplace)_back)\("
+    setter = rf"(?:std::swap\()?([\w.>\[\]*-]+?)(?: = |{change}|, )"
     targets = [re.match(setter, statement) for statement in (left, right)]
-    return all(targets) and targets[0][1] not in right and targets[1][1] not in left
+    return all(targets) and not is_in(targets[0][1], right) and not is_in(targets[1][1], left)
+
+
+def is_in(target, statement):
+    return re.search(rf"(?<!\w){re.escape(target)}(?!\w)", statement)
 
 
 def swapped_arguments(source):
     for index, word in enumerate(source.words):
         if not source.in_code(index):
             continue
-        is_call = word == "(" and source.callee(index) not in ("", "if", "for", "while", "switch", "catch", "min", "max")
+        is_call = word == "(" and source.callee(index) not in ("", "if", "for", "while", "switch", "catch", "min", "max", "swap")
         if is_call or source.braces.get(index) == "values":
             parts = source.parts(index)
             for one, two in zip(parts, parts[1:]):
