@@ -25,7 +25,11 @@ def judge(row, job, hung):
     wrong += against_facts(row, run, facts)
     if (job / "look.json").exists():
         wrong += against_look(row, Run(job / "look.json"), facts) + isolation(run, Run(job / "isolation.json"))
-    for moment in sorted(job.glob("moment-*")):
+    moments = sorted(job.glob("moment-*"))
+    wanted = int(re.search(r"(?:moments|suspends) (\d+)|$", row.commands)[1] or 0)
+    if len(moments) < wanted and not (moments and read(job, "kept-by-kernel")):
+        wrong.append(f"only {len(moments)} moments")
+    for moment in moments:
         wrong += [f"{moment.stem}: {words}" for words in at_a_moment(row, Run(moment))]
     return wrong
 
