@@ -34,7 +34,7 @@ CONFIGURATIONS = [
     Configuration("virtio", "virtio-vga", PLAIN),
     Configuration("virgl", "virtio-gpu-gl-pci", DRAWS),
     Configuration("radeon", RADEON, arguments=QUIET),
-    # Several
+    # Several; QEMU has no second virtio card with 3D
     Configuration("twins", "virtio-vga virtio-gpu-pci", PLAIN, arguments=QUIET),
     Configuration("qxl-virtio", "qxl-vga virtio-gpu-pci", PLAIN, arguments=QUIET),
     Configuration("virtio-qxl", "virtio-vga qxl", PLAIN, arguments=QUIET),
@@ -42,6 +42,7 @@ CONFIGURATIONS = [
     Configuration("virgl-radeon", f"virtio-vga-gl {RADEON}", DRAWS, arguments=QUIET),
     Configuration("radeon-virgl", f"{RADEON} virtio-gpu-gl-pci", DRAWS, arguments=QUIET, created="0"),
     # Not for use: no driver likes it, none may have it, another has it, it's off the bus, it's off, it's another user's
+    # (the distribution's kernels have vgem and no vkms)
     Configuration("vmware", "vmware-svga", SOFT, ["no-kernel-driver"]),
     Configuration("nomodeset", "virtio-vga", SOFT, ["no-kernel-driver"], arguments="nomodeset"),
     Configuration("stub", "virtio-vga qxl", SOFT, ["held-for-guest"], "hold pci-stub; report", QUIET),
