@@ -577,6 +577,20 @@ TEST(ConsoleAppRun, ATaskThatDoesNotBeginInTimeFailsTheLaunch) {
   go->count_down();
 }
 
+// The machine was suspended while the task began.
+TEST(ConsoleAppRun, ATaskHasItsTimeBesidesASuspend) {
+  ThreadLog log(3, 1);
+  const auto hook = [&](const std::string& name) {
+    if (name != "OnOutputTaskBegin stdout") return;
+    log.Await("IsRunningLocked stdout waitSeconds", 1);
+    ztutil::SetClockBias(2);
+    log.Await("IsRunningLocked stdout maxWaitSeconds", 2);
+  };
+  EXPECT_EQ(RunToEnd(boost::make_shared<App>(hook), Params({"exit:3"}, boost::make_shared<Task>())),
+            "Finished 3");
+  ztutil::SetClockBias(0);
+}
+
 // Mostly before the launch thread looks.
 TEST(ConsoleAppRun, ATaskThatEndsAtOnceHasStarted) {
   const Patience patience;

@@ -1,3 +1,4 @@
+#include <ztutil/clock.h>
 #include <ztutil/fmt.h>
 #include <ztutil/launchoutputthreadtask.h>
 #include <ztutil/launchthreadtask.h>
@@ -13,6 +14,17 @@ using consoleapp::GetShortWaitSeconds;
 namespace {
 
 DebugFlag gConsoleAppLog{"ConsoleAppLog"};
+
+// Whether it begins within the short wait. One that took longer than that was of a host that was stopped, or
+// of a machine that was suspended. The task had no time then either, and gets it now.
+bool Begins(OutputTask& task) {
+  constexpr double kMayOversleepSeconds = 0.1;
+  const double bound = GetShortWaitSeconds();
+  const double end = Now() + bound + kMayOversleepSeconds;
+  // One that has begun may have ended by now, with a child that says nothing.
+  const auto hasBegun = [&] { return task.IsRunning(bound) || task.HasStarted(); };
+  return hasBegun() || (Now() > end && hasBegun());
+}
 
 // What Launcher::Wait gives as a state.
 consoleapp::State FinalState(std::int32_t result) {
@@ -101,8 +113,7 @@ void LaunchThreadTask::StartOutput(OutputChannel channel, const LaunchResult& la
   ZT_LOG_LEVEL(
       gConsoleAppLog, 3,
       "LaunchThreadTask OutputThreadTask spawned, use_count[" << channel << "]=" << reader.use_count());
-  // One that has begun may have ended by now, with a child that says nothing.
-  if (task->IsRunning(GetShortWaitSeconds()) || task->HasStarted()) return;
+  if (Begins(*task)) return;
   ThrowIfFailurePending();
   const std::string message = "LauncherTask: output task " + TaskIDName(channel) + " never started";
   ZT_LOG_LEVEL(gConsoleAppLog, 1, message);
