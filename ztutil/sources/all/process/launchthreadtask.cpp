@@ -15,8 +15,8 @@ namespace {
 
 DebugFlag gConsoleAppLog{"ConsoleAppLog"};
 
-// Whether it begins within the short wait. One that took longer than that was of a host that was stopped, or
-// of a machine that was suspended. The task had no time then either, and gets it now.
+// Whether it begins within the short wait. Where that took longer than it should, the host was stopped or the
+// machine suspended: the task had no time either, and gets it now.
 bool Begins(OutputTask& task) {
   constexpr double kMayOversleepSeconds = 0.1;
   const double bound = GetShortWaitSeconds();

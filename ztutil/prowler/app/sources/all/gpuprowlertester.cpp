@@ -107,8 +107,9 @@ void GPUProwlerTester::DoRunAnyGLGPU() {
 
 void GPUProwlerTester::DoRunEnumerateGLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateGLGPUs");
-  fGLGPUs = Tagged(ProwlerKey::kGLGPU, CreateGPUImpl()->GetGPUs());
-  PutValue(ProwlerKey::kNumGLGPUs, fGLGPUs.size());
+  const GLGPUList gpus = CreateGPUImpl()->GetGPUs();
+  PutValue(ProwlerKey::kNumGLGPUs, gpus.size());
+  fGLGPUs = Tagged(ProwlerKey::kGLGPU, gpus);
   CountStep();
 }
 
@@ -122,8 +123,9 @@ void GPUProwlerTester::DoRunKGXOCLInitialize() {
 
 void GPUProwlerTester::DoRunEnumerateCLGPUs() {
   ZT_LOG_SCOPE(gGPUProwler, "DoRunEnumerateCLGPUs");
-  fCLGPUs = Tagged(ProwlerKey::kCLGPU, CreateGPUImpl()->GetCLGPUs());
-  PutValue(ProwlerKey::kNumCLGPUs, fCLGPUs.size());
+  const CLGPUList gpus = CreateGPUImpl()->GetCLGPUs();
+  PutValue(ProwlerKey::kNumCLGPUs, gpus.size());
+  fCLGPUs = Tagged(ProwlerKey::kCLGPU, gpus);
   CountStep();
 }
 
@@ -165,10 +167,10 @@ void GPUProwlerTester::RunTestOnGPUs(TaggedGPUList& list, const GPUTest& test) {
       ++current;
       continue;
     } catch (...) {
-      AddFailure();
       ztutil::WriteStderrLine(TextOfCurrentException());
     }
     ZT_LOG(gGPUProwler, "Testing terminated for " << current->fTag);
+    AddFailure();
     current = list.erase(current);
   }
 }
