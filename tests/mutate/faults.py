@@ -271,13 +271,18 @@ def swapped_arguments(source):
         if not source.in_code(index):
             continue
         is_call = word == "(" and source.callee(index) not in ("", "if", "for", "while", "switch", "catch", "min", "max", "swap")
-        if is_call or source.braces.get(index) == "values":
+        if is_call or source.braces.get(index) == "values" and not is_set(source, index):
             parts = source.parts(index)
             for one, two in zip(parts, parts[1:]):
                 left, right = source.slice(*one), source.slice(*two)
                 if left != right and literal_kind(source, one) == literal_kind(source, two):
                     between = source.text[source.tokens[one[1]].end:source.tokens[two[0]].start]
                     yield one[0], two[1], [right + between + left]
+
+
+def is_set(source, opener):
+    """Names, one of which another name has to be."""
+    return source.word(source.mate[opener] + 1) == ")" and source.callee(source.inside[opener]) in ("IsOneOf", "NameOf")
 
 
 def literal_kind(source, part):

@@ -34,6 +34,8 @@ Answer Told() {
   answer.seconds = 1.234;
   answer.remembered = true;
   answer.time = "2026-11-22T05:29:05Z";
+  answer.prober = "prober";
+  answer.arguments = {"-a", "b"};
   answer.adapters.resize(2);
   answer.adapters[0].address = "0000:01:00.0";
   answer.adapters[0].name = "card\n";
@@ -85,7 +87,8 @@ Answer Told() {
                            {"glMemoryMB", "GLMemoryMB", std::int64_t{0}},
                            {"flag", "Flag", true},
                            {"real", "Real", 1234567.8},
-                           {"list", "List", std::vector<std::int64_t>{1, -1}}};
+                           {"list", "List", std::vector<std::int64_t>{1, -1}},
+                           {"text", "Text", string(201, 'x')}};
   answer.runs.resize(2);
   answer.runs[0].text = "The prober crashed: signal 11";
   answer.runs[0].asked = {"glgpu[0].GLMemoryMB", "b", "c", "d", "e"};

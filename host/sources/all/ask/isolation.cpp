@@ -32,9 +32,7 @@ bool BeginsWith(const std::string& text, const std::string& beginning) {
 }
 
 // Of a question, whichever GPU it was put to.
-std::string KeyOf(const std::string& question) {
-  return question[0] == 'g' || question[0] == 'c' ? question.substr(question.find('.') + 1) : question;
-}
+std::string KeyOf(const std::string& question) { return question.substr(question.find('.') + 1); }
 
 // The interface whose turn it was, as far as can be told.
 Interface AskedInterface(const Run& run) {
