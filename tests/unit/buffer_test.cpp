@@ -32,11 +32,13 @@ class BufferTest : public testing::Test {
     fGrowable.Write("0123456789", 10);
     fGrowable.SetState(6, 10, 2, 8);
     fFixed.Seek(96);
+    fVast.SetOffset(kLargest - 1);
   }
 
   char fMemory[100] = "";
   Buffer fGrowable{20};
   Buffer fFixed{fMemory, sizeof fMemory};
+  Buffer fVast{fMemory, kLargest};
 };
 
 TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
@@ -63,6 +65,8 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
       {g, [&] { g.SetBuffer(nullptr, 0); }, "runtime: Failed requirement: buf != NULL"},
       {g, [&] { SetFailureHook([](auto...) {}), g.SetBuffer(nullptr, 1); },
        "argument: Buffer::SetState: bad args"},
+      {fVast, [&] { fVast.SeekBy(2); }, "runtime: Buffer: seek past EOF"},
+      {fVast, [&] { fVast.SeekBy(1), fVast.SeekBy(-1); }, ""},
       {f, [&] { Buffer(f).Grow(1); }, "runtime: not IsGrowable"},  // a copy that is owned
       {f, [&] { f.SetCapacity(200); }, "runtime: Buffer: ownership is required for this operation"},
       {f, [&] { f.SetEnd(); }, "runtime: Buffer: ownership is required for this operation"},
