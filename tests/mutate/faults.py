@@ -283,9 +283,9 @@ def swapped_arguments(source):
 
 
 def is_set(source, opener):
-    """Of which any one will do, as in `IsOneOf(name, {"a", "b"})` and `for (... : {"a", "b"}) if (...) return true`."""
+    """Whose order tells nothing, as in `IsOneOf(name, {"a", "b"})` and `for (... : {"a", "b"}) if (...) return true`."""
     behind = source.mate[opener] + 1
-    if source.word(behind) != ")" or source.callee(source.inside[opener]) in ("IsOneOf", "NameOf"):
+    if source.word(behind) != ")" or source.callee(source.inside[opener]) in ("IsOneOf", "NameOf", "Key"):
         return source.word(behind) == ")"
     then = source.mate.get(behind + 2, 0) + 1
     return source.words[behind + 1:behind + 3] + source.words[then:then + 2] == ["if", "(", "return", "true"]
