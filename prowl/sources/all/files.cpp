@@ -33,10 +33,10 @@ std::string ReadFile(const std::string& file) {
 }
 
 void WriteFile(const fs::path& path, const std::string& text) {
-  errno = 0;  // streams leave it as the system sets it
+  errno = EIO;  // streams leave it as the system sets it
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text << std::flush;
-  if (!out) throw std::system_error(errno != 0 ? errno : EIO, std::generic_category());
+  if (!out) throw std::system_error(errno, std::generic_category());
 }
 
 fs::path HiddenBeside(const fs::path& path) {
