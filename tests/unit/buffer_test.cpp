@@ -45,6 +45,8 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
   Buffer& g = fGrowable;
   Buffer& f = fFixed;
   char bytes[20] = "";
+  Buffer all(bytes, kLargest);  // as far as memory could go
+  all.SeekEnd();
   const struct {
     Buffer& buffer;
     std::function<void()> action;
@@ -60,6 +62,7 @@ TEST_F(BufferTest, RefusalsHaveTheirTextsAndChangeNothing) {
       {g, [&] { g.Seek(11); }, "runtime: Buffer: bad offset param"},
       {g, [&] { g.Seek(-1); }, "runtime: Buffer: bad offset param"},
       {g, [&] { g.SeekBy(kFarthest); }, "runtime: Buffer: bad offset param"},
+      {all, [&] { all.SeekBy(1); }, "runtime: Buffer: seek past EOF"},
       {g, [&] { g.SeekBy(-kFarthest - 1); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SeekBy(-7); }, "runtime: Buffer: offset would be negative"},
       {g, [&] { g.SetBuffer(nullptr, 0); }, "runtime: Failed requirement: buf != NULL"},

@@ -611,6 +611,8 @@ TEST(ConsoleAppRun, ATaskAtWorkIsNeitherCopiedNorUsedAgain) {
   for (const auto& use :
        {std::function<void()>([&] { Task{*task}; }), {[&] { task->OutputTask::operator=(OutputTask()); }}})
     EXPECT_EQ(Outcome(use), "runtime: OutputTask::AssignLocked: task is running");
+  EXPECT_EQ(Outcome([&] { task->Configure(TaskID::Stdout, nullptr, nullptr); }),
+            "runtime: OutputTask::Configure: task is running");
   launcher.Reset();
   EXPECT_EQ(RunToEnd(app, Params({}, task)), "other: Launcher: OutputTask::Configure: task is running 77");
   EXPECT_EQ(RunToEnd(app, Params({"exit:3"})), "Finished 3");

@@ -133,6 +133,9 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
 TEST(GLObjects, TellWhatTheyRefuse) {
   Library::Initialize({});
   FakeGL gl;  // of no version
+  Texts events;
+  const GLGPU gpu(boost::make_shared<Hardware>(boost::make_shared<FakeContext>("", events)));
+  EXPECT_EQ(Outcome([&] { gpu.GetVersion(); }), "runtime: Cannot determine OGL version");
   EXPECT_EQ(Message([] { Program(); }), "no GLSL programs");
   EXPECT_EQ(Message([] { Framebuffer(); }), "no framebuffer objects");
   gl.texts[kGL_EXTENSIONS] = "GL_ARB_framebuffer_object";

@@ -117,8 +117,12 @@ TEST(Tester, ACrashThatReturnsIsACrashAllTheSame) {
     int crashes = 0;
   } tester;
   tester.SetCrashAfter(0);
-  EXPECT_THROW(tester.CountStep(), std::runtime_error);
+  const auto step = [&] { tester.CountStep(); };
+  EXPECT_EQ(Outcome(step), "runtime: programmed failure");
   EXPECT_EQ(tester.crashes, 1);
+  tester.SetCrashAfter(-1);
+  tester.SetThrowAfter(1);
+  EXPECT_EQ(Outcome(step), "runtime: Programmed throw");
   try {
     throw 1;
   } catch (...) {

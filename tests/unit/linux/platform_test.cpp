@@ -1,9 +1,13 @@
 #include "system/platform.h"
 
+#include "../outcome.h"
 #include "../ownhome.h"
 #include "../testsystem.h"
+#include "refusecalls.h"
 #include "system/standardstreams.h"
 
+#include <kgx/opencltable.h>
+#include <ztutil/gpuimpl.h>
 #include <ztutil/logsinks.h>
 #include <ztutil/prepareprocess.h>
 
@@ -202,6 +206,15 @@ TEST(ThreadName, IsCutToTheSystemsRoom) {
       pthread_getname_np(pthread_self(), shown, sizeof shown);
       EXPECT_STREQ(shown, expected);
     }
+  }).join();
+}
+
+// To a thread of its own.
+TEST(System, MayRefuseToTellOfItsMemoryAndToOpenALibrary) {
+  std::thread([] {
+    ASSERT_TRUE(RefuseCalls(SYS_sysinfo, EPERM) && RefuseCalls(SYS_openat, EMFILE));
+    EXPECT_EQ(Outcome(GetInstalledRAM), "runtime: GlobalMemoryStatusEx failed");
+    EXPECT_EQ(Outcome(KGX::OCL::Library::Initialize), "other: no OpenCL library");
   }).join();
 }
 
