@@ -218,7 +218,8 @@ def exception(source, _):
         elif token.text == "(" and source.word(index - 1) not in ("", ")"):
             for first, last in source.parts(index):
                 if not any(source.tokens[at].kind in ("text", "number") for at in range(first, last + 1)):
-                    yield first, last, ['""'] if source.word(index - 1).endswith("_error") else ["{}", '""']
+                    is_text = source.word(index - 1).endswith("_error") or source.word(first) == "nullptr"
+                    yield first, last, ['""'] if is_text else ["{}", '""']
     for first, last, others in swapped_arguments(source):
         if first in source.thrown:
             yield first, last, others
