@@ -257,16 +257,40 @@ def movable(source, statement):
         source.declared(statement.first, statement.last - 1) is None
 
 
+CHANGE = r"(?:\.|->)(?:reset|clear|swap|store|assign|append|insert|resize|remove_prefix|Set|(?:push|emplace)_back)\("
+PLACE = r"[\w.>*-]+(?:\[[\w.>-]+\])?"
+SETTER = re.compile(rf"(?:std::swap\()?({PLACE})(?: [-+]?= |{CHANGE}|, )|(?:\+\+|--)({PLACE});")
+TELLING = re.compile(r"ZT_LOG|\w+\.notify_all\(")  # which waits for the lock that one holds
+FUNCTION = re.compile(r"(?<![\w.>:])(?!std::|ZT_LOG|\w+_cast\b)[\w:]+(?:<[^()]*>)?\(")
+
+
 def are_apart(left, right):
-    """Statements that change one thing each, neither of which uses the other's: their order doesn't matter."""
-    change = r"(?:\.|->)(?:reset|clear|swap|store|Set|(?:push|emplace)_back)\("
-    setter = rf"(?:std::swap\()?([\w.>\[\]*-]+?)(?: = |{change}|, )"
-    targets = [re.match(setter, statement) for statement in (left, right)]
-    return all(targets) and not is_in(targets[0][1], right) and not is_in(targets[1][1], left)
+    """Statements that change one thing each, neither of which uses the other's, or one of them beside one that tells of
+    other things: their order doesn't matter."""
+    pair = [" ".join(statement.split()) for statement in (left, right)]
+    for one, other in (pair, pair[::-1]):
+        targets, tells = changed(one), TELLING.match(one)
+        calls = FUNCTION.search(re.sub(r'"[^"]*"', "", other))  # and may use what isn't named there
+        if not targets and (not tells or calls or TELLING.match(other)):
+            return False
+        if any(is_in(target, other) or calls and re.match("[fg][A-Z]", target) for target in targets):
+            return False
+    return True
+
+
+def changed(statement):
+    """What a simple setter changes, and empties for that; nothing where it isn't one."""
+    found = SETTER.match(statement)
+    emptied = re.findall(r"\b(?:move|exchange|swap)\(([\w.>-]+)(?:, ([\w.>-]+))?", statement)
+    return [name for name in (found[1] or found[2], *sum(emptied, ())) if name] if found else []
 
 
 def is_in(target, statement):
-    return re.search(rf"(?<!\w){re.escape(target)}(?!\w)", statement)
+    """It, or the whole that it's a part of."""
+    target = re.sub(r"\[[a-z][\w.>-]*\]", "", target)  # two indices may be the same
+    wholes = [target[:part.start()] for part in re.finditer(r"\.|->|\[", target)]
+    return re.search(rf"(?<!\w){re.escape(target)}(?!\w)", statement) or \
+        any(re.search(rf"(?<![\w.>]){re.escape(whole)}(?!\w|\.|->|\[)", statement) for whole in wholes)
 
 
 def swapped_arguments(source):

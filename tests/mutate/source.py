@@ -95,7 +95,7 @@ class Source:
         for index in self.at_depth(first + 1, last):
             before, after = self.word(index - 1), self.word(index + 1) if index < last else ";"
             if self.tokens[index].kind == "word" and after in ("=", "(", "{", ";", "[") and \
-                    (self.tokens[index - 1].kind == "word" or before in (">", "*", "&") and
+                    (self.tokens[index - 1].kind == "word" or before in (">", ">>", "*", "&") and
                      not self.tokens[index - 1].spaced and index - 1 > first):
                 return self.word(index)
             if before == "auto" or before in ("&", "&&") and self.word(index - 2) == "auto":
