@@ -39,18 +39,15 @@ JSON Parse(const std::string& text) {
 class Reader {
  public:
   explicit Reader(const JSON& document) : fDocument(document) {
-    Require(document.is_object() && document.value("schema", JSON()) == kSchema);
-    Require(At("version").is_string() && At("shortened").is_boolean() && At("reportKeys").is_object());
+    Require(document.is_object() && document.value("schema", JSON()) == kSchema &&
+            At("version").is_string() && At("shortened").is_boolean() && At("reportKeys").is_object());
   }
 
   Answer Read() const {
     Answer answer;
     GetObject(fDocument, answer, 4);
-    for (const Reason& reason : answer.reasons) CheckPlaces(reason, answer);
-    for (const GPU& gpu : answer.gpus) {
-      CheckPlaces(gpu, answer);
-      Require(gpu.run < answer.runs.size());
-    }
+    for (const Reason& reason : answer.reasons) Require(HasItsParts(reason, answer));
+    for (const GPU& gpu : answer.gpus) Require(HasItsParts(gpu, answer) && gpu.run < answer.runs.size());
     for (const Run& run : answer.runs)
       for (const std::size_t driver : run.drivers) Require(driver < answer.drivers.size());
     return answer;
@@ -64,22 +61,21 @@ class Reader {
   }
 
   template <class Part>
-  static void CheckPlaces(const Part& part, const Answer& answer) {
-    Require(!part.driver || *part.driver < answer.drivers.size());
-    Require(!part.adapter || *part.adapter < answer.adapters.size());
+  static bool HasItsParts(const Part& part, const Answer& answer) {
+    return (!part.driver || *part.driver < answer.drivers.size()) &&
+           (!part.adapter || *part.adapter < answer.adapters.size());
   }
 
   // All of its keys, and so many more.
   template <class Part>
   void GetObject(const JSON& from, Part& part, std::size_t others = 0) const {
-    Require(from.is_object());
     FieldsOf(&part, [&](const char* key, auto member) {
       const auto found = from.find(key);
       if (found == from.end()) return Require(IsOptional(part.*member));
       ++others;
       Get(*found, part.*member);
     });
-    Require(others == from.size());
+    Require(from.is_object() && others == from.size());
   }
 
   template <class Part>
@@ -98,7 +94,6 @@ class Reader {
       while (from != NameOf(static_cast<Part>(place))) Require(place++ < static_cast<int>(kLast<Part>));
       part = static_cast<Part>(place);
     } else if constexpr (std::is_same_v<Part, bool>) {
-      Require(from.is_boolean());
       part = from.get<bool>();
     } else if constexpr (std::is_same_v<Part, double>) {
       Require(from.is_number());
@@ -122,10 +117,7 @@ class Reader {
     whole = from.get<Whole>();
   }
 
-  void Get(const JSON& from, std::string& text) const {
-    Require(from.is_string());
-    text = from.get<std::string>();
-  }
+  void Get(const JSON& from, std::string& text) const { text = from.get<std::string>(); }
 
   template <class Part>
   void Get(const JSON& from, std::optional<Part>& part) const {
@@ -154,8 +146,7 @@ class Reader {
     for (const auto& entry : from.items()) {
       const auto reportKey = reportKeys.find(entry.key());
       Require(reportKey != reportKeys.end());
-      Value& value = values.emplace_back();
-      value.key = entry.key();
+      Value& value = values.emplace_back(Value{entry.key(), {}, {}});
       Get(*reportKey, value.reportKey);
       GetValue(entry.value(), value);
     }
