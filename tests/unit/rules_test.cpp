@@ -183,9 +183,10 @@ TEST(RulesTest, DecideByFeature) {
   Rules rules;
   EXPECT_FALSE(rules.Add("a.json", R"({"version": "1", "entries": [
     {"id": 1, "description": "a\u001bb", "features": ["all", {"exceptions": ["video"]}], "vendor_id": "0x10de",
-     "multi_gpu_category": "any", "message": "Update it.", "fixed_in": "550", "driver_update_url": "https://x.example"},
+     "multi_gpu_category": "any", "message": "Update it.", "fixed_in": "550", "driver_update_url": "https://x.example",
+     "disabled_extensions": ["GL_C"]},
     {"id": 2, "features": ["webgl"], "no": 1},
-    {"id": 3, "features": ["webgl"], "cpu_info": ".*"},
+    {"id": 3, "features": ["webgl"], "cpu_info": ".*", "message": "Look at it."},
     {"id": 4, "disabled_extensions": ["GL_A", "GL_B"]}]})"));
   string told = AsText(Check(rules, Laptop())) + "--- With requirements\n";
   EXPECT_TRUE(rules.Add("b.json", R"({"entries": [{"id": 1, "message": "Only a word."}]})"));
