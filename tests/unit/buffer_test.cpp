@@ -127,6 +127,7 @@ TEST_F(BufferTest, EachStepLeavesItsSizesAndBytes) {
       {[&] { b.Reset(); }, {0, 0, 4096, 0, 0}, ""},
       {[&] { b.SetEnd(); }, {0, 0, 0, 0, 0}, ""},  // and open still
       {[&] { b.Write("k", 1); }, {1, 1, 4096, 0, 1}, "k"},
+      {[&] { b.Write(std::string(9999, 'l').data(), 9999), b.Seek(1), b.SetEnd(); }, {1, 1, 1, 0, 1}, "k"},
       {[&] { b.SetBuffer(out, 2); }, {0, 2, 2, 0, 0}, "12"},  // what was copied out
   };
   for (const auto& row : rows) {
