@@ -148,9 +148,10 @@ TEST(MachineTest, EachMachineHasItsReason) {
       {"no-opencl-driver sandbox",
        [](Made& m) { m.Remove("etc/OpenCL"), m.Write("proc/self/attr/current", "snap.x.y (enforce)\n"); }},
       {"driver-library-missing", [](Made& m) { m.Remove("opt/pocl"); }},
-      {"nvidia-version-mismatch",
+      {"nvidia-version-mismatch sandbox",
        [](Made& m) {
          m.Write("proc/driver/nvidia/version", "NVRM version: NVIDIA UNIX Open x86_64  550.90.07  Release\n");
+         m.Write(".dockerenv", "");
        }},
       {"no-kernel-driver driver-library-missing nvidia-version-mismatch",
        [](Made& m) {

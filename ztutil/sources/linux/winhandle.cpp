@@ -102,8 +102,7 @@ bool KernelHasNoSignal() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return false;
     const bool written = WriteNoSignal(ends[1], "", 1) == 1;
-    close(ends[0]);
-    close(ends[1]);
+    for (const int end : ends) close(end);
     return written;
   }();
   return has;

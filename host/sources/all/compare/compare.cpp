@@ -212,13 +212,10 @@ class Comparer {
     std::map<std::string, const Datum*> left;
     for (const Value& value : after) left.emplace(value.key, &value.value);
     for (const Value& value : before) {
-      const auto found = left.find(value.key);
-      if (found != left.end()) {
-        CompareData(value.key, value.value, *found->second);
-        left.erase(found);
-      } else if (tellsAllAfter) {
+      if (const auto found = left.extract(value.key))
+        CompareData(value.key, value.value, *found.mapped());
+      else if (tellsAllAfter)
         Add(EffectOfNone(value.key, value.value, false), value.key, value.value, {});
-      }
     }
     if (tellsAllBefore)
       for (const Value& value : after)

@@ -312,9 +312,8 @@ class Reader {
 
   static void TakeSeries(const JSON& value, Conditions& conditions) {
     TakeList(value, [&](const JSON& series) {
-      const std::string name = TextOf(series);
-      Require(IsIntelSeries(name.c_str()), "isn't known");
-      conditions.intelSeries.push_back(name);
+      conditions.intelSeries.push_back(TextOf(series));
+      Require(IsIntelSeries(conditions.intelSeries.back().c_str()), "isn't known");
     });
     Require(!conditions.intelSeries.empty(), "must not be empty");
   }
