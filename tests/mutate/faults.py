@@ -247,13 +247,13 @@ def droppable(source):
                     continue
             calls = source.called(first, last)
             called = source.callee(calls[-1]) if calls else ""
-            if called == "reserve":
-                continue  # without it all is the same, and slower
-            yield first, last, source.word(first) == "delete" or bool(RELEASE.match(called))
+            if called != "reserve":  # without which all is the same, and slower
+                yield first, last, source.word(first) == "delete" or bool(RELEASE.match(called))
 
 
 def movable(source, statement):
     return source.word(statement.first) not in LEAPS | {"using", "typedef"} and \
+        source.word(statement.first + 2) != "reserve" and \
         source.declared(statement.first, statement.last - 1) is None
 
 

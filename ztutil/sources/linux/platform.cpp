@@ -190,7 +190,8 @@ void PrepareProberProcess() {
   // to a program. Setting it fails only where the limit is 0 for good.
   const rlimit noCore{1, 1};
   setrlimit(RLIMIT_CORE, &noCore);
-  for (const int broken : {SIGPIPE, SIGXFSZ}) std::signal(broken, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 
   // The descriptors are taken in rising order, so that each open gives the number that was found closed.
   // Opened for the wrong direction, they keep failing: nothing can be read from the first and written to the
