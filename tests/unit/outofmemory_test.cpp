@@ -1,6 +1,7 @@
 // What callers get when memory runs out, at whichever of their allocations, and that buffers keep none.
 #include "fakedrivers.h"
 #include "memorylogger.h"
+#include "scarcememory.h"
 #include "system/standardstreams.h"
 
 #include <ztutil/buffer.h>
@@ -14,54 +15,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
-#include <new>
-#include <utility>
-
-namespace {
-
-// How many allocations of this thread succeed until one fails; all where it is negative.
-thread_local int gLeft = -1;
-thread_local int gHeld = 0;  // and how many it has
-
-// By pointers, or the compiler takes one for another's than the other.
-void* (*volatile gAllocate)(std::size_t) = std::malloc;
-void (*volatile gFree)(void*) = std::free;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const memory = gLeft == 0 ? nullptr : gAllocate(size + 1);
-  gLeft -= gLeft >= 0 ? 1 : 0;
-  if (memory == nullptr) throw std::bad_alloc();
-  ++gHeld;
-  return memory;
-}
-
-void operator delete(void* memory) noexcept {
-  gHeld -= memory != nullptr ? 1 : 0;
-  gFree(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 namespace {
 
 ztutil::DebugFlag gFlag{"OutOfMemoryTest", 1};
-
-// What comes of an action whose allocations fail one at a time: its own letters, or an 'x' for an exception.
-std::string Outcomes(const std::function<char()>& action) {
-  std::string all;
-  for (int left = 0;; ++left) {
-    char outcome = 'x';
-    gLeft = left;
-    try {
-      outcome = action();
-    } catch (const std::bad_alloc&) {
-    }
-    if (std::exchange(gLeft, -1) >= 0) return all;
-    if (all.empty() || all.back() != outcome) all += outcome;
-  }
-}
 
 TEST(OutOfMemory, FailsTextsAndLinesAndNoCaller) {
   Outcomes([] { return ztutil::DebugFlagsInitialize(), '-'; });  // without one that leaves it
@@ -82,7 +39,7 @@ TEST(OutOfMemory, FailsTextsAndLinesAndNoCaller) {
             }),
             "-");
   // These can't be made without any, but they can without what they hold or say.
-  EXPECT_EQ(Outcomes([&] { return ztutil::XUnderrun(8, "ABCDEFGH").fHasData ? 'd' : '-'; }), "x-");
+  EXPECT_EQ(Outcomes([&] { return ztutil::XUnderrun(8, "ABCDEFGH").fHasData ? 'd' : '-'; }), "xx-");
   const auto log = [] { return ztutil::ZTFileLogger().IsEnabled() ? '-' : 'd'; };
   EXPECT_EXIT(std::_Exit(Outcomes(log) == "x-" ? 0 : 1), testing::ExitedWithCode(0), "");
   ZT_LOG(gFlag, "still at its depth");
@@ -106,7 +63,7 @@ TEST(OutOfMemory, EndsARunAndLosesAFailureAndIsTold) {
 }
 
 TEST(Buffers, GiveBackWhatTheyOwn) {
-  const int before = gHeld;
+  const int before = HeldAllocations();
   {
     ztutil::Buffer buffer(1);
     buffer.Write("abc", 3);
@@ -115,7 +72,7 @@ TEST(Buffers, GiveBackWhatTheyOwn) {
     for (ztutil::Buffer* seen : {new ztutil::Buffer(1), new ztutil::Buffer(1)})
       buffer.TakeBack(seen);  // the second is of the first one's bytes
   }
-  EXPECT_EQ(gHeld, before);
+  EXPECT_EQ(HeldAllocations(), before);
 }
 
 // The list of platforms, then that of a platform's devices, then one of these.
@@ -124,7 +81,15 @@ TEST(OutOfMemory, LosesTheDeviceOfOpenCLThatItHits) {
   FakeCL::Table().clGetPlatformIDs = [](auto, auto, auto count) { return *count = 1, CL_SUCCESS; };
   FakeCL::Table().clGetDeviceIDs = [](auto, auto, auto, auto, auto count) { return *count = 3, CL_SUCCESS; };
   const auto impl = CreateGPUImpl();
-  EXPECT_EQ(Outcomes([&] { return static_cast<char>('0' + impl->GetCLGPUs().size()); }), "x02");
+  EXPECT_EQ(Outcomes([&] { return static_cast<char>('0' + impl->GetCLGPUs().size()); }), "xx02");
+}
+
+TEST(OutOfMemory, LosesTheGPUsOfOpenGLAndIsTold) {
+  const auto impl = CreateGPUImpl();
+  testing::internal::CaptureStderr();
+  FailAllocationAfter(0);
+  EXPECT_TRUE(impl->GetGPUs().empty());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "DoGetGPUs fails with exception\n");
 }
 
 }  // namespace

@@ -7,10 +7,14 @@
 
 namespace ztutil {
 
-// Deaf to the global locale, which anybody in the process may change, a driver too.
+// Deaf to the global locale, which anybody in the process may change, a driver too. Where there is no memory
+// for all of a text it throws: there is no part of one.
 class ClassicStream : public std::ostringstream {
  public:
-  ClassicStream() { imbue(std::locale::classic()); }
+  ClassicStream() {
+    imbue(std::locale::classic());
+    exceptions(badbit);
+  }
 };
 
 }  // namespace ztutil

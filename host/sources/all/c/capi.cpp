@@ -10,6 +10,7 @@
 #include <charconv>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,14 +31,15 @@ class Form {
   explicit Form(Make make) : fMake(make) {}
 
   const char* Of(const Told& told) const {
-    std::call_once(fOnce, [&] { fText = fMake(told); });
-    return fText.c_str();
+    const std::lock_guard<std::mutex> lock(fMutex);
+    if (!fText) fText = fMake(told);
+    return fText->c_str();
   }
 
  private:
   const Make fMake;
-  mutable std::once_flag fOnce;
-  mutable std::string fText;
+  mutable std::mutex fMutex;
+  mutable std::optional<std::string> fText;
 };
 
 }  // namespace
