@@ -222,16 +222,21 @@ TEST(Logging, ABrokenLoggerHurtsNobodyAndKeepsItsDepth) {
   {
     ZT_LOG_SCOPE(gFlag, "scope");
     ZT_LOG(gFlag, "text");
+    logger.broken = false;
+    ZT_LOG(gFlag, "deeper");
+    logger.broken = true;
   }
   { const ztutil::ZTNullLogger above; }
   logger.broken = false;
   for (int i = 0; i < 2; ++i)  // below 0, where it stays
     EXPECT_EQ(Outcome([&] { logger.Outdent(); }), "other: string too long");
   { ZT_LOG_SCOPE(gFlag, "scope"); }
+  std::ostringstream text("own");
+  { const ztutil::ZTLogScope scope(text, "", 0); }
   EXPECT_EQ(Outcome([&] { logger.Indent(); }), "other: string too long");
   logger.Indent();
   ZT_LOG(gFlag, "text");
-  EXPECT_EQ(logger.text, "00000 BEGIN scope\n00001 text\n");
+  EXPECT_EQ(logger.text, "00000  deeper\n00001 BEGIN scope\n00002 BEGIN own\n00003 text\n");
 }
 
 // Nobody has made a logger here, so that the first message makes the default one, which stays.
