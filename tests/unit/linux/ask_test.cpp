@@ -99,6 +99,20 @@ TEST(AskTest, NotesWhatFailsBesideTheProber) {
     EXPECT_EQ(answer.runs[0].notes,
               delay > 0 ? Notes({kHostHasThrown, "stdout: y"}) : Notes({"stdout: y", kHostHasThrown}));
   }
+  // And when it is to be killed.
+  Request request = MakeRequest({"say:x", "sleep:300", "say:y", "hang"});
+  request.cancellation = std::make_shared<gpuprowler::Cancellation>();
+  request.passOn = [](bool, const char* bytes, std::size_t) {
+    if (*bytes == 'y') throw std::runtime_error("y");
+  };
+  request.event = [&](const Event& event) {
+    if (event.line == nullptr) return;
+    Sleep(1);
+    request.cancellation->Cancel();
+  };
+  const Answer answer = Ask(request);
+  EXPECT_EQ(answer.text, "The prober was interrupted, and was killed");
+  EXPECT_EQ(answer.runs[0].notes, Notes{"stdout: y"});
 }
 
 TEST(AskTest, EndsInFrontOfMeasurements) {
