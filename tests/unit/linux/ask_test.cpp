@@ -2,6 +2,7 @@
 #include "../fullreport.h"
 #include "../ownhome.h"
 #include "../testchild.h"
+#include "refusecalls.h"
 
 #include <ztutil/clock.h>
 #include <ztutil/widetext.h>
@@ -9,6 +10,7 @@
 #include <gpuprowler/answer.h>
 #include <gtest/gtest.h>
 #include <run/cancellation.h>
+#include <run/runplatform.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -113,6 +115,14 @@ TEST(AskTest, NotesWhatFailsBesideTheProber) {
   const Answer answer = Ask(request);
   EXPECT_EQ(answer.text, "The prober was interrupted, and was killed");
   EXPECT_EQ(answer.runs[0].notes, Notes{"stdout: y"});
+}
+
+TEST(AskTest, SaysWhyNobodyLooksWhereItStands) {
+  std::thread([] {
+    ASSERT_TRUE(RefuseCalls(SYS_clone3, EAGAIN));
+    const string text = gpuprowler::platform::WhereItStands(static_cast<std::uint32_t>(getpid()));
+    EXPECT_TRUE(text.rfind("not known: ", 0) == 0 && text.find("stop") == string::npos) << text;
+  }).join();
 }
 
 TEST(AskTest, EndsInFrontOfMeasurements) {
