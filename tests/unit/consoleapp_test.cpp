@@ -567,6 +567,18 @@ TEST(ConsoleAppRun, AFailingStepOrHookEndsInAFailureOfItsThread) {
   }
 }
 
+// What its thread is interrupted with is no std::exception.
+TEST(ConsoleAppRun, AWaitMayBeInterrupted) {
+  ThreadLog log(2, 1);
+  App app;
+  app.NotifyLaunching();
+  boost::thread host([&] { EXPECT_THROW(app.Wait(nullptr, kLong), boost::thread_interrupted); });
+  host.interrupt();
+  host.join();
+  EXPECT_EQ(app.GetState(0.0), State::Idle);
+  EXPECT_NE(log.text.find("exc=?"), std::string::npos) << log.text;
+}
+
 TEST(ConsoleAppRun, ATaskThatDoesNotBeginInTimeFailsTheLaunch) {
   const Gate go = NewGate();
   const auto app = boost::make_shared<App>([=](const std::string& name) {
