@@ -38,6 +38,7 @@ TEST(OutOfMemory, GivesAHostNothingAndTheNextTimeAll) {
                            gpuprowler_decision_free);
               }),
               "01");
+    Own(gpuprowler_compare(answer.get(), answer.get()), gpuprowler_comparison_free);
     const auto request = Own(gpuprowler_request_new(), gpuprowler_request_free);
     FailAllocationAfter(0);
     gpuprowler_set_prober(request.get(), longText.c_str());
