@@ -59,7 +59,8 @@ TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
     return 255;
   };
   const auto broken = []() -> int { throw std::runtime_error("broken"); };
-  ZT_LOG(gFlag, std::hex << std::setfill('*') << std::setprecision(2) << "outer " << inner());
+  for (int i = 0; i < 2; ++i)
+    ZT_LOG(gFlag, std::hex << std::setfill('*') << std::setprecision(2) << "outer " << inner());
   ZT_LOG(gFlag, "lost " << std::hex << std::setw(9) << broken());
   ZT_LOG(gFlag, static_cast<const char*>(nullptr));
   ZT_LOG(gFlag, 255 << ' ' << 0.1234567 << std::setw(3) << 1);
@@ -70,7 +71,9 @@ TEST(Logging, AMessageLeavesNothingToTheNextAndMayLogItself) {
   };
   for (int i = 0; i < 2; ++i) ZT_LOG(gFlag, 12.3456789 << ' ' << +spoil << ' ' << 1234567);
   std::locale::global(former);
-  EXPECT_EQ(logger.text, "inner 10\nouter ff\n\n255 0.123457  1\n12.3457 1 1_234_567\n12.3457 1 1_234_567\n");
+  EXPECT_EQ(logger.text,
+            "inner 10\nouter ff\ninner 10\nouter ff\n\n255 0.123457  1\n12.3457 1 1_234_567\n12.3457 1 "
+            "1_234_567\n");
 }
 
 TEST(Logging, EachFieldOfThePrefixBringsItsSeparator) {
@@ -252,12 +255,13 @@ TEST(Logging, TheFileBeginsAnewOnceInAProcessAndLosesOnlyWhatCannotBeWritten) {
   EXPECT_EQ(ReadInHome("ztlog.txt"), "missing");
   ZT_LOG(gFlag, "a");
   {
-    const ztutil::ZTFileLogger second;
+    ztutil::ZTFileLogger second;
     ZT_LOG(gFlag, "b");
+    second.Write("c", 1);
   }
-  EXPECT_TRUE(
-      Matches(ReadInHome("ztlog.txt"),
-              kPrefix + "a" + end + kPrefix + "Activating new logger ztlog.txt" + end + kPrefix + "b" + end));
+  EXPECT_TRUE(Matches(
+      ReadInHome("ztlog.txt"),
+      kPrefix + "a" + end + kPrefix + "Activating new logger ztlog.txt" + end + kPrefix + "b" + end + "c"));
   boost::filesystem::remove(path);
   boost::filesystem::create_directories(path + "/full");
   ZT_LOG(gFlag, "lost");
