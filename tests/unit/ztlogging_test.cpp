@@ -126,6 +126,9 @@ TEST(Logging, TheDeltaIsTheTimeSinceTheMessageBefore) {
 }
 
 TEST(Logging, ALineIsEndedOnce) {
+  testing::internal::CaptureStdout();
+  ztutil::ZTStdioLogger(stdout).Write("no line", 7);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "no line");
   MemoryLogger logger;
   for (const char* const text : {"a", "b\n", "c\r", "", "\n"}) ZT_LOG(gFlag, text);
   const char* volatile text = nullptr;
