@@ -40,11 +40,11 @@ TEST(OutOfMemory, GivesAHostNothingAndTheNextTimeAll) {
               "01");
     Own(gpuprowler_compare(answer.get(), answer.get()), gpuprowler_comparison_free);
     const auto request = Own(gpuprowler_request_new(), gpuprowler_request_free);
-    FailAllocationAfter(0);
+    gLeft = 0;
     gpuprowler_set_prober(request.get(), longText.c_str());
     EXPECT_STREQ(gpuprowler_sentence(Own(gpuprowler_ask(request.get()), gpuprowler_answer_free).get()),
                  "The prober could not start: there was no memory for the request");
-    after = HeldAllocations();
+    after = gHeld;
   }
   EXPECT_EQ(held[0], held[1]);
 }

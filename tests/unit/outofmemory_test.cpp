@@ -63,7 +63,7 @@ TEST(OutOfMemory, EndsARunAndLosesAFailureAndIsTold) {
 }
 
 TEST(Buffers, GiveBackWhatTheyOwn) {
-  const int before = HeldAllocations();
+  const int before = gHeld;
   {
     ztutil::Buffer buffer(1);
     buffer.Write("abc", 3);
@@ -72,7 +72,7 @@ TEST(Buffers, GiveBackWhatTheyOwn) {
     for (ztutil::Buffer* seen : {new ztutil::Buffer(1), new ztutil::Buffer(1)})
       buffer.TakeBack(seen);  // the second is of the first one's bytes
   }
-  EXPECT_EQ(HeldAllocations(), before);
+  EXPECT_EQ(gHeld, before);
 }
 
 // The list of platforms, then that of a platform's devices, then one of these.
@@ -87,7 +87,7 @@ TEST(OutOfMemory, LosesTheDeviceOfOpenCLThatItHits) {
 TEST(OutOfMemory, LosesTheGPUsOfOpenGLAndIsTold) {
   const auto impl = CreateGPUImpl();
   testing::internal::CaptureStderr();
-  FailAllocationAfter(0);
+  gLeft = 0;
   EXPECT_TRUE(impl->GetGPUs().empty());
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "DoGetGPUs fails with exception\n");
 }

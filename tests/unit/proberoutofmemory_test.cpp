@@ -19,7 +19,7 @@ TEST(OutOfMemory, EndsTheProberWithAStatus) {
   char program[] = "a program with a long name";
   char* arguments[] = {program};
   const auto run = [&] {
-    FailAllocationAfter(0);
+    gLeft = 0;
     std::_Exit(ProberMain(1, arguments));
   };
   EXPECT_EXIT(run(), testing::ExitedWithCode(4), "");
