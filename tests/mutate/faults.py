@@ -357,6 +357,9 @@ def changed_text(literal):
     return others + ([literal[:begin] + literal[end:]] if end - begin > 40 else [])
 
 
+SAME_TEXT = {"string", "string_view"}  # or a copy of it
+
+
 class Names:
     """What may stand for a name: those of its sort in the product, the most alike and nearest first."""
 
@@ -400,7 +403,7 @@ class Names:
         ranks = {}
         for other, where in self.known[sort][key]:
             alike = len(os.path.commonprefix([own, other])) + len(os.path.commonprefix([own[::-1], other[::-1]]))
-            if other != own and (alike > 2 or sort == "functions" or " " not in key):
+            if other != own and {own, other} != SAME_TEXT and (alike > 2 or sort == "functions" or " " not in key):
                 ranks[other] = max(ranks.get(other, (False, 0)), (where is source, alike))
         return sorted(ranks, key=lambda other: (ranks[other], other), reverse=True)[:3]
 

@@ -234,6 +234,14 @@ TEST_P(Roles, SeeksWhereThatIsPossible) {
   EXPECT_EQ(ReadSome(fIn, 10), "abcdXfg");
 }
 
+TEST(Channel, ClosesNothingTwice) {
+  struct Closed : ztutil::Channel {
+    bool DoIsOpen() const override { return false; }
+    bool DoClose() override { return true; }
+  } closed;
+  EXPECT_FALSE(ztutil::Channel(&closed, false).Close());
+}
+
 TEST_P(Roles, NothingWorksAfterClose) {
   EXPECT_TRUE(fIn.Close());
   EXPECT_FALSE(fIn.CloseIfOpen() || fIn.Close());

@@ -55,10 +55,9 @@ Showing::Showing(const std::vector<Driver>& drivers) : fFiles(std::make_unique<F
     else
       fFiles->Write(std::to_string(100 + count++) + ".icd", driver.library + "\n");
   }
-  fChanges = {// An empty list would be none.
-              {"__EGL_VENDOR_LIBRARY_FILENAMES", vendors.empty() ? fFiles->Path("none.json") : vendors},
+  // An empty list would be none. What the last two name would come on top.
+  fChanges = {{"__EGL_VENDOR_LIBRARY_FILENAMES", vendors.empty() ? fFiles->Path("none.json") : vendors},
               {"OCL_ICD_VENDORS", fFiles->Path()},
-              // What would come on top of it.
               {"OCL_ICD_FILENAMES", std::nullopt},
               {"OPENCL_VENDOR_PATH", std::nullopt}};
 }

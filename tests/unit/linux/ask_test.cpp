@@ -11,9 +11,12 @@
 #include <gtest/gtest.h>
 #include <run/cancellation.h>
 #include <run/runplatform.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -104,12 +107,15 @@ TEST(AskTest, NotesWhatFailsBesideTheProber) {
   // And when it is to be killed.
   Request request = MakeRequest({"say:x", "sleep:300", "say:y", "hang"});
   request.cancellation = std::make_shared<gpuprowler::Cancellation>();
-  request.passOn = [](bool, const char* bytes, std::size_t) {
-    if (*bytes == 'y') throw std::runtime_error("y");
+  std::atomic<bool> hasThrown{false};
+  request.passOn = [&](bool, const char* bytes, std::size_t) {
+    hasThrown = *bytes == 'y';
+    if (hasThrown) throw std::runtime_error("y");
   };
   request.event = [&](const Event& event) {
     if (event.line == nullptr) return;
-    Sleep(1);
+    while (!hasThrown) Sleep(0.01);
+    Sleep(0.3);  // for the failure to be told of
     request.cancellation->Cancel();
   };
   const Answer answer = Ask(request);
@@ -131,6 +137,9 @@ TEST(AskTest, EndsInFrontOfMeasurements) {
     request.measure = false;
     const Answer answer = Ask(request);
     EXPECT_EQ(answer.text, "The prober finished without measuring");
+    utsname system;
+    uname(&system);
+    EXPECT_TRUE(std::regex_match(system.release, std::regex(answer.system->version + "([^0-9.].*)?")));
     EXPECT_TRUE(answer.verdict == Verdict::kFinished && answer.runs[0].complete &&
                 answer.gpus.at(0).complete);
     EXPECT_LT(answer.seconds, kAtOnce);

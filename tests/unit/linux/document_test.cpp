@@ -168,6 +168,8 @@ TEST(DocumentTest, TellsNoNames) {
       {"file:///home/ann\xFF\u2019/home/ann/home/ann", "file://~\xFF\u2019~~"},
       {"c:/users/ann lee\\AppData", "~\\AppData"},
       {"/tmp/AnnSmith-1/annsmith_x annsmiths", "/tmp/USER-1/USER_x annsmiths"},
+      {"annsmitha Zannsmith annsmith0 9annsmith `annsmith{",
+       "annsmitha Zannsmith annsmith0 9annsmith `USER{"},
       {"build7.example.com:0 //BUILD7/x build70", "HOST:0 //HOST/x build70"},
       // Words that mean something else.
       {"GL_MAX_X libEGL_mesa.so al max", "GL_MAX_X libEGL_mesa.so al max"},

@@ -3,6 +3,7 @@
 #include "../fullreport.h"
 #include "../ownhome.h"
 
+#include <ask/showing.h>
 #include <gpuprowler/answer.h>
 #include <gtest/gtest.h>
 #include <run/verdict.h>
@@ -12,9 +13,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <regex>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -127,10 +131,11 @@ TEST(IsolationTest, NamesTheCulprit) {
        "crashed 3: c sound d sound; clgpu[0]1 clgpu[0]2; asked alone, each of its 2 drivers comes to its "
        "end"},
       // OpenGL's GPUs are no driver's that can be hidden.
-      {"cd", "*/libc.so*/libd.so*) dies NumCL report22 ;; *) upto prowlerEnd report11; exit 0",
-       "crashed 3: c sound d sound; glgpu[0]1 clgpu[0]1 clgpu[0]2; asked alone, each of its 2 drivers comes "
-       "to "
-       "its end"},
+      {"cd",
+       "*/libc.so*/libd.so*) dies NumCL report22 ;; */libc.so*) upto prowlerEnd report01; exit 0 ;; *) upto "
+       "prowlerEnd report11; exit 0",
+       "crashed 3: c sound d sound; glgpu[0]2 clgpu[0]1 clgpu[0]2; asked alone, each of its 2 drivers comes "
+       "to its end"},
       {"ac", "*) dies Tester", "crashed 1: a unknown c unknown;"},
       {"ac", "*) dies prowlerStart",
        "crashed 4: a unknown c unknown;; it ends badly without any driver that can be hidden, too, so that "
@@ -184,6 +189,26 @@ TEST(IsolationTest, NamesTheCulprit) {
     LimitFiles(RLIM_INFINITY);
     EXPECT_TRUE(fs::is_empty(folder)) << row.endings;
   }
+}
+
+TEST(IsolationTest, ShowsDriversInTheirOrder) {
+  std::vector<Driver> drivers;
+  for (const char* const name : {"a.json", "x.icd", "b.json", "z.icd", "y.icd"}) {
+    Driver& driver = drivers.emplace_back();
+    driver.manifest = driver.library = name;
+    if (driver.manifest.back() == 'd') driver.interface = gpuprowler::Interface::kOpenCL;
+  }
+  const gpuprowler::Showing showing(drivers);
+  string shown = *showing.GetChanges().at("__EGL_VENDOR_LIBRARY_FILENAMES");
+  std::set<fs::path> files;
+  for (const auto& file : fs::directory_iterator(*showing.GetChanges().at("OCL_ICD_VENDORS")))
+    files.insert(file);
+  for (const fs::path& file : files) {
+    string library;
+    std::getline(std::ifstream(file), library);
+    shown += " " + library;
+  }
+  EXPECT_EQ(shown, "a.json:b.json x.icd z.icd y.icd");
 }
 
 TEST(IsolationTest, LoadsACulpritNoMoreUntilItChanges) {
