@@ -74,7 +74,7 @@ class Scratch:
         return done.stdout
 
     def read_commands(self):
-        """How each object is compiled, how each library and program is linked, and what includes a header."""
+        """How each object is compiled, how each library and program is linked, and what includes a source."""
         self.compiling, self.includers = {}, collections.defaultdict(set)
         for entry in json.loads((self.build / "compile_commands.json").read_text()):
             output = re.search(r" -o (\S+)", entry["command"])[1]
@@ -84,7 +84,7 @@ class Scratch:
         for line in self.run(["ninja", "-t", "deps"]).splitlines():
             if line.endswith("(VALID)"):
                 built = line.split(":")[0]
-            elif line.endswith(".h") and built in self.compiling:
+            elif line.endswith((".h", ".cpp")) and built in self.compiling:
                 self.includers[self.in_tree(line.strip())].add(built)
         rules = re.findall(r"^(.+): (CXX_\w+_LINKER)__", self.run(["ninja", "-t", "targets", "all"]), re.MULTILINE)
         self.linking, self.linked = {}, {}  # by library or program: its command, its own inputs
