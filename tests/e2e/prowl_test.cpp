@@ -89,7 +89,7 @@ TEST(ProwlTest, IsNotHeldUp) {
                  " 2>e; echo $? >s) | (until [ -s s ]; do sleep 0.1; done); tail -n 1 e; cat s; rm -r $PWD"),
       Texts({"prowl: can't write to standard output", "1"}));
   // A slow reader misses nothing.
-  EXPECT_EQ(ShellLines("", "--raw -- flood:180000", " | (sleep 3; wc -c)").back(), "180000");
+  EXPECT_EQ(ShellLines("", "--raw -- flood:180000", " | (sleep 7; wc -c)").back(), "180000");
   // A prober that was stopped has its time all the same, and doesn't hang.
   EXPECT_EQ(ShellLines("", "--no-isolate --timeout 3 -- hang",
                        untilChild + "kill -STOP $child; sleep 3.5; kill -KILL $child; wait $!; echo $?")
@@ -212,7 +212,12 @@ options="--from=- --prober=x --timeout=9 --question-timeout=9 --no-measure --no-
   --json --markdown --html=h --events --raw --prometheus=p --nfd=n"
 for option in ask look 'check --require=x' 'diff a' 'diff a b' memory forget $options; do
   for other in $options; do ./prowl $option $other 2>&1 </dev/null | grep -m1 -E 'excludes|requires'; done
-done | awk '!seen[$0]++ {if ($1 != last) printf "\n%s %s", $1, $2; last = $1; printf " %s", $3} END {print ""}')")));
+done | awk '!seen[$0]++ {if ($1 != last) printf "\n%s %s", $1, $2; last = $1; printf " %s", $3} END {print ""}'
+set -- --prober=x --timeout=9 --question-timeout=9 --no-measure --no-isolate --remember --fresh --prometheus=p --nfd=n
+for option; do
+  for other in --from=- look; do ./prowl $other "$@" 2>&1 </dev/null | grep -m1 -E 'excludes|requires'; done
+  shift
+done)")));
 }
 
 // Of each command the status, and lines that tell what it has done.

@@ -623,12 +623,15 @@ TEST(ConsoleAppRun, ATaskAtWorkIsNeitherCopiedNorUsedAgain) {
   for (const auto& use :
        {std::function<void()>([&] { Task{*task}; }), {[&] { task->OutputTask::operator=(OutputTask()); }}})
     EXPECT_EQ(Outcome(use), "runtime: OutputTask::AssignLocked: task is running");
-  EXPECT_EQ(Outcome([&] { task->Configure(TaskID::Stdout, nullptr, nullptr); }),
-            "runtime: OutputTask::Configure: task is running");
+  const auto configure = [&] { task->Configure(TaskID::Stdout, nullptr, nullptr); };
+  EXPECT_EQ(Outcome(configure), "runtime: OutputTask::Configure: task is running");
   launcher.Reset();
   EXPECT_EQ(RunToEnd(app, Params({}, task)), "other: Launcher: OutputTask::Configure: task is running 77");
   EXPECT_EQ(RunToEnd(app, Params({"exit:3"})), "Finished 3");
   go->count_down();
+  for (const double end = ztutil::Now() + kLong; !Outcome(configure).empty() && ztutil::Now() < end;)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(Outcome(configure), "");
 }
 
 // It does so until standard input is closed, and that is behind all of this.

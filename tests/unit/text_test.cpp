@@ -284,6 +284,11 @@ TEST(TextTest, ShowsABugReportAndAPage) {
   }
   EXPECT_TRUE(AsExpected("page.html", page));
   EXPECT_NE(AsHTML(Hostile("a")).find(">The longest waits: a, 1.50 s; a, no answer, 500 ms.<"), string::npos);
+  Answer brief;
+  brief.runs.resize(1);
+  for (const double seconds : {0.001, 1.0, 1.0})
+    brief.runs[0].output.lines.push_back({seconds, "a=1", 0, gpuprowler::LineKind::kFinding});
+  EXPECT_NE(AsHTML(brief).find(">The longest waits: a, 999 ms.<"), string::npos);
 }
 
 // Of however much the answer has.
