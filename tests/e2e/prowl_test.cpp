@@ -254,7 +254,9 @@ check --no-measure --require GLVersion>=3.3
 check --no-measure --require GLVersion>=3.3 /none
 check --no-measure --feature x /none --require GLVersion>=3.3
 look --html page
-END)")));
+END
+mkdir path; printf '#!/bin/sh\necho the prober of the path' >path/gpuprowler; chmod +x path/gpuprowler
+PATH=$PWD/path:$PATH ./prowl --raw 2>/dev/null)")));
 }
 
 }  // namespace
