@@ -256,7 +256,8 @@ check --no-measure --feature x /none --require GLVersion>=3.3
 look --html page
 END
 mkdir path; printf '#!/bin/sh\necho the prober of the path' >path/gpuprowler; chmod +x path/gpuprowler
-PATH=$PWD/path:$PATH ./prowl --raw 2>/dev/null)")));
+PATH=$PWD/path:$PATH ./prowl --raw 2>/dev/null
+for slow in "" --question-timeout=1; do child --raw $slow -- say:x sleep:3000 2>/dev/null; echo $?; done)")));
 }
 
 }  // namespace

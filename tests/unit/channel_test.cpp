@@ -111,7 +111,9 @@ TEST(Channel, RolesWithoutADelegateThatCountsRefuse) {
   } bare;
   Scripted source({});
   RandomAccess mixed(new Scripted({}), true);
+  mixed.Unread("x", 1);
   mixed.SetReader(&source, false);  // the other roles' delegate is gone, and isn't looked at
+  EXPECT_EQ(ReadSome(mixed, 1), "x");
   const std::string required = "runtime: ztutil binio function override required";
   EXPECT_EQ(OutcomeOfAll(bare), required);
   EXPECT_EQ(OutcomeOfAll(mixed), required);

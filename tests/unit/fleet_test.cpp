@@ -27,6 +27,8 @@ const string kHostile[] = {"a\"} 1\nb{c=\"",
                            "\xFF\xC3",
                            string(1, '\0'),
                            string(1000000, '"'),
+                           "a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a",
+                           "-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a-a",
                            ""};
 
 Answer Hostile(const string& text, std::size_t count) {

@@ -38,6 +38,8 @@ TEST(AdapterText, ReportableNamesSurviveEveryConversion) {
 }
 
 TEST(AdapterText, FieldsAndNumbers) {
+  for (const auto& [content, line] : Table{{" 0x1002\t\r\nx", "0x1002"}, {"a b", "a b"}, {"a\tb\n", ""}})
+    EXPECT_EQ(KGX::AttributeLine(content), line);
   const string information = "Model Name: x\nModel: \t\t NVIDIA H200 \nGPU UUID:\tGPU-1\nIRQ:\n";
   for (const auto& [name, value] :
        Table{{"Model", "NVIDIA H200"}, {"GPU UUID", "GPU-1"}, {"IRQ", ""}, {"UUID", ""}})

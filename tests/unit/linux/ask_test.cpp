@@ -67,8 +67,15 @@ TEST(AskTest, BoundsAQuestion) {
     EXPECT_EQ(answer.runs[0].end, isSlow ? "exit status 0" : "signal 9 (SIGKILL)");
     EXPECT_LT(answer.seconds, kAtOnce);
   }
+  // Only lines of the report count.
+  Request request;
+  request.prober = "sh";
+  request.arguments = {"-c", "while sleep 0.1; do printf x; echo y >&2; done"};
+  request.questionSeconds = 1;
+  request.isolate = request.remember = false;
+  EXPECT_LT(Ask(request).seconds, kAtOnce);
   // A measurement has only the bound of the whole.
-  Request request = MakeRequest(SayUpTo("CUDASupported", "hang"));
+  request = MakeRequest(SayUpTo("CUDASupported", "hang"));
   request.questionSeconds = 0.5;
   request.seconds = 2;
   EXPECT_GE(Ask(request).seconds, 2);

@@ -160,6 +160,8 @@ TEST(FileToAddTo, IsNoWayToAnother) {
   // Another's file is theirs in their own folder alone.
   if (chown(other.c_str(), 1, 1) != 0) GTEST_SKIP() << "may not give files away";
   EXPECT_EQ(ztutil::platform::OpenForAppending(other), nullptr);
+  ASSERT_EQ(chdir(OwnHome().c_str()), 0);
+  EXPECT_EQ(ztutil::platform::OpenForAppending(other.substr(other.rfind('/') + 1)), nullptr);
   EXPECT_EQ(chown(OwnHome().c_str(), 1, 1), 0);
   std::FILE* const file = ztutil::platform::OpenForAppending(other);
   EXPECT_EQ(chown(OwnHome().c_str(), 0, 0), 0);
