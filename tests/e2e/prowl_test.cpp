@@ -180,7 +180,7 @@ ask --no-measure --remember; ask --no-measure)");
 // A reader that doesn't read holds nobody up, and is told that it has missed something.
 TEST(ProwlTest, CountsWhatItsReaderMisses) {
   EXPECT_EQ(Say(R"($built/prowl --events --prober sh -- -c '
-  for i in 1 2 3 4 5 6 7 8; do yes $(printf %01000d) | head -n 5000; sleep 0.1; done; touch done' |
+  for i in 1 2 3 4 5 6 7 8; do yes $(printf %01000d) | head -n 5000; sleep 0.1; done; sleep 1; touch done' |
 (until [ -e done ]; do sleep 0.1; done; cat) | awk '
   /"left-out","count":[1-9]/ {++times}
   {bytes += length($0)}

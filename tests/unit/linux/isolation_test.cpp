@@ -18,6 +18,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -192,11 +193,20 @@ TEST(IsolationTest, NamesTheCulprit) {
 }
 
 TEST(IsolationTest, ShowsDriversInTheirOrder) {
+  constexpr auto kGL = gpuprowler::Interface::kOpenGL, kCL = gpuprowler::Interface::kOpenCL;
   std::vector<Driver> drivers;
-  for (const char* const name : {"a.json", "x.icd", "b.json", "z.icd", "y.icd"}) {
+  for (const auto& [interface, manifest, library] : {std::tuple(kGL, "a.json", "a"),
+                                                     {kCL, "x.icd", "x"},
+                                                     {kGL, "b.json", "b"},
+                                                     {kCL, "z.icd", "z"},
+                                                     {kCL, "y.icd", "y"},
+                                                     {kGL, "", "libEGL.so.1"},
+                                                     {kCL, "", "libOpenCL.so.1"},
+                                                     {kCL, "", "w"}}) {
     Driver& driver = drivers.emplace_back();
-    driver.manifest = driver.library = name;
-    if (driver.manifest.back() == 'd') driver.interface = gpuprowler::Interface::kOpenCL;
+    driver.interface = interface;
+    driver.manifest = manifest;
+    driver.library = library;
   }
   const gpuprowler::Showing showing(drivers);
   string shown = *showing.GetChanges().at("__EGL_VENDOR_LIBRARY_FILENAMES");
@@ -208,7 +218,7 @@ TEST(IsolationTest, ShowsDriversInTheirOrder) {
     std::getline(std::ifstream(file), library);
     shown += " " + library;
   }
-  EXPECT_EQ(shown, "a.json:b.json x.icd z.icd y.icd");
+  EXPECT_EQ(shown, "a.json:b.json x z y w");
 }
 
 TEST(IsolationTest, LoadsACulpritNoMoreUntilItChanges) {
