@@ -60,7 +60,7 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
       {"say:Tester=\"Zentara\"\nprowlerStart=\"\"\nKGXCoreInitialized=1\nKGXOGLInitialized="
        "1\nOGLContextCreated=1\n"
        "NumGLGPUs=1\nglgpu[0].GLVersion=\"4.1\"\nglgpu[0].IsIntegratedGLGPU=1\nglgpu[0].GLMemoryMB=512\n"
-       "glgpu[0].GLName=\"a'\"",
+       "glgpu[0].GLName=\"4a'\"",
        "sleep:300"});
   Told told;
   gpuprowler_set_event(request.get(), Tell, &told);
@@ -80,8 +80,9 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
   EXPECT_STREQ(gpuprowler_json(read.get()), gpuprowler_json(answer.get()));
   const std::unique_ptr<gpuprowler_rules, decltype(&gpuprowler_rules_free)> rules(gpuprowler_rules_new(),
                                                                                   gpuprowler_rules_free);
-  gpuprowler_rules_add(rules.get(), "r",
-                       R"({"entries": [{"id": 1, "features": ["f"], "message": "No."}, {}]})");
+  EXPECT_EQ(gpuprowler_rules_add(rules.get(), "r",
+                                 R"({"entries": [{"id": 1, "features": ["f"], "message": "No."}, {}]})"),
+            0);
   const char* told_of = nullptr;
   EXPECT_EQ(gpuprowler_rules_error(rules.get(), 0, &told_of), 1);
   EXPECT_STREQ(told_of, "r, entry at place 2, id: is missing");
@@ -89,6 +90,9 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
       gpuprowler_check(rules.get(), read.get(), "f"), gpuprowler_decision_free);
   EXPECT_EQ(gpuprowler_decision_outcome(decision.get()), GPUPROWLER_BLOCKED);
   EXPECT_STREQ(gpuprowler_decision_text(decision.get()), "f: blocked by r 1\n\nr 1: \n  No.\n");
+  gpuprowler_decision* const all = gpuprowler_check(rules.get(), read.get(), nullptr);
+  EXPECT_STREQ(gpuprowler_decision_text(all), gpuprowler_decision_text(decision.get()));
+  gpuprowler_decision_free(all);
   EXPECT_EQ(gpuprowler_rules_require(rules.get(), "GLVersion>=4"), 1);
   EXPECT_EQ(gpuprowler_decision_message(decision.get(), 0, &told_of), 1);
   EXPECT_STREQ(told_of, "No.");
@@ -114,7 +118,7 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
       {0, "glVersion", "4.1 -1 4.10 -1"},
       {0, "glMemoryMB", "- 512 512. -1"},
       {0, "isIntegratedGLGPU", "- -1 -1.0 1"},
-      {0, "glName", "a' -1 -1.0 -1"},
+      {0, "glName", "4a' -1 -1.0 -1"},
       {0, "interface", "OpenGL -1 -1.0 -1"},
       {0, "tag", "glgpu[0] -1 -1.0 -1"},
       {0, "complete", "- -1 -1.0 0"},
@@ -133,7 +137,7 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
   gpuprowler_comparison* const comparison = gpuprowler_compare(answer.get(), other.get());
   EXPECT_TRUE(gpuprowler_comparison_lost(comparison));
   EXPECT_EQ(gpuprowler_comparison_text(comparison),
-            string("Lost\n  gpu OpenGL glgpu[0], a': glVersion: 4.1 -> 3.3\n"));
+            string("Lost\n  gpu OpenGL glgpu[0], 4a': glVersion: 4.1 -> 3.3\n"));
   EXPECT_EQ(nlohmann::json::parse(gpuprowler_comparison_json(comparison))["changes"][0]["key"], "glVersion");
   gpuprowler_comparison_free(comparison);
 }
@@ -144,6 +148,8 @@ TEST(CInterfaceTest, DoesWhatIsSet) {
   const string report = "half:#'\n" + Until("clgpu[0].CUDASup", FullReport(0, 1));  // ' for Windows' quoting
   const RequestPtr request = RequestFor({report.c_str(), "hang"});
   gpuprowler_set_memory(request.get(), memory.c_str());
+  gpuprowler_set_event(request.get(), Tell, nullptr);
+  gpuprowler_set_event(request.get(), nullptr, nullptr);  // nobody is called
   gpuprowler_set_question_seconds(request.get(), 20);
   gpuprowler_set_seconds(request.get(), 3);
   string told;

@@ -158,7 +158,7 @@ TEST(DocumentTest, IsReadStrictly) {
 
 TEST(DocumentTest, TellsNoNames) {
   const gpuprowler::OwnNames names{{"/home/ann", "C:\\Users\\Ann Lee"},
-                                   {"annsmith", "max", "al"},
+                                   {"annsmith", "max", "al", "zoe"},
                                    {"build7.example.com", "build7", "mesa"}};
   const struct {
     string text, told;
@@ -172,8 +172,9 @@ TEST(DocumentTest, TellsNoNames) {
        "annsmitha Zannsmith annsmith0 9annsmith `USER{"},
       {"build7.example.com:0 //BUILD7/x build70", "HOST:0 //HOST/x build70"},
       // Words that mean something else.
-      {"GL_MAX_X libEGL_mesa.so al max", "GL_MAX_X libEGL_mesa.so al max"},
-      {"\\Users\\Max\\x /media/al/ max@mesa", "\\Users\\USER\\x /media/USER/ USER@HOST"},
+      {"GL_MAX_X libEGL_mesa.so al max zoe", "GL_MAX_X libEGL_mesa.so al max USER"},
+      {"\\Users\\Max\\x /media/al/ max@mesa /home/al //max",
+       "\\Users\\USER\\x /media/USER/ USER@HOST /home/USER //USER"},
   };
   for (const auto& row : rows) {
     Answer answer;

@@ -17,6 +17,7 @@
 #include <functional>
 #include <regex>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -115,18 +116,18 @@ TEST(IsolationTest, NamesTheCulprit) {
     std::function<void(Request&)> change = [](Request&) {};
   } rows[] = {
       {"abcd", "*/a.json*) dies glgpu.0..GLMemoryMB",
-       "crashed 5: a crashed glgpu[0].GLName b sound c sound d sound; glgpu[0]3- glgpu[0]4 clgpu[0]1 "
+       "crashed 5: a crashed glgpu[0].GLName! b sound c sound d sound; glgpu[0]3- glgpu[0]4 clgpu[0]1 "
        "clgpu[0]2"},
       {"abcd", "*/libd.so*) dies clgpu.0..CLMemoryMB",
-       "crashed 5: a sound b sound c sound d crashed clgpu[0].CLName; glgpu[0]1 glgpu[0]2 clgpu[0]3 "
+       "crashed 5: a sound b sound c sound d crashed clgpu[0].CLName!; glgpu[0]1 glgpu[0]2 clgpu[0]3 "
        "clgpu[0]4-"},
       {"abcd", "*/b.json*) dies KGXCore",
-       "crashed 5: a sound b crashed KGXOGLInitialized c sound d sound; glgpu[0]3 clgpu[0]1 clgpu[0]2"},
-      {"ac", "*/libc.so*) upto NumGLGPUs; exit 0", "ended-early 3: a sound c ended NumCLGPUs; glgpu[0]2"},
+       "crashed 5: a sound b crashed KGXOGLInitialized! c sound d sound; glgpu[0]3 clgpu[0]1 clgpu[0]2"},
+      {"ac", "*/libc.so*) upto NumGLGPUs; exit 0", "ended-early 3: a sound c ended NumCLGPUs!; glgpu[0]2"},
       {"ac", "*/libc.so*) upto NumGLGPUs; echo exception: x >&2; exit 2",
-       "finished-with-failures 3: a sound c failed NumCLGPUs; glgpu[0]2"},
+       "finished-with-failures 3: a sound c failed NumCLGPUs!; glgpu[0]2"},
       {"ac", "*/libc.so*) upto NumCLGPUs; exec sleep 60",
-       "hung 3: a sound c hung clgpu[0].CLPlatformVersion; glgpu[0]1",
+       "hung 3: a sound c hung clgpu[0].CLPlatformVersion!; glgpu[0]1",
        [](Request& request) { request.questionSeconds = 1; }},
       {"cd", "*/libc.so*/libd.so*) dies NumCLGPUs",
        "crashed 3: c sound d sound; clgpu[0]1 clgpu[0]2; asked alone, each of its 2 drivers comes to its "
@@ -142,11 +143,11 @@ TEST(IsolationTest, NamesTheCulprit) {
        "crashed 4: a unknown c unknown;; it ends badly without any driver that can be hidden, too, so that "
        "it's "
        "none of these"},
-      {"a", "*/a.json*) dies prowlerStart", "crashed 2: a crashed KGXCoreInitialized;"},
+      {"a", "*/a.json*) dies prowlerStart", "crashed 2: a crashed KGXCoreInitialized!;"},
       {"ace", "*) true", "finished 1: a sound c sound e unknown; glgpu[0]0 clgpu[0]0"},
       // OpenCL's library is itself the driver.
       {"a", "*/a.json*) dies prowlerStart",
-       "crashed 3: a crashed KGXCoreInitialized s unknown;; OpenCL's driver libOpenCL.so.1 can't be hidden, "
+       "crashed 3: a crashed KGXCoreInitialized! s unknown;; OpenCL's driver libOpenCL.so.1 can't be hidden, "
        "and was part of this run; OpenCL's driver libOpenCL.so.1 can't be hidden, and was part of this run",
        [](Request&) {
          setenv("LD_LIBRARY_PATH", (OwnHome() + "/own").c_str(), 1);
@@ -169,9 +170,14 @@ TEST(IsolationTest, NamesTheCulprit) {
       {"ac", "*/a.json*) dies prowlerStart",
        "crashed 1: a unknown c unknown;; drivers can't be hidden: FOLDER/100.icd can't be written",
        [](Request&) { LimitFiles(0); }},
+      // The first run's bytes alone are passed on.
+      {"ac", "*/libc.so*) dies NumCLGPUs",
+       "crashed 3: a sound c crashed clgpu[0].CLPlatformVersion!; glgpu[0]1; the host's own function has "
+       "thrown an exception",
+       [](Request& request) { request.passedOn = [] { throw std::runtime_error("x"); }; }},
       // A measurement that takes all the time.
       {"ac", "*/libc.so*) upto clgpu.0..CUDASupported; exec sleep 60",
-       "hung 3: a sound c hung clgpu[0].CUDAVersion; glgpu[0]1 clgpu[0]2-",
+       "hung 3: a sound c hung clgpu[0].CUDAVersion!; glgpu[0]1 clgpu[0]2-",
        [](Request& request) { request.seconds = 4; }},
       {"cd", "*/libc.so*/libd.so*) dies NumCLGPUs ;; */libc.so*) upto clgpu.0..CUDASupported; exec sleep 60",
        "crashed 3: c unknown d sound; clgpu[0]1- clgpu[0]2; libc.so wasn't asked to the end: there was no "
@@ -184,6 +190,8 @@ TEST(IsolationTest, NamesTheCulprit) {
     setenv("TMPDIR", folder.c_str(), 1);
     SetMachine(row.drivers);
     Request request = MakeRequest(row.endings);
+    request.remember = request.fresh = true;
+    request.memoryFolder = OwnHome() + "/culprits";
     row.change(request);
     EXPECT_EQ(Told(Ask(request)), row.told) << row.drivers << " " << row.endings;
     unsetenv("LD_LIBRARY_PATH");
