@@ -121,9 +121,10 @@ TEST(ProwlTest, TellsEventsAsTheyCome) {
     for (const string& each : outcome.lines) {
       const JSON event = JSON::parse(each);
       if (event["event"] != "question")
-        told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") + " ";
+        told += event["event"].get<string>() + event.value("stream", "") + event.value("text", "") +
+                std::to_string(event.count("run") + event.count("seconds") + event.count("question")) + " ";
     }
-    EXPECT_EQ(told, "run-begins " + string(line) + " run-ends answer ");
+    EXPECT_EQ(told, "run-begins2 " + string(line) + "2 run-ends3 answer0 ");
     EXPECT_EQ(JSON::parse(outcome.lines.back())["answer"]["verdict"], "ended-early");
   }
 }
@@ -146,7 +147,7 @@ TEST(ProwlTest, ComparesAndWritesFiles) {
 child --json -- exit:2 >a
 child diff a -- exit:2; echo $?
 child diff a -- crash; echo $?
-child diff a --json >/dev/full; echo $?
+child diff a --json >/dev/full; echo $?; $built/prowl diff a a --json | sed -n 2p
 ./prowl diff a --prober /none/x 2>&1; echo $?
 $built/prowl --from a --prometheus p --nfd n; echo $?
 ln -s n link; echo >n
@@ -168,12 +169,15 @@ ls -A; grep -c 'verdict=.ended-early.} 1' p; grep -c verdict=ended-early n)");
   const string memory = Say(R"(
 export XDG_STATE_HOME=$PWD
 RIG_FAULT=clGetPlatformIDs=segv $built/prowl --remember >first; echo $?
-$built/prowl memory | sed 's,/.*/,,;s/20.*Z/TIME/'; $built/prowl forget; $built/prowl memory
+$built/prowl memory | sed 's,/.*/,,;s/20.*Z/TIME/'
+for driver in b.icd ''; do $built/prowl forget $driver; done; $built/prowl memory
 ask() { $built/prowl --json "$@" | grep -cE "$pattern"; }
 pattern='"alone": true'; for how in --json --no-isolate; do RIG_FAULT=clGetPlatformIDs=segv ask --no-measure $how; done
 RIG_FAULT=clEnqueueCopyBuffer=hang $built/prowl --no-measure >a; echo $?
 pattern='"remembered": true'; ask --no-measure --remember; ask --no-measure --remember --fresh
-ask --no-measure --remember; ask --no-measure)");
+ask --no-measure --remember; ask --no-measure
+$built/prowl --json >1; for i in 2 3; do sed "s/\(\"clBandwidth\": \)[0-9][^,]*/\1$i.0/" 1 >$i; done
+for noise in '' --noise=1.4; do $built/prowl diff 3 2 $noise >told; echo $?; done)");
   EXPECT_TRUE(AsExpected("prowl.txt", files + "--- Memory\n" + memory));
 }
 
@@ -250,6 +254,7 @@ check
 check /none --no-measure
 check /none --no-measure --require NumGLGPUs=0
 check --no-measure --require GLVersion>=9
+check --no-measure --require GLVersion>=9 /none
 check --no-measure --require GLVersion>=3.3
 check --no-measure --require GLVersion>=3.3 /none
 check --no-measure --feature x /none --require GLVersion>=3.3
