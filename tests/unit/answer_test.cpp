@@ -90,6 +90,7 @@ TEST(AnswerTest, Judges) {
       {Exited(0), end, "", "finished 0 finished", ""},
       {Exited(2), end, "", "finished 0 finished: status 2", ""},
       {Exited(4), end, "", "finished 0 finished: status 4", ""},
+      {Exited(2), end, layer, failed + "status 2, a GPU failed a question and was dropped", ""},
       {Exited(0), "prowlerEnd=\"x\"\n" + middle, "", early + "status 0, and its report has no end",
        "OGLContextCreated"},
       {Exited(2), dropped, layer, failed + "status 2, a GPU failed a question and was dropped", ""},

@@ -6,6 +6,7 @@
 #include <ztutil/clock.h>
 
 #include <boost/filesystem.hpp>
+#include <gpuprowler/answer.h>
 #include <gpuprowler/gpuprowler.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -140,6 +141,24 @@ TEST(CInterfaceTest, GivesWhatWasFound) {
             string("Lost\n  gpu OpenGL glgpu[0], 4a': glVersion: 4.1 -> 3.3\n"));
   EXPECT_EQ(nlohmann::json::parse(gpuprowler_comparison_json(comparison))["changes"][0]["key"], "glVersion");
   gpuprowler_comparison_free(comparison);
+}
+
+TEST(CInterfaceTest, NamesWhatAnAnswerKnows) {
+  gpuprowler::Answer known;
+  known.runs.resize(1);
+  known.adapters.emplace_back().name = "card";
+  known.drivers.resize(1);
+  known.drivers[0].manifest = "manifest";
+  known.gpus.resize(1);
+  known.gpus[0].adapter = known.gpus[0].driver = 0;
+  known.reasons = {{"a", "A.", {}, {}}, {"b", "B.", {}, {}}};
+  const AnswerPtr answer(gpuprowler_read(AsJSON(known).c_str()), gpuprowler_answer_free);
+  const char *driver = "", *adapter = "", *code = "", *text = "";
+  EXPECT_EQ(gpuprowler_gpu_text(answer.get(), 0, "driver", &driver), 1);
+  EXPECT_EQ(gpuprowler_gpu_text(answer.get(), 0, "adapter", &adapter), 1);
+  EXPECT_EQ(gpuprowler_reason(answer.get(), 1, &code, &text), 1);
+  EXPECT_EQ(gpuprowler_reason(answer.get(), 2, &text, &code), 0);
+  EXPECT_EQ(driver + string(adapter) + code + text, "manifestcardbB.");
 }
 
 // One behind the other.

@@ -65,7 +65,8 @@ class MadeMachine : public SystemTree {
       Write(file, "");
       chmod(Path(file).c_str(), 0666);
     }
-    Write("etc/group", "video:x:44:\nrender:x:4242:\nmine:x:" + std::to_string(getgid()) + ":\n");
+    Write("etc/group",
+          "video:x:44:\nmany:x:42420:\nrender:x:4242:\nmine:x:" + std::to_string(getgid()) + ":\n");
 
     Write(kFolder + "libEGL.so.1",
           Library({"__EGL_VENDOR_LIBRARY_DIRS", "/etc/glvnd/egl_vendor.d:/usr/share/glvnd/egl_vendor.d",
