@@ -241,9 +241,11 @@ memory
 forget
 --timeout 0
 --timeout 1000001
+--timeout nan
 --question-timeout -1
 --question-timeout 1000001
 diff --noise 0.5 /none
+diff --noise nan /none
 diff --noise 1 --timeout 1000000 --question-timeout 0 /none
 diff /none
 diff
