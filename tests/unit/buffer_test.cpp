@@ -95,7 +95,8 @@ TEST_F(BufferTest, FixedOnesTakeWhatFits) {
   EXPECT_EQ(SizesOf(copy), SizesOf(fFixed));
   EXPECT_TRUE(copy.IsOwner() && !copy.IsGrowable() && copy.GetData() != fFixed.GetData());
   const auto state = StateOf(copy);
-  const Buffer moved = std::move(copy);
+  Buffer moved(30);
+  moved = std::move(copy);
   EXPECT_TRUE(StateOf(moved) == state &&
               !copy.IsOpen());  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   fFixed.Close();
@@ -127,8 +128,11 @@ TEST_F(BufferTest, EachStepLeavesItsSizesAndBytes) {
       {[&] { b.Reset(); }, {0, 0, 4096, 0, 0}, ""},
       {[&] { b.SetEnd(); }, {0, 0, 0, 0, 0}, ""},  // and open still
       {[&] { b.Write("k", 1); }, {1, 1, 4096, 0, 1}, "k"},
-      {[&] { b.Write(std::string(9999, 'l').data(), 9999), b.Seek(1), b.SetEnd(); }, {1, 1, 1, 0, 1}, "k"},
-      {[&] { b.SetBuffer(out, 2); }, {0, 2, 2, 0, 0}, "12"},  // what was copied out
+      {[&] { b.Write(std::string(9999, 'l').data(), 9999), b.SetDirtyBounds(2, 9), b.Seek(1), b.SetEnd(); },
+       {1, 1, 1, 1, 1},
+       "k"},
+      {[&] { b = Buffer(b), b.Write("m", 1); }, {2, 2, 4096, 1, 2}, "km"},  // grows as the copied one
+      {[&] { b.SetBuffer(out, 2); }, {0, 2, 2, 0, 0}, "12"},                // what was copied out
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
@@ -137,6 +141,7 @@ TEST_F(BufferTest, EachStepLeavesItsSizesAndBytes) {
     EXPECT_EQ(std::string(reinterpret_cast<char*>(b.GetData()), b.GetEndOfData()), row.data);
   }
   EXPECT_FALSE(b.IsOwner() || b.IsGrowable());
+  EXPECT_FALSE(Buffer(static_cast<const Buffer&>(Buffer(0))).IsOpen());
 }
 
 }  // namespace

@@ -148,12 +148,17 @@ TEST(Reader, PreviewersReadAloneAndGiveBack) {
   EXPECT_EQ(Outcome([&] { source.ReadByte(); }), "runtime" + active);
   EXPECT_EQ(Outcome([&] { source.Read(nullptr, 0); }), "logic" + active);
   auto* seen = new Buffer(bytes, 6);
+  seen->SeekEnd();        // as behind a write
   source.TakeBack(seen);  // came from the source, becomes the pushback
   EXPECT_EQ(seen, nullptr);
   EXPECT_EQ(ReadSome(source, 1), "a");
   source.SetPreviewer(&source);
   char more[3];
   EXPECT_EQ(source.PreviewRead(more, 3), 3u);
+  Buffer other(bytes, 5), *tooLarge = &other;
+  EXPECT_EQ(Outcome([&] { source.TakeBack(tooLarge); }), "runtime: Buffer: offset would be negative");
+  EXPECT_EQ(tooLarge, &other);
+  EXPECT_EQ(Outcome([&] { source.ReadByte(); }), "runtime" + active);
   seen = new Buffer(more, 3);
   source.TakeBack(seen);  // came from the pushback, which moves back
   EXPECT_EQ(ReadSome(source, 10), "bcdef");
@@ -205,9 +210,12 @@ TEST_P(Roles, WhatIsWrittenIsRead) {
 }
 
 TEST_P(Roles, WhatWasPutBackIsReadFirst) {
-  fOut.Write("defghij", 7);
+  fOut.Write("-defghij", 8);
   Turn();
+  fIn.Unread("", 0);
+  EXPECT_EQ(fIn.ReadByte(), '-');
   fIn.Unread("abc", 3);
+  if (!IsPipe()) fIn.Seek(fIn.Tell());  // which counts none of it, and drops none
   EXPECT_EQ(fIn.ReadByte(), 'a');
   EXPECT_EQ(ReadSome(fIn, 10), "bc");  // and no byte of the source with it
   fIn.Unread("abc", 3);

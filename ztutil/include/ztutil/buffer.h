@@ -13,8 +13,8 @@ namespace ztutil {
 // one reads and writes. Always offset <= end of data <= capacity.
 //
 // The dirty range spans what was written, from the lowest place to the highest. It begins as 0 to 0, so that
-// it reaches down to 0 unless SetState or SetDirtyBounds said otherwise, and nothing but these two and Reset
-// makes it smaller.
+// it reaches down to 0 unless SetState or SetDirtyBounds said otherwise, and nothing but these two makes it
+// smaller where the data stays.
 //
 // A buffer that owns its block may be growable, and then grows to a multiple of 4096 bytes where a write
 // needs it. Each time it copies the data, so that many small pieces cost the square of their sum: who knows
