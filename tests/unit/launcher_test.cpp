@@ -69,10 +69,11 @@ TEST(Launcher, AChildsEnvironmentChangesAlone) {
     EXPECT_EQ(value + (value.empty() ? "" : " ") + WaitFor(*launcher), row.end);
     EXPECT_EQ(std::getenv("PATH"), path);
   }
-  for (const char* const refused : {"", "a=b"})
-    EXPECT_EQ(Outcome([&] {
-                launcher->LaunchWithEnvironment(TestChild(), {}, {{refused, ""}}, false);
-              }),
+  const std::string nul("a\0b", 3);
+  const ztutil::EnvironmentChanges refused[] = {
+      {{"", ""}}, {{"a=b", ""}}, {{nul, ""}}, {{nul, std::nullopt}}, {{"a", nul}}};
+  for (const auto& changes : refused)
+    EXPECT_EQ(Outcome([&] { launcher->LaunchWithEnvironment(TestChild(), {}, changes, false); }),
               "runtime: CreateProcessW failed");
 }
 
@@ -96,6 +97,8 @@ TEST(Launcher, AFailedLaunchHasNoChild) {
     EXPECT_EQ(launcher->GetStartError(), "");
     EXPECT_EQ(Outcome([&] { launcher->Launch(program, {}); }), "runtime: CreateProcessW failed");
     EXPECT_NE(launcher->GetStartError(), "");
+    EXPECT_EQ(launcher->GetProcessID(), 0u);
+    EXPECT_EQ(ztutil::DescribeRawEnd(launcher->GetRawEnd().value()), "exit status 5");  // of the one before
     EXPECT_EQ(Outcome([&] { launcher->Kill(); }), kNoProcess);
     EXPECT_EQ(Outcome([&] { WaitFor(*launcher); }), "runtime: WaitForSingleObject failed");
   }

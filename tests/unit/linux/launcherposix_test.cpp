@@ -100,7 +100,9 @@ TEST(LauncherPosix, FindsProgramsByPathOrName) {
   };
   for (const auto& row : rows) {
     row.searched == "unset" ? unsetenv("PATH") : setenv("PATH", row.searched.c_str(), 1);
-    const auto launch = [&] { launcher->Launch(ztutil::WideFromUTF8(row.program), {}); };
+    const auto launch = [&] {  // the child's own PATH has no say
+      launcher->LaunchWithEnvironment(ztutil::WideFromUTF8(row.program), {}, {{"PATH", "/no"}}, false);
+    };
     EXPECT_EQ(Outcome(launch), *row.refusal == '\0' ? "" : kCreateProcessFailed);
     EXPECT_EQ(launcher->GetStartError(), row.refusal) << row.program;
   }

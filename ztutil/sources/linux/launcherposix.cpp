@@ -181,7 +181,7 @@ class ChildEnvironment {
  public:
   explicit ChildEnvironment(const EnvironmentChanges& changes) {
     for (const auto& [name, value] : changes) {
-      if (name.empty() || name.find('=') != std::string::npos)
+      if (name.empty() || name.find_first_of({"=\0", 2}) != std::string::npos)
         Refuse("CreateProcessW failed", "execve", EINVAL);
       if (value) fEntries.push_back(name + "=" + *value);
     }
