@@ -468,6 +468,9 @@ TEST(ConsoleAppLauncher, HoldsOneRunAtATime) {
   EXPECT_EQ(former.GetState(), State::Idle);
   // The app itself takes a second launch for the end of the first.
   EXPECT_EQ(Outcome([&] { other.Launch(); }), "runtime: ConsoleApp: must be idle");
+  EXPECT_EQ(Outcome([&] { other.Launch(); }), "runtime: ConsoleAppLauncher::Launch: already launched");
+  EXPECT_EQ(Outcome([&] { other.Reset(); }), "other: Client: no console app");
+  EXPECT_TRUE(other.HasExecutionData() && other.GetState() == State::Idle && !other.HasExecutionData());
   EXPECT_EQ(Told([&] { return launcher.Wait(nullptr, 0.0); }), "other: Client: no console app");
   EXPECT_FALSE(launcher.HasExecutionData());
   EXPECT_EQ(launcher.GetState(), State::Idle);
@@ -627,6 +630,9 @@ TEST(ConsoleAppRun, ATaskAtWorkIsNeitherCopiedNorUsedAgain) {
   EXPECT_EQ(Outcome(configure), "runtime: OutputTask::Configure: task is running");
   launcher.Reset();
   EXPECT_EQ(RunToEnd(app, Params({}, task)), "other: Launcher: OutputTask::Configure: task is running 77");
+  const auto both = boost::make_shared<Task>();
+  EXPECT_EQ(RunToEnd(app, Params({"drain"}, both, both)),
+            "other: Launcher: OutputTask::Configure: task is running 77");
   EXPECT_EQ(RunToEnd(app, Params({"exit:3"})), "Finished 3");
   go->count_down();
   for (const double end = ztutil::Now() + kLong; !Outcome(configure).empty() && ztutil::Now() < end;)
