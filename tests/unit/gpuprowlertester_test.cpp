@@ -3,14 +3,18 @@
 #include "gpuprowlerapp.h"
 #include "gputests.h"
 #include "outcome.h"
+#include "testsystem.h"
 #include "zentaratester.h"
 
 #include <kgx/exception.h>
+#include <ztutil/calendar.h>
+#include <ztutil/clock.h>
 #include <ztutil/gpuimplwin.h>
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <iostream>
 
 namespace {
@@ -109,6 +113,20 @@ TEST(App, HasItsOptionsOneLoggerAndOneTester) {
   EXPECT_EQ(Outcome([&] { app.PutStderr("lost"); }), "runtime: PutStderr failed");
   std::cout.rdbuf(output);
   std::cerr.rdbuf(errors);
+}
+
+TEST(Tester, SecondsAreRoundedAndCarryNothing) {
+  SetZone("UTC0");
+  ztutil::LocalCalendarTime(ztutil::Now());  // ties the clock to the calendar before it is put off
+  std::string timestamp;
+  for (std::chrono::duration<double> took(1); took.count() > 0.3;) {  // the minute is over behind 0.4
+    const auto begin = std::chrono::system_clock::now();
+    ztutil::SetClockBias(1794603959.6 - std::chrono::duration<double>(begin.time_since_epoch()).count());
+    timestamp = Tester().GetTimestamp();
+    took = std::chrono::system_clock::now() - begin;
+  }
+  ztutil::SetClockBias(0.0);
+  EXPECT_EQ(timestamp, "2026-11-13_21:05:60");
 }
 
 TEST(Tester, ACrashThatReturnsIsACrashAllTheSame) {
