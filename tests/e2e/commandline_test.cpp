@@ -75,7 +75,9 @@ TEST(CommandLineTest, HangSleepsBehindTheReport) {
   const std::size_t count = RunProber(NoDrivers(), {"-verbose=1", "-hang=1"}).lines.size() - 1;
   ProberProcess hangs(NoDrivers(), {"-verbose=1", "-hang=-1"});
   EXPECT_TRUE(hangs.WaitForLines(count, 0) && hangs.StaysSilent(200));
-  // A failure of the run leaves it out.
+  // The failure of a GPU is none of the run, which leaves it out.
+  const string last = RunProber(Drivers(), {"-verbose=1", "-hang=1", "-throwAfter=10"}).lines.back();
+  EXPECT_NE(last.find("hang=0.001"), string::npos) << last;
   EXPECT_EQ(RunProber(NoDrivers(), {"-hang=600000", "-throwAfter=3"}).ending, "status 2");
 }
 

@@ -132,14 +132,20 @@ TEST(GLProbes, SurviveADriverThatCannotDelete) {
 
 TEST(GLObjects, TellWhatTheyRefuse) {
   Library::Initialize({});
-  FakeGL gl;  // of no version
+  struct : FakeGL {
+    void glGenFramebuffersEXT(const char*, int, GLsizei, GLuint*) override {
+      throw KGX::LogicalException("EXT");
+    }
+  } gl;  // of no version
   Texts events;
   const GLGPU gpu(boost::make_shared<Hardware>(boost::make_shared<FakeContext>("", events)));
   EXPECT_EQ(Outcome([&] { gpu.GetVersion(); }), "runtime: Cannot determine OGL version");
   EXPECT_EQ(Message([] { Program(); }), "no GLSL programs");
   EXPECT_EQ(Message([] { Framebuffer(); }), "no framebuffer objects");
-  gl.texts[kGL_EXTENSIONS] = "GL_ARB_framebuffer_object";
-  EXPECT_NE(Message([] { Framebuffer(); }), "no framebuffer objects");
+  gl.texts[kGL_EXTENSIONS] = "GL_EXT_framebuffer_object";
+  EXPECT_EQ(Message([] { Framebuffer(); }), "EXT");
+  gl.texts[kGL_EXTENSIONS] = "GL_EXT_framebuffer_object GL_ARB_framebuffer_object";
+  EXPECT_NE(Message([] { Framebuffer(); }), "EXT");
   EXPECT_EQ(Message([] { Texture2D(Texture::kRGBA8, 1, 1, true, nullptr, -1); }),
             "mipmapped textures aren't supported");
   EXPECT_EQ(Message([] { Texture2D(Texture::InternalFormat{}, 1, 1, false, nullptr, -1); }),
