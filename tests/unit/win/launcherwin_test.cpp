@@ -100,6 +100,10 @@ TEST(LauncherWin, NoChildHoldsUpAnothersData) {
   auto first = std::async(std::launch::async, launchShortOnes, std::ref(ended[0]));
   auto second = std::async(std::launch::async, launchShortOnes, std::ref(ended[1]));
   const auto launcher = CreateLauncher();
+  const struct Stop {
+    ~Stop() { done = true; }  // where a launch fails, too
+    std::atomic<bool>& done;
+  } stop{done};
   int kept = 0;
   for (bool inTime = true; inTime && kept + ended[0] + ended[1] < 500; ++kept) {
     ztutil::LaunchResult child = launcher->Launch(TestChild(), {"drain"});
@@ -111,7 +115,6 @@ TEST(LauncherWin, NoChildHoldsUpAnothersData) {
     child.fStdin.reset();
     EXPECT_EQ(WaitFor(*launcher), "0 0");
   }
-  done = true;
 }
 
 }  // namespace
