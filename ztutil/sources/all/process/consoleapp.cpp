@@ -80,7 +80,7 @@ void ConsoleApp::Launch(const boost::shared_ptr<ExecutionData>& executionData,
     LaunchLocked(lock, executionData, launchParams);
   } catch (...) {
     ZT_LOG_LEVEL(gConsoleAppLog, 1, "Launch exception: calling Reset()");
-    executionData->Clear();  // this object may have another run's record
+    if (executionData) executionData->Clear();  // this object may have another run's record
     Reset();
     throw;
   }
